@@ -1,0 +1,28 @@
+// Frames for the benchmarks: realistic content (smooth gradients with texture), reproducible.
+#ifndef ALAD_BENCH_BENCH_FRAMES_H
+#define ALAD_BENCH_BENCH_FRAMES_H
+
+#include <opencv2/core.hpp>
+
+namespace alad_bench {
+
+// A CV_32SC3 frame of 12-bit values: a diagonal gradient per channel plus a fixed-seed texture.
+inline cv::Mat MakeFrame12(int width, int height, unsigned seed = 1) {
+    cv::Mat frame(height, width, CV_32SC3);
+    cv::RNG rng(seed);
+    for (int y = 0; y < height; ++y) {
+        int* row = frame.ptr<int>(y);
+        for (int x = 0; x < width; ++x) {
+            const int base = ((x * 4095) / (width > 1 ? width - 1 : 1) + (y * 4095) / (height > 1 ? height - 1 : 1)) / 2;
+            for (int c = 0; c < 3; ++c) {
+                const int v = base / (c + 1) + rng.uniform(-64, 64);
+                row[3 * x + c] = v < 0 ? 0 : (v > 4095 ? 4095 : v);
+            }
+        }
+    }
+    return frame;
+}
+
+}  // namespace alad_bench
+
+#endif  // ALAD_BENCH_BENCH_FRAMES_H

@@ -1,0 +1,12 @@
+// Version of the ALAD engine library.
+#ifndef ALAD_ALAD_VERSION_H
+#define ALAD_ALAD_VERSION_H
+
+namespace kelvo {
+
+// The library's version, "major.minor.patch".
+const char* ALADVersion();
+
+}  // namespace kelvo
+
+#endif  // ALAD_ALAD_VERSION_H
