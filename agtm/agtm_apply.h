@@ -1,0 +1,35 @@
+// Applying the AGTM table to a frame: every pixel's three channels are multiplied by a gain looked
+// up (and interpolated) with the pixel's brightest channel, so brightness follows the tone curve
+// while channel ratios are kept.
+#ifndef ALAD_AGTM_AGTM_APPLY_H
+#define ALAD_AGTM_AGTM_APPLY_H
+
+#include <cstdint>
+#include <vector>
+
+#include <opencv2/core.hpp>
+
+namespace kelvo {
+
+// What the AGTM stage receives: the table (256 raw AGTM gains, 1.0 = 2048) and the backlight
+// scaler (Q10), which the apply itself does not read.
+struct agtm_param_api_ {
+    std::vector<int32_t> lut;
+    int32_t scaler = 1024;
+};
+
+// 0 for a negative value, else roundf(value) (halves away from zero) limited to maximum; the test
+// against zero is made on the unrounded value.
+float ClimpUncharFix(float value, float maximum);
+
+// Applies the table to a CV_32SC3 frame of 12-bit values (another 3-channel type is converted to
+// CV_32SC3 first). `reference` receives the floating-point reference result, `result` the
+// bit-exact integer result (the stage's output). An empty output, or one of another size, is
+// created as CV_32SC3 of the input's size; an output of the right size but another type receives
+// the values converted to its type.
+void ToneMappingOneImageByScalerLUTImple_(const cv::Mat& src, const agtm_param_api_& param,
+                                          cv::Mat& reference, cv::Mat& result);
+
+}  // namespace kelvo
+
+#endif  // ALAD_AGTM_AGTM_APPLY_H

@@ -1,0 +1,40 @@
+#include "agtm/scaler_lut.h"
+
+#include <cstdio>
+
+#include "agtm/tone_curve.h"
+
+namespace kelvo {
+
+void Transform2ScalerLUT(const std::vector<double>& curve, std::vector<double>& gains) {
+    const size_t n = curve.size();
+    if (n < 3) {
+        std::fprintf(stderr, "Transform2ScalerLUT: a curve needs at least 3 entries, got %zu; using gain 1.0\n", n);
+        gains.assign(n, 1.0);
+        return;
+    }
+    gains.resize(n);
+    gains[0] = 1.0;
+    const double last_code = static_cast<double>(n - 1);
+    for (size_t i = 1; i < n; ++i) gains[i] = curve[i] * last_code / static_cast<double>(i);
+    gains[0] = gains[1] + (gains[1] - gains[2]);
+}
+
+void ConvertAmbientLUTFixed(const std::vector<double>& curve, std::vector<AGTMGain>& lut) {
+    std::vector<double> gains;
+    Transform2ScalerLUT(curve, gains);
+    lut.resize(gains.size());
+    for (size_t i = 0; i < gains.size(); ++i) lut[i] = AGTMGain::FromDouble(gains[i]);
+}
+
+std::vector<int32_t> ComputeAGTMTable(DisplayPanelModel& model) {
+    std::vector<double> log_table, code_curve;
+    ContentFreeToneCurve(log_table, code_curve, model, 0.0f, true);
+    std::vector<AGTMGain> gains;
+    ConvertAmbientLUTFixed(code_curve, gains);
+    std::vector<int32_t> table(gains.size());
+    for (size_t i = 0; i < gains.size(); ++i) table[i] = gains[i].raw();
+    return table;
+}
+
+}  // namespace kelvo
