@@ -50,6 +50,25 @@ inline int32_t IntegerChannel(int32_t gain, int32_t c) {
     return std::min(alad::WrapMul(gain, c) / 512, kMaxCode);
 }
 
+// The brightest code of a pixel whose channels are all 12-bit values, or -1. For such pixels the
+// float comparison of BrightestChannel is the integer maximum (the conversion is exact).
+inline int32_t InTableBrightest(const int32_t* px) {
+    const int32_t bg = px[0] > px[1] ? px[0] : px[1];
+    const int32_t m = bg > px[2] ? bg : px[2];
+    const bool all_in = static_cast<uint32_t>(px[0]) <= kMaxCode && static_cast<uint32_t>(px[1]) <= kMaxCode &&
+                        static_cast<uint32_t>(px[2]) <= kMaxCode;
+    return all_in ? m : -1;
+}
+
+// ClimpUncharFix(value, 4095) as an integer code. For a non-negative float the distance to its
+// truncation is exact, so comparing it with 0.5 rounds halves away from zero exactly like roundf.
+inline int32_t RoundClampToCode(float value) {
+    if (value < 0.0f) return 0;
+    if (value >= static_cast<float>(kMaxCode)) return kMaxCode;
+    const int32_t whole = static_cast<int32_t>(value);  // truncation, exact below 4095
+    return whole + (value - static_cast<float>(whole) >= 0.5f ? 1 : 0);
+}
+
 // Makes `out` a CV_32SC3 image of `size` to write into: the output itself when it already is one,
 // otherwise (another type of the right size) a temporary that is converted into it afterwards.
 cv::Mat PrepareOutput(cv::Mat& out, cv::Size size) {
@@ -84,9 +103,18 @@ void ToneMappingOneImageByScalerLUTImple_(const cv::Mat& src, const agtm_param_a
     cv::Mat input = src;
     if (src.type() != CV_32SC3) src.convertTo(input, CV_32SC3);
 
+    // Both gains depend only on the brightest code: work them out once per frame for the 4096
+    // codes of 12 bits, with the same functions the per-pixel path uses for any other code.
+    const int32_t* lut = param.lut.data();
+    static thread_local float ref_gains[kMaxCode + 1];
+    static thread_local int32_t int_gains[kMaxCode + 1];
+    for (int32_t m = 0; m <= kMaxCode; ++m) {
+        ref_gains[m] = ReferenceGain(lut, m);
+        int_gains[m] = IntegerGain(lut, m);
+    }
+
     cv::Mat ref = PrepareOutput(reference, input.size());
     cv::Mat res = PrepareOutput(result, input.size());
-    const int32_t* lut = param.lut.data();
     for (int y = 0; y < input.rows; ++y) {
         const int32_t* in_row = input.ptr<int32_t>(y);
         int32_t* ref_row = ref.ptr<int32_t>(y);
@@ -94,11 +122,19 @@ void ToneMappingOneImageByScalerLUTImple_(const cv::Mat& src, const agtm_param_a
         for (int x = 0; x < input.cols; ++x) {
             // Read the pixel first: an output may be the input itself.
             const int32_t px[3] = {in_row[3 * x], in_row[3 * x + 1], in_row[3 * x + 2]};
-            const double brightest = BrightestChannel(px);
-            const float ref_gain = ReferenceGain(lut, brightest);
-            const int32_t int_gain = IntegerGain(lut, alad::TruncToInt32(brightest));
+            float ref_gain;
+            int32_t int_gain;
+            const int32_t m = InTableBrightest(px);
+            if (m >= 0) {
+                ref_gain = ref_gains[m];
+                int_gain = int_gains[m];
+            } else {
+                const double brightest = BrightestChannel(px);
+                ref_gain = ReferenceGain(lut, brightest);
+                int_gain = IntegerGain(lut, alad::TruncToInt32(brightest));
+            }
             for (int c = 0; c < 3; ++c) {
-                ref_row[3 * x + c] = static_cast<int32_t>(ClimpUncharFix(static_cast<float>(px[c]) * ref_gain, 4095.0f));
+                ref_row[3 * x + c] = RoundClampToCode(static_cast<float>(px[c]) * ref_gain);
                 res_row[3 * x + c] = IntegerChannel(int_gain, px[c]);
             }
         }

@@ -27,9 +27,10 @@ void BM_Memcpy(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(bytes));
 }
 
+// The frame size of a benchmark: the last element of its name ("CLTM/video/blk128/1080x2400").
 std::string SizeSuffix(const std::string& name) {
     const size_t slash = name.rfind('/');
-    return slash == std::string::npos ? std::string() : name.substr(slash + 1);
+    return slash == std::string::npos ? name : name.substr(slash + 1);
 }
 
 class RatioReporter : public benchmark::ConsoleReporter {
@@ -38,9 +39,10 @@ public:
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
             if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-            const std::string name = run.benchmark_name();
-            const double ms = run.GetAdjustedRealTime() *
-                              benchmark::GetTimeUnitMultiplier(run.time_unit) / benchmark::GetTimeUnitMultiplier(benchmark::kMillisecond);
+            const std::string name = run.run_name.function_name;
+            // GetTimeUnitMultiplier is seconds -> unit.
+            const double ms = run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) *
+                              benchmark::GetTimeUnitMultiplier(benchmark::kMillisecond);
             order_.push_back(name);
             times_ms_[name] = ms;
         }

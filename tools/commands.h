@@ -1,0 +1,26 @@
+// The alad tool's commands.
+#ifndef ALAD_TOOLS_COMMANDS_H
+#define ALAD_TOOLS_COMMANDS_H
+
+#include <vector>
+
+namespace alad_tool {
+
+struct Command {
+    const char* name;
+    const char* summary;  // one line for 'alad --help'
+    const char* help;     // the whole of 'alad <name> --help'
+    int (*run)(int argc, char** argv);  // arguments after the command name; returns the exit code
+};
+
+const std::vector<Command>& Commands();
+
+int RunLut(int argc, char** argv);
+int RunProcess(int argc, char** argv);
+
+extern const char kLutHelp[];
+extern const char kProcessHelp[];
+
+}  // namespace alad_tool
+
+#endif  // ALAD_TOOLS_COMMANDS_H

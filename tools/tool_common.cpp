@@ -1,0 +1,156 @@
+#include "tools/tool_common.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+
+#include <opencv2/imgcodecs.hpp>
+
+#include "driver/image_convert.h"
+
+namespace alad_tool {
+
+namespace {
+
+bool Contains(const std::vector<std::string>& names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+}  // namespace
+
+Options::Options(int argc, char** argv, const std::vector<std::string>& valued,
+                 const std::vector<std::string>& flags) {
+    for (int i = 0; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg.size() > 2 && arg.compare(0, 2, "--") == 0) {
+            const std::string name = arg.substr(2);
+            if (Contains(flags, name)) {
+                flags_[name] = true;
+            } else if (Contains(valued, name)) {
+                if (i + 1 >= argc) throw UsageError("option --" + name + " needs a value");
+                values_[name] = argv[++i];
+            } else {
+                throw UsageError("unknown option " + arg);
+            }
+        } else {
+            positional_.push_back(arg);
+        }
+    }
+}
+
+std::string Options::String(const std::string& name, const std::string& fallback) const {
+    const auto it = values_.find(name);
+    return it == values_.end() ? fallback : it->second;
+}
+
+double Options::Number(const std::string& name, double fallback) const {
+    const auto it = values_.find(name);
+    if (it == values_.end()) return fallback;
+    const char* text = it->second.c_str();
+    char* end = nullptr;
+    errno = 0;
+    const double value = std::strtod(text, &end);
+    if (end == text || *end != '\0' || errno == ERANGE || !std::isfinite(value)) {
+        throw UsageError("option --" + name + " needs a number, got '" + it->second + "'");
+    }
+    return value;
+}
+
+double Options::RequiredNumber(const std::string& name) const {
+    if (values_.find(name) == values_.end()) throw UsageError("option --" + name + " is required");
+    return Number(name, 0.0);
+}
+
+long Options::Integer(const std::string& name, long fallback, long lo, long hi) const {
+    const auto it = values_.find(name);
+    if (it == values_.end()) return fallback;
+    const char* text = it->second.c_str();
+    char* end = nullptr;
+    errno = 0;
+    const long value = std::strtol(text, &end, 10);
+    if (end == text || *end != '\0' || errno == ERANGE || value < lo || value > hi) {
+        throw UsageError("option --" + name + " needs a whole number from " + std::to_string(lo) + " to " +
+                         std::to_string(hi) + ", got '" + it->second + "'");
+    }
+    return value;
+}
+
+const std::vector<std::string>& DisplayOptionNames() {
+    static const std::vector<std::string> names = {"gamma", "white", "black", "backlight", "reflectance"};
+    return names;
+}
+
+kelvo::alad_display_model_ DisplayFromOptions(const Options& options) {
+    kelvo::alad_display_model_ display;
+    display.gamma = options.Number("gamma", display.gamma);
+    display.white = options.Number("white", display.white);
+    display.black = options.Number("black", display.black);
+    display.backlight = options.Number("backlight", display.backlight);
+    display.reflectance = options.Number("reflectance", display.reflectance);
+    if (!(display.gamma > 0.0) || !(display.white > 0.0) || display.black < 0.0 || display.reflectance < 0.0) {
+        throw UsageError("the display needs --gamma > 0, --white > 0, --black >= 0 and --reflectance >= 0");
+    }
+    return display;
+}
+
+cv::Mat ReadPicture12(const std::string& path, int* depth) {
+    const cv::Mat picture = cv::imread(path, cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH);
+    if (picture.empty()) throw RunError("cannot read picture '" + path + "'");
+    cv::Mat image12;
+    if (picture.depth() == CV_8U) {
+        cv::Mat bgr = picture;
+        transform8To12(bgr, image12);
+    } else if (picture.depth() == CV_16U) {
+        // 16 to 12 bits: drop the four low bits.
+        image12.create(picture.size(), CV_32SC3);
+        for (int y = 0; y < picture.rows; ++y) {
+            const uint16_t* in = picture.ptr<uint16_t>(y);
+            int32_t* out = image12.ptr<int32_t>(y);
+            for (int i = 0; i < picture.cols * 3; ++i) out[i] = in[i] >> 4;
+        }
+    } else {
+        throw RunError("picture '" + path + "' is neither 8- nor 16-bit");
+    }
+    if (depth) *depth = picture.depth();
+    return image12;
+}
+
+cv::Mat NarrowPicture12(const cv::Mat& image12, int depth) {
+    cv::Mat picture;
+    if (depth == CV_16U) {
+        // 12 to 16 bits: the top four bits repeated at the bottom, so 4095 becomes 65535.
+        picture.create(image12.size(), CV_16UC3);
+        for (int y = 0; y < image12.rows; ++y) {
+            const int32_t* in = image12.ptr<int32_t>(y);
+            uint16_t* out = picture.ptr<uint16_t>(y);
+            for (int i = 0; i < image12.cols * 3; ++i) {
+                const int32_t v = std::clamp(in[i], 0, 4095);
+                out[i] = static_cast<uint16_t>((v << 4) | (v >> 8));
+            }
+        }
+    } else {
+        image12.convertTo(picture, CV_8UC3, 0.0625);  // rounds and saturates, as the driver does
+    }
+    return picture;
+}
+
+void WritePicture(const std::string& path, const cv::Mat& picture) {
+    bool written = false;
+    try {
+        written = cv::imwrite(path, picture);
+    } catch (const cv::Exception& e) {
+        throw RunError("cannot write picture '" + path + "': " + e.err);
+    }
+    if (!written) throw RunError("cannot write picture '" + path + "'");
+}
+
+cv::Mat SideBySide(const cv::Mat& left, const cv::Mat& right) {
+    const int gap = 8;
+    cv::Mat canvas(std::max(left.rows, right.rows), left.cols + gap + right.cols, left.type(), cv::Scalar::all(0));
+    left.copyTo(canvas(cv::Rect(0, 0, left.cols, left.rows)));
+    right.copyTo(canvas(cv::Rect(left.cols + gap, 0, right.cols, right.rows)));
+    return canvas;
+}
+
+}  // namespace alad_tool

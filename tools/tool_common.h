@@ -1,0 +1,61 @@
+// Shared pieces of the alad tool: option parsing, picture input and output.
+#ifndef ALAD_TOOLS_TOOL_COMMON_H
+#define ALAD_TOOLS_TOOL_COMMON_H
+
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <opencv2/core.hpp>
+
+#include "alad/alad_records.h"
+
+namespace alad_tool {
+
+// A user mistake: reported on standard error as "alad <command>: <message>", exit code 2.
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+// A failure at run time (unreadable file, ...): reported the same way, exit code 1.
+struct RunError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// Command-line options: "--name value" pairs, "--flag" switches and positional arguments.
+class Options {
+public:
+    // `valued` lists the options that take a value, `flags` the switches; anything else starting
+    // with "--" is an error.
+    Options(int argc, char** argv, const std::vector<std::string>& valued, const std::vector<std::string>& flags);
+
+    bool Has(const std::string& name) const { return values_.count(name) != 0 || flags_.count(name) != 0; }
+    std::string String(const std::string& name, const std::string& fallback) const;
+    double Number(const std::string& name, double fallback) const;
+    double RequiredNumber(const std::string& name) const;
+    long Integer(const std::string& name, long fallback, long lo, long hi) const;
+    const std::vector<std::string>& Positional() const { return positional_; }
+
+private:
+    std::map<std::string, std::string> values_;
+    std::map<std::string, bool> flags_;
+    std::vector<std::string> positional_;
+};
+
+// The display record from --gamma, --white, --black, --backlight, --reflectance (defaults
+// otherwise), and the option names that carry it.
+kelvo::alad_display_model_ DisplayFromOptions(const Options& options);
+const std::vector<std::string>& DisplayOptionNames();
+
+// Reads an 8- or 16-bit picture (any format OpenCV reads) as 12-bit CV_32SC3; returns its depth.
+cv::Mat ReadPicture12(const std::string& path, int* depth);
+// Narrows a 12-bit CV_32SC3 image to the given depth (CV_8U or CV_16U).
+cv::Mat NarrowPicture12(const cv::Mat& image12, int depth);
+// Writes a picture, turning OpenCV's failures into a RunError naming the file.
+void WritePicture(const std::string& path, const cv::Mat& picture);
+// Input and output side by side, with a small gap.
+cv::Mat SideBySide(const cv::Mat& left, const cv::Mat& right);
+
+}  // namespace alad_tool
+
+#endif  // ALAD_TOOLS_TOOL_COMMON_H
