@@ -1,0 +1,62 @@
+// The manager: owns the display panel model and the pipeline, and translates the public records
+// into what they need. The entry points hold it through its abstract interface.
+#ifndef ALAD_ENGINE_MANAGER_H
+#define ALAD_ENGINE_MANAGER_H
+
+#include <cstdint>
+#include <memory>
+
+#include <opencv2/core.hpp>
+
+#include "agtm/display_panel_model.h"
+#include "alad/alad_records.h"
+#include "pipeline/concatenate_mode.h"
+
+namespace kelvo {
+
+class ALADManager {
+public:
+    virtual ~ALADManager() = default;
+    virtual int32_t RunOneFrame(const cv::Mat& src, cv::Mat& dst) = 0;
+    virtual int32_t ResetManager() = 0;
+    virtual int32_t UpdateViewConditionParameter(const alad_view_condition_& view) = 0;
+    virtual int32_t UpdateDisplayPanelParameter(const alad_display_model_& display) = 0;
+    virtual int32_t UpdateCLTMParameter(const ad_user_t_& user) = 0;
+    virtual int32_t SettingHardwareRegistrator(const alad_verification_registrator_& regs) = 0;
+    virtual int32_t PrintCurrentStatus() = 0;
+    // Copies the current 256-entry AGTM table into lut; prints nothing, whatever its name says.
+    virtual int32_t PrintAGTMLUTByAmbientLight(int* lut) = 0;
+    virtual int32_t ALADRegistratorsInfoForDriverManager(alad_verification_registrator& regs) = 0;
+};
+
+class ALADManagerImple : public ALADManager {
+public:
+    ALADManagerImple() = default;
+    ~ALADManagerImple() override;
+
+    // Makes the panel model and the pipeline; returns the pipeline's Init result.
+    int32_t Init(const ad_user_t_& user, const alad_display_model_& display, const alad_view_condition_& view,
+                 bool video);
+
+    int32_t RunOneFrame(const cv::Mat& src, cv::Mat& dst) override;
+    int32_t ResetManager() override;
+    int32_t UpdateViewConditionParameter(const alad_view_condition_& view) override;
+    int32_t UpdateDisplayPanelParameter(const alad_display_model_& display) override;
+    int32_t UpdateCLTMParameter(const ad_user_t_& user) override;
+    int32_t SettingHardwareRegistrator(const alad_verification_registrator_& regs) override;
+    int32_t PrintCurrentStatus() override;
+    int32_t PrintAGTMLUTByAmbientLight(int* lut) override;
+    int32_t ALADRegistratorsInfoForDriverManager(alad_verification_registrator& regs) override;
+
+private:
+    std::shared_ptr<ALADConcatenateMode> mPipeline;
+    std::shared_ptr<DisplayPanelModel> mPanel;
+};
+
+// Makes a manager and initialises it; returns it whatever its Init returned.
+std::shared_ptr<ALADManager> createALADManager(const ad_user_t_& user, const alad_display_model_& display,
+                                               const alad_view_condition_& view, bool video);
+
+}  // namespace kelvo
+
+#endif  // ALAD_ENGINE_MANAGER_H

@@ -1,0 +1,85 @@
+// The pipeline: runs the two tone-mapping stages on one frame in the configured order, and keeps
+// their state consistent when settings or hardware registers change. It owns the AGTM table, the
+// CLTM parameter block, the CLTM working buffers and the CLTM video context.
+#ifndef ALAD_PIPELINE_CONCATENATE_MODE_H
+#define ALAD_PIPELINE_CONCATENATE_MODE_H
+
+#include <cstdint>
+#include <memory>
+
+#include <opencv2/core.hpp>
+
+#include "agtm/agtm_apply.h"
+#include "agtm/display_panel_model.h"
+#include "alad/alad_records.h"
+#include "cltm/cltm_frame.h"
+#include "cltm/cltm_params.h"
+#include "cltm/cltm_user.h"
+
+namespace kelvo {
+
+// Stage orders (register reg_tm_mode). 5, 6 and every other value copy the frame unchanged.
+enum : uint32_t {
+    kOrderCLTMThenAGTM = 1,
+    kOrderAGTMThenCLTM = 2,
+    kOrderCLTMOnly = 3,
+    kOrderAGTMOnly = 4,
+    kOrderPassThrough = 0xFFFFFFFFu,
+};
+
+class ALADConcatenateMode {
+public:
+    ALADConcatenateMode();
+    virtual ~ALADConcatenateMode();
+    ALADConcatenateMode(const ALADConcatenateMode&) = delete;
+    ALADConcatenateMode& operator=(const ALADConcatenateMode&) = delete;
+
+    // Builds everything: the AGTM table from the panel model, the CLTM video context (when
+    // `video`), the CLTM parameter block and the buffers for the user record's frame size.
+    // Returns the buffer allocation's result (0 on success), -1 when no context could be made.
+    virtual int32_t Init(DisplayPanelModel& panel, alad_cltm_user& cltm, bool video);
+    // One frame through the stages of the current order; dst is created or reused.
+    virtual int32_t RunOneFrame(const cv::Mat& src, cv::Mat& dst);
+    // Re-allocates the CLTM buffers for the current geometry and restarts the video state: the
+    // next frame is treated as a first frame.
+    virtual int32_t ResetALADContext();
+    // Re-derives the whole CLTM parameter block (registers applied earlier are overwritten), the
+    // frame size and the order; the buffers follow the new size, the video state is kept.
+    virtual int32_t UpdateCLTMParams(alad_cltm_user& cltm);
+    // Regenerates the AGTM table and scaler from the panel model.
+    virtual int32_t UpdateDisplayModel(DisplayPanelModel& panel);
+    // Applies a hardware register set (see pipeline/register_config.cpp).
+    virtual int32_t ConfigureVerificationRegistrators(alad_verification_registrator& regs);
+    // Reports the current state as a register set; regs' two pointers must designate caller
+    // storage of 65 and 256 values.
+    virtual int32_t CopyRegistratorFromDriver(alad_verification_registrator& regs);
+
+    int32_t GenerateAGTMLUTs(DisplayPanelModel& panel);
+    // Copy `count` table values in or out; nothing happens for a count below 1.
+    int32_t SetAGTMLUTs(const int* lut, int count);
+    int32_t GetAGTMLUTs(int* lut, int count);
+
+    uint32_t Order() const { return mOrder; }
+
+private:
+    struct VideoContextDeleter {
+        void operator()(ad_cxt_t* ctx) const { ad_deinit_video(ctx); }
+    };
+
+    bool Initialised() const;
+    void RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output);
+    void RunAGTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output);
+
+    std::unique_ptr<ad_cxt_t, VideoContextDeleter> mVideoContext;
+    cltm_params_api_ mCLTMParam;                  // what the CLTM frame run receives
+    std::unique_ptr<CLTMParamBlock> mParamBlock;  // the block behind mCLTMParam.param
+    agtm_param_api_ mAGTMParam;                   // what the AGTM apply receives
+    uint32_t mInputBitDepth = 8;
+    uint32_t mOutputBitDepth = 8;
+    uint32_t mOrder = kOrderPassThrough;
+    std::unique_ptr<CLTMBufferManager> mBuffers;
+};
+
+}  // namespace kelvo
+
+#endif  // ALAD_PIPELINE_CONCATENATE_MODE_H

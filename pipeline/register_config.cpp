@@ -1,0 +1,89 @@
+// Hardware register sets: how one reconfigures the pipeline, and how the pipeline reports its
+// state in the same form. This is how a verification run or a driver forces exact register values
+// (a table computed elsewhere, a specific strength ramp) and reads back what the engine computed.
+#include <cmath>
+#include <cstring>
+
+#include "common/log.h"
+#include "pipeline/concatenate_mode.h"
+
+namespace kelvo {
+
+namespace {
+
+constexpr int kAGTMTableSize = 256;
+
+}  // namespace
+
+int32_t ALADConcatenateMode::ConfigureVerificationRegistrators(alad_verification_registrator& regs) {
+    alad::LogLine("ConfigureVerificationRegistrators() begin!");
+    if (!Initialised()) {
+        alad::LogLine("ConfigureVerificationRegistrators: the pipeline is not initialised; registers ignored");
+        return -1;
+    }
+    mOrder = static_cast<uint32_t>(regs.reg_tm_mode);
+    alad::LogLine("mOrder = registrators.reg_tm_mode;%u", mOrder);
+
+    // The register table replaces the AGTM table; the scaler stays.
+    if (regs.agtm) SetAGTMLUTs(regs.agtm, kAGTMTableSize);
+    ad_param_t_* block = mCLTMParam.param;
+    if (regs.hist_adjust_curve) std::memcpy(block->clip_curve, regs.hist_adjust_curve, kClipCurveSize * sizeof(uint32_t));
+
+    bool geometry_changed = static_cast<uint32_t>(regs.width) != mCLTMParam.width ||
+                            static_cast<uint32_t>(regs.height) != mCLTMParam.height;
+    const uint32_t width_log2 = _get_size_log2(static_cast<uint32_t>(regs.reg_blk_width_b));
+    const uint32_t height_log2 = _get_size_log2(static_cast<uint32_t>(regs.reg_blk_height_b));
+    if (block->blk_width_log2 != width_log2 || block->blk_height_log2 != height_log2) {
+        block->blk_width_log2 = width_log2;
+        block->blk_height_log2 = height_log2;
+        geometry_changed = true;
+    }
+    mCLTMParam.width = static_cast<uint32_t>(regs.width);
+    mCLTMParam.height = static_cast<uint32_t>(regs.height);
+
+    block->hist_mode = static_cast<uint32_t>(regs.reg_hist_mode);
+    block->curve_transition = static_cast<uint32_t>(regs.reg_curve_transition);
+    block->linear_adj_offset = regs.reg_linear_adj_offset;
+    block->linear_adj_ratio = regs.reg_linear_adj_ratio;
+    block->strength_mode = static_cast<uint32_t>(regs.reg_strength_mode);
+    block->strength_target = static_cast<uint32_t>(regs.reg_strength_target);
+    block->strength_step = static_cast<uint32_t>(regs.reg_strength_step);
+    block->strength_interval = static_cast<uint32_t>(regs.reg_strength_interval);
+
+    // Only a new frame or block geometry restarts the temporal state; curves, strengths and the
+    // table take effect on the next frame without it. The block counts stay as derived from the
+    // user record (they are outputs of the register set).
+    if (geometry_changed) {
+        ResetALADContext();
+        alad::LogLine("ResetALADContext() finished!");
+    }
+    return 0;
+}
+
+int32_t ALADConcatenateMode::CopyRegistratorFromDriver(alad_verification_registrator& regs) {
+    if (!Initialised()) {
+        alad::LogLine("CopyRegistratorFromDriver: the pipeline is not initialised");
+        return -1;
+    }
+    const ad_param_t_* block = mCLTMParam.param;
+    regs.reg_tm_mode = static_cast<int32_t>(mOrder);
+    if (regs.agtm) GetAGTMLUTs(regs.agtm, kAGTMTableSize);
+    if (regs.hist_adjust_curve) std::memcpy(regs.hist_adjust_curve, block->clip_curve, kClipCurveSize * sizeof(uint32_t));
+    regs.width = static_cast<int32_t>(mCLTMParam.width);
+    regs.height = static_cast<int32_t>(mCLTMParam.height);
+    regs.reg_blk_width_b = static_cast<int32_t>(std::pow(2.0, block->blk_width_log2));
+    regs.reg_blk_height_b = static_cast<int32_t>(std::pow(2.0, block->blk_height_log2));
+    regs.reg_blk_h_num = static_cast<int32_t>(block->blk_h_num);
+    regs.reg_blk_w_num = static_cast<int32_t>(block->blk_w_num);
+    regs.reg_hist_mode = static_cast<int32_t>(block->hist_mode);
+    regs.reg_curve_transition = static_cast<int32_t>(block->curve_transition);
+    regs.reg_linear_adj_offset = block->linear_adj_offset;
+    regs.reg_linear_adj_ratio = block->linear_adj_ratio;
+    regs.reg_strength_mode = static_cast<int32_t>(block->strength_mode);
+    regs.reg_strength_target = static_cast<int32_t>(block->strength_target);
+    regs.reg_strength_step = static_cast<int32_t>(block->strength_step);
+    regs.reg_strength_interval = static_cast<int32_t>(block->strength_interval);
+    return 0;
+}
+
+}  // namespace kelvo
