@@ -1,0 +1,51 @@
+// CLTM on whole frames. A still image is mapped with curves from itself; a video frame is mapped
+// with the curves of the previous frame and then leaves new curves, blended over time, for the
+// next one, with the strength ramping towards its target. The Mat wrappers convert between the
+// engine's 12-bit images (CV_32SC3) and CLTM's 10-bit planes.
+#ifndef ALAD_CLTM_CLTM_FRAME_H
+#define ALAD_CLTM_CLTM_FRAME_H
+
+#include <cstdint>
+
+#include <opencv2/core.hpp>
+
+#include "cltm/cltm_params.h"
+
+namespace kelvo {
+
+// The pipeline's CLTM parameter handle; the drivers read only `param`.
+struct cltm_params_api_ {
+    uint32_t cltm_mode = 1;
+    uint32_t width = 0;
+    uint32_t height = 0;
+    ad_param_t_* param = nullptr;
+};
+
+struct CLTMVideoContextAPI {
+    ad_cxt_t* ctx = nullptr;
+};
+
+// Still image: curves from the image itself (left in `curves`), mapped at the target strength.
+// Returns 0, or 1 on a null argument or a failed allocation.
+int32_t ad_proc_image(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, uint32_t height,
+                      const ad_param_t_* param, uint32_t* curves);
+
+// One video frame. The first frame after creation or reset passes through unchanged; later frames
+// are mapped with the curves the previous call left in `curves`. hist_buffer holds 129 values: the
+// global histogram and the sum of its samples. Returns 0, or 1 on a null argument, a frame size
+// other than the bound one, or a failed allocation.
+int32_t ad_proc_video(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, uint32_t height,
+                      const ad_param_t_* param, ad_cxt_t* ctx, uint32_t reserved, uint32_t* curves,
+                      uint32_t* hist_buffer);
+
+// The two drivers on engine images. A frame larger than the buffers were allocated for is refused
+// (out = the input, unprocessed; result 1). Otherwise the result is the driver's, and out always
+// receives the output plane: on a refusal by the driver that is the previous frame's result.
+int32_t CLTMOneImageImple_(const cv::Mat& in, const cltm_params_api_& params, CLTMBufferManager& buffers,
+                           cv::Mat& work, cv::Mat& out);
+int32_t CLTMVideoRunOneFrameImple_(const cv::Mat& in, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
+                                   CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out);
+
+}  // namespace kelvo
+
+#endif  // ALAD_CLTM_CLTM_FRAME_H

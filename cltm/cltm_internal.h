@@ -1,0 +1,92 @@
+// Helpers shared by the CLTM units: block geometry, guarded table indices and sized allocations.
+// Private to cltm/.
+#ifndef ALAD_CLTM_CLTM_INTERNAL_H
+#define ALAD_CLTM_CLTM_INTERNAL_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "cltm/cltm_params.h"
+
+namespace kelvo {
+namespace cltm_detail {
+
+// Block shifts are taken modulo 32, as ad_get_blk_num takes them, so a register value above 31
+// cannot make a shift undefined and block indices always agree with the block counts.
+inline uint32_t BlockShift(uint32_t log2) { return log2 & 31u; }
+
+// Pixel codes are meant to be 0..1023, but the planes are public and can hold anything (a negative
+// code arrives as a very large u32). Every table index derived from a code is clamped here, at the
+// look-up, to the table's last entry; in-range codes never reach the clamp.
+inline uint32_t ClampIndex(uint32_t index, uint32_t last) { return index < last ? index : last; }
+
+inline int32_t Clamp10(int32_t v) { return v < 0 ? 0 : (v > 1023 ? 1023 : v); }
+
+// Block columns and rows of a frame; false when the 32-bit block count would wrap (a size within
+// 2^log2 of 2^32), which no real frame has but which would make the counts disagree with the
+// pixel-to-block mapping.
+struct BlockGrid {
+    uint32_t bw = 0;
+    uint32_t bh = 0;
+    uint32_t log2w = 0;
+    uint32_t log2h = 0;
+    size_t count() const { return static_cast<size_t>(bw) * bh; }
+};
+
+inline bool MakeBlockGrid(uint32_t width, uint32_t height, uint32_t blk_width_log2, uint32_t blk_height_log2,
+                          BlockGrid* grid) {
+    grid->log2w = BlockShift(blk_width_log2);
+    grid->log2h = BlockShift(blk_height_log2);
+    const uint64_t span_w = (uint64_t{1} << grid->log2w) - 1;
+    const uint64_t span_h = (uint64_t{1} << grid->log2h) - 1;
+    if (width + span_w > UINT32_MAX || height + span_h > UINT32_MAX) return false;
+    grid->bw = ad_get_blk_num(width, blk_width_log2);
+    grid->bh = ad_get_blk_num(height, blk_height_log2);
+    return true;
+}
+
+inline bool MakeBlockGrid(uint32_t width, uint32_t height, const ad_param_t_& param, BlockGrid* grid) {
+    return MakeBlockGrid(width, height, param.blk_width_log2, param.blk_height_log2, grid);
+}
+
+// MakeBlockGrid with the engine's message when the frame cannot be cut into blocks.
+inline bool MakeBlockGridOrReport(uint32_t width, uint32_t height, uint32_t blk_width_log2,
+                                  uint32_t blk_height_log2, BlockGrid* grid) {
+    if (MakeBlockGrid(width, height, blk_width_log2, blk_height_log2, grid)) return true;
+    std::printf("ERROR: CLTM frame %ux%u is too large for blocks of 2^%u x 2^%u\n", width, height,
+                blk_width_log2, blk_height_log2);
+    std::fflush(stdout);
+    return false;
+}
+
+inline bool MakeBlockGridOrReport(uint32_t width, uint32_t height, const ad_param_t_& param, BlockGrid* grid) {
+    return MakeBlockGridOrReport(width, height, param.blk_width_log2, param.blk_height_log2, grid);
+}
+
+// a*b*c, or false when it does not fit in size_t.
+inline bool CountOf(size_t a, size_t b, size_t c, size_t* out) {
+    size_t ab = 0;
+    return !__builtin_mul_overflow(a, b, &ab) && !__builtin_mul_overflow(ab, c, out);
+}
+
+// An array of `count` u32 from the C allocator (at least one element, so that an empty frame is
+// not mistaken for a failed allocation); null on failure or when the byte size overflows.
+inline uint32_t* AllocU32(size_t count, bool zeroed = false) {
+    if (count == 0) count = 1;
+    if (count > SIZE_MAX / sizeof(uint32_t)) return nullptr;
+    void* p = zeroed ? std::calloc(count, sizeof(uint32_t)) : std::malloc(count * sizeof(uint32_t));
+    return static_cast<uint32_t*>(p);
+}
+
+// ad_calc_histogram with the caller's luma scratch of width*height + 1 elements, so that a caller
+// can take every allocation up front and fail before changing anything.
+int32_t CalcHistogramWithScratch(uint32_t* hist, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb,
+                                 uint32_t width, uint32_t height, const ad_param_t_& param,
+                                 const BlockGrid& grid, uint32_t* luma);
+
+}  // namespace cltm_detail
+}  // namespace kelvo
+
+#endif  // ALAD_CLTM_CLTM_INTERNAL_H
