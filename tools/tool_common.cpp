@@ -3,7 +3,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <opencv2/imgcodecs.hpp>
 
@@ -151,6 +155,23 @@ cv::Mat SideBySide(const cv::Mat& left, const cv::Mat& right) {
     left.copyTo(canvas(cv::Rect(0, 0, left.cols, left.rows)));
     right.copyTo(canvas(cv::Rect(left.cols + gap, 0, right.cols, right.rows)));
     return canvas;
+}
+
+QuietStdout::QuietStdout(bool keep) {
+    if (keep) return;
+    std::fflush(stdout);
+    const int null_fd = open("/dev/null", O_WRONLY);
+    if (null_fd < 0) return;
+    saved_ = dup(STDOUT_FILENO);
+    if (saved_ >= 0) dup2(null_fd, STDOUT_FILENO);
+    close(null_fd);
+}
+
+QuietStdout::~QuietStdout() {
+    if (saved_ < 0) return;
+    std::fflush(stdout);
+    dup2(saved_, STDOUT_FILENO);
+    close(saved_);
 }
 
 }  // namespace alad_tool

@@ -56,6 +56,18 @@ void WritePicture(const std::string& path, const cv::Mat& picture);
 // Input and output side by side, with a small gap.
 cv::Mat SideBySide(const cv::Mat& left, const cv::Mat& right);
 
+// Silences standard output (the engine's per-frame log lines) while it lives, unless `keep`.
+class QuietStdout {
+public:
+    explicit QuietStdout(bool keep);
+    ~QuietStdout();
+    QuietStdout(const QuietStdout&) = delete;
+    QuietStdout& operator=(const QuietStdout&) = delete;
+
+private:
+    int saved_ = -1;
+};
+
 }  // namespace alad_tool
 
 #endif  // ALAD_TOOLS_TOOL_COMMON_H
