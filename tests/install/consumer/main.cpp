@@ -1,11 +1,20 @@
 // A program outside the project that uses the installed library.
-#include <alad/alad_records.h>
+#include <alad/alad_engine.h>
 #include <alad/alad_version.h>
 
 #include <cstdio>
 
 int main() {
     kelvo::ad_user_t_ user;
-    std::printf("alad %s\n", kelvo::ALADVersion());
-    return user.blk_width == 256 && kelvo::ALADVersion()[0] != '\0' ? 0 : 1;
+    user.width = 32;
+    user.height = 16;
+    user.tm_mode = 1;
+    kelvo::alad_view_condition_ view;
+    view.blackLevelSrc = 300.0f;
+    view.blackLevelDst = 20000.0f;
+    if (kelvo::InitEngineALAD(user, kelvo::alad_display_model_(), view) != 0) return 1;
+    cv::Mat frame(16, 32, CV_32SC3, cv::Scalar(100, 200, 300)), out;
+    if (kelvo::RunOneFrameALAD(frame, out) != 0) return 1;
+    std::printf("alad %s: %dx%d\n", kelvo::ALADVersion(), out.cols, out.rows);
+    return out.size() == frame.size() ? 0 : 1;
 }
