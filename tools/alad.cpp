@@ -39,7 +39,7 @@ void PrintToolHelp() {
 int main(int argc, char** argv) {
     // The tool reports failures itself, naming the file or option; OpenCV's own warnings would
     // only repeat them.
-    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     if (argc < 2) {
         PrintToolHelp();
         return 2;

@@ -164,6 +164,11 @@ int RunProcess(int argc, char** argv) {
     if (options.Positional().size() != 2) throw UsageError("needs INPUT and OUTPUT");
     const std::string input_path = options.Positional()[0], output_path = options.Positional()[1];
     EngineSettings settings = SettingsFromOptions(options);
+    if (std::FILE* probe = std::fopen(input_path.c_str(), "rb")) {
+        std::fclose(probe);
+    } else {
+        throw RunError("cannot read '" + input_path + "': no such file or no permission");
+    }
     if (cv::haveImageReader(input_path)) return ProcessPicture(settings, options, input_path, output_path);
     return ProcessVideo(settings, options, input_path, output_path);
 }
