@@ -1,4 +1,4 @@
-#include "driver/image_convert.h"
+#include "alad/alad_driver.h"
 
 #include <cstdio>
 

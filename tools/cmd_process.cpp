@@ -7,7 +7,7 @@
 #include <opencv2/videoio.hpp>
 
 #include "alad/alad_engine.h"
-#include "driver/image_convert.h"
+#include "alad/alad_driver.h"
 #include "tools/commands.h"
 #include "tools/tool_common.h"
 

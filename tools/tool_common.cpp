@@ -11,7 +11,7 @@
 
 #include <opencv2/imgcodecs.hpp>
 
-#include "driver/image_convert.h"
+#include "alad/alad_driver.h"
 
 namespace alad_tool {
 
