@@ -1,10 +1,20 @@
-#include "alad/alad_driver.h"
-
+// Conversions between the driver's ARGB8888 frame buffers, ARGB/BGR matrices and the engine's
+// 12-bit images.
 #include <cstdio>
+#include <cstring>
+#include <vector>
 
+#include <opencv2/imgproc.hpp>
+
+#include "alad/alad_driver.h"
 #include "common/wrap_int.h"
 
 namespace {
+
+void Say(const char* line) {
+    std::puts(line);
+    std::fflush(stdout);
+}
 
 // An empty dst is created; a dst that cannot hold the result (another size or type) is created
 // anew rather than written past its end.
@@ -19,6 +29,89 @@ bool PrepareWidenedOutput(const cv::Mat& src, int src_type, cv::Mat& dst, const 
 }
 
 }  // namespace
+
+void imageBuffer2MatARGBforDriver(_image& buffer, cv::Mat& out) {
+    // Only ARGB8888 fits the four-channel matrix: another byte count per pixel would read or write
+    // past one side or the other.
+    if (buffer.channels != 4) {
+        std::printf("imageBuffer2MatARGBforDriver: channels %d is not 4 (ARGB8888); buffer not read\n", buffer.channels);
+        std::fflush(stdout);
+        return;
+    }
+    if (buffer.width < 0 || buffer.height < 0) {
+        std::printf("imageBuffer2MatARGBforDriver: size %dx%d is negative; buffer not read\n", buffer.width,
+                    buffer.height);
+        std::fflush(stdout);
+        return;
+    }
+    cv::Mat argb = cv::Mat::zeros(buffer.height, buffer.width, CV_8UC4);
+    if (!argb.isContinuous()) {
+        Say("ERROR: Mat image is not Continuous ! ");
+        return;
+    }
+    const size_t bytes = static_cast<size_t>(buffer.width) * static_cast<size_t>(buffer.height) * 4;
+    if (bytes > 0) {
+        if (!buffer.data) {
+            Say("imageBuffer2MatARGBforDriver: no buffer (null data); buffer not read");
+            return;
+        }
+        std::memcpy(argb.data, buffer.data, bytes);
+    }
+    out = argb.clone();
+}
+
+void imageMatARGB2BufferForDriver(cv::Mat& argb, unsigned char* buffer) {
+    std::printf("matSrc channel : %d\n", argb.channels());
+    std::fflush(stdout);
+    if (argb.channels() != 4) {
+        Say("ERROR: input image's channel is not 4 ! ");
+    } else if (!argb.isContinuous()) {
+        Say("ERROR: input image is not Continuous ! ");
+    } else if (!buffer) {
+        Say("ERROR: out of memory");
+    } else {
+        std::memcpy(buffer, argb.data, static_cast<size_t>(argb.rows) * static_cast<size_t>(argb.cols) * 4);
+    }
+}
+
+void imageMatARGB2RGB(cv::Mat& argb, cv::Mat& rgb, cv::Mat& alpha) {
+    if (argb.channels() != 4) {
+        Say("not 4 channels input mat !");
+        return;
+    }
+    std::vector<cv::Mat> planes;
+    cv::split(argb, planes);
+    cv::merge(std::vector<cv::Mat>{planes[1], planes[2], planes[3]}, rgb);
+    alpha = planes[0].clone();
+}
+
+void imageBGR2ARGB_8888(cv::Mat& bgr, cv::Mat& alpha, cv::Mat& argb) {
+    if (bgr.rows != alpha.rows || bgr.cols != alpha.cols) {
+        Say("matBGRsrc'size is different from matAsrc'size !");
+        return;
+    }
+    if (bgr.channels() != 3) {
+        Say("not 3 channels input mat !");
+        return;
+    }
+    cv::Mat bgra;
+    cv::cvtColor(bgr, bgra, cv::COLOR_BGR2BGRA);
+    std::vector<cv::Mat> planes;
+    cv::split(bgra, planes);
+    cv::merge(std::vector<cv::Mat>{alpha, planes[2], planes[1], planes[0]}, argb);
+}
+
+void imageBGR2ARGB_8888(cv::Mat& bgr, cv::Mat& argb) {
+    if (bgr.channels() != 3) {
+        Say("not 3 channels input mat !");
+        return;
+    }
+    cv::Mat bgra;
+    cv::cvtColor(bgr, bgra, cv::COLOR_BGR2BGRA);
+    std::vector<cv::Mat> planes;
+    cv::split(bgra, planes);
+    cv::merge(std::vector<cv::Mat>{planes[3], planes[2], planes[1], planes[0]}, argb);
+}
 
 void transform8To12(cv::Mat& src, cv::Mat& dst) {
     if (!PrepareWidenedOutput(src, CV_8UC3, dst, "transform8To12")) return;
@@ -43,3 +136,5 @@ void transform10To12(cv::Mat& src, cv::Mat& dst) {
         }
     }
 }
+
+void transform8To12Interface(cv::Mat& src, cv::Mat& dst) { transform8To12(src, dst); }

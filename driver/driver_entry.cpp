@@ -1,0 +1,176 @@
+// The driver's entry points: its flat records translated into the engine's, and frames on its own
+// buffers. Every wrapper returns 0 and never throws: a driver gets console lines, not errors.
+#include <cstring>
+#include <exception>
+#include <type_traits>
+
+#include <opencv2/imgproc.hpp>
+
+#include "alad/alad_driver.h"
+#include "alad/alad_engine.h"
+#include "common/log.h"
+#include "driver/driver_records.h"
+
+static_assert(sizeof(alad_view_condition_driver_) == sizeof(kelvo::alad_view_condition_) &&
+                  std::is_standard_layout<kelvo::alad_view_condition_>::value,
+              "the driver's viewing condition must have the engine's layout");
+
+namespace kelvo {
+
+ad_user_t_ UserRecordFromDriver(const ad_user_t_driver_& driver) {
+    ad_user_t_ user;
+    std::memset(user.reserved_table, 0, sizeof(user.reserved_table));
+    user.reserved_limit = 65535;
+    user.reserved_pair[0] = user.reserved_pair[1] = 0;
+    user.filter_flag = 0;
+    user.mode = static_cast<uint32_t>(driver.mode);
+    user.blk_width = static_cast<uint32_t>(driver.blk_width);
+    user.blk_height = static_cast<uint32_t>(driver.blk_height);
+    user.curve_id = driver.curve_id;
+    user.strength = driver.strength;
+    user.tm_mode = static_cast<uint32_t>(driver.tm_mode);
+    user.width = static_cast<uint32_t>(driver.width);
+    user.height = static_cast<uint32_t>(driver.height);
+    return user;
+}
+
+alad_display_model_ DisplayRecordFromDriver(const alad_display_model_driver_& driver) {
+    alad_display_model_ display;
+    display.gamma = driver.gamma;
+    display.white = driver.white;
+    display.black = driver.black;
+    display.backlight = driver.backlight;
+    display.reflectance = driver.reflectance;
+    return display;
+}
+
+alad_view_condition_ ViewRecordFromDriver(const alad_view_condition_driver_& driver) {
+    alad_view_condition_ view;
+    view.blackLevelSrc = driver.blackLevelSrc;
+    view.blackLevelDst = driver.blackLevelDst;
+    return view;
+}
+
+}  // namespace kelvo
+
+namespace {
+
+// Runs a wrapper's body; a missing record or anything thrown becomes a console line.
+template <typename Body>
+int32_t Wrapped(const char* name, Body&& body) {
+    try {
+        body();
+    } catch (const std::exception& e) {
+        alad::LogLine("%s failed: %s", name, e.what());
+    } catch (...) {
+        alad::LogLine("%s failed", name);
+    }
+    return 0;
+}
+
+bool Present(const void* record, const char* name) {
+    if (!record) alad::LogLine("%s: no record given (null pointer); nothing done", name);
+    return record != nullptr;
+}
+
+}  // namespace
+
+extern "C" {
+
+ad_user_t_driver_* ad_user_t_init_driver_(ad_user_t_driver_* user) {
+    if (user) *user = ad_user_t_driver_{0, 256, 256, 1, 8, 3, 720, 1650};
+    return user;
+}
+
+alad_display_model_driver_* alad_display_model_init_driver_(alad_display_model_driver_* model) {
+    if (model) *model = alad_display_model_driver_{2.2, 500.0, 0.2, 1.0, 0.01};
+    return model;
+}
+
+uint32_t _check_blk_size_driver(uint32_t size) {
+    if (size <= 64) return 64;
+    if (size <= 128) return 128;
+    return 256;
+}
+
+int32_t InitEngineALADforDriver(ad_user_t_driver_* user, alad_display_model_driver_* model,
+                                const alad_view_condition_driver_* view) {
+    return Wrapped("InitEngineALADforDriver", [&] {
+        if (!Present(view, "InitEngineALADforDriver")) return;
+        // The caller's user and display values are discarded on purpose: the engine starts with
+        // the defaults, and the caller sees exactly those on return.
+        ad_user_t_driver_ defaults;
+        alad_display_model_driver_ display;
+        ad_user_t_init_driver_(&defaults);
+        alad_display_model_init_driver_(&display);
+        if (user) *user = defaults;
+        if (model) *model = display;
+        kelvo::InitEngineALAD(kelvo::UserRecordFromDriver(defaults), kelvo::DisplayRecordFromDriver(display),
+                              kelvo::ViewRecordFromDriver(*view));
+    });
+}
+
+int32_t DeinitEngineALADforDriver(void) {
+    return Wrapped("DeinitEngineALADforDriver", [] { kelvo::DeinitEngineALAD(); });
+}
+
+int32_t ResetEngineALADforDriver(void) {
+    return Wrapped("ResetEngineALADforDriver", [] { kelvo::ResetEngineALAD(); });
+}
+
+int32_t UpdateViewConditionParameterForDriver(const alad_view_condition_driver_* view) {
+    return Wrapped("UpdateViewConditionParameterForDriver", [&] {
+        if (Present(view, "UpdateViewConditionParameterForDriver"))
+            kelvo::UpdateViewConditionParameter(kelvo::ViewRecordFromDriver(*view));
+    });
+}
+
+int32_t UpdateDisplayPanelParameterForDriver(const alad_display_model_driver_* model) {
+    return Wrapped("UpdateDisplayPanelParameterForDriver", [&] {
+        if (Present(model, "UpdateDisplayPanelParameterForDriver"))
+            kelvo::UpdateDisplayPanelParameter(kelvo::DisplayRecordFromDriver(*model));
+    });
+}
+
+int32_t UpdateCLTMParameterForDriver(const ad_user_t_driver_* user) {
+    return Wrapped("UpdateCLTMParameterForDriver", [&] {
+        if (Present(user, "UpdateCLTMParameterForDriver")) kelvo::UpdateCLTMParameter(kelvo::UserRecordFromDriver(*user));
+    });
+}
+
+int32_t RunOneFrameBufferALADforDriver(_image* image) {
+    return Wrapped("RunOneFrameBufferALADforDriver", [&] {
+        if (!Present(image, "RunOneFrameBufferALADforDriver")) return;
+        // Each conversion reports its own refusal; the frame then stops there and the buffer
+        // keeps its pixels.
+        cv::Mat argb, rgb, alpha, bgr, wide, frame, out, out8, argb_out;
+        imageBuffer2MatARGBforDriver(*image, argb);
+        if (argb.empty()) return;
+        imageMatARGB2RGB(argb, rgb, alpha);
+        cv::cvtColor(rgb, bgr, cv::COLOR_RGB2BGR);
+        transform8To12(bgr, wide);
+        wide.convertTo(frame, CV_32SC3, 1.0);
+        kelvo::RunOneFrameALAD(frame, out);
+        if (out.empty()) return;
+        out.convertTo(out8, CV_8UC3, 0.0625, 0.0);  // rounds to nearest and saturates to 0..255
+        imageBGR2ARGB_8888(out8, alpha, argb_out);  // the buffer's own alpha bytes go back
+        imageMatARGB2BufferForDriver(argb_out, image->data);
+    });
+}
+
+}  // extern "C"
+
+int32_t RunOneFrameBufferALADforDriver(_image& image) { return RunOneFrameBufferALADforDriver(&image); }
+
+int32_t RunOneFrameALADforDriver(const cv::Mat& src, cv::Mat& dst) {
+    return Wrapped("RunOneFrameALADforDriver", [&] { kelvo::RunOneFrameALAD(src, dst); });
+}
+
+int32_t ALADImageModeForBSPdriver(cv::Mat& src, cv::Mat& dst) {
+    return Wrapped("ALADImageModeForBSPdriver", [&] {
+        cv::Mat wide, frame;
+        transform8To12(src, wide);
+        wide.convertTo(frame, CV_32SC3, 1.0, 0.0);
+        kelvo::RunOneFrameALAD(frame, dst);
+    });
+}
