@@ -4,6 +4,7 @@
 #include <vector>
 
 #include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 
 #include "alad/alad_engine.h"
@@ -28,6 +29,8 @@ const char kProcessHelp[] =
     "  --order N           1 CLTM then AGTM (default), 2 AGTM then CLTM, 3 CLTM only, 4 AGTM only\n"
     "  --src LUX           ambient light the input was made for (default 300)\n"
     "  --dst LUX           ambient light it will be seen under (default 300)\n"
+    "  --level N           instead of --src/--dst: the driver's ambient level 0..39 (300 lux ->\n"
+    "                      the level's lux; 'alad levels' lists them)\n"
     "  --block N           CLTM block size in pixels, rounded up to 64, 128 or 256 (default 256)\n"
     "  --strength N        CLTM strength 0..16 (default 8)\n"
     "  --curve-id N        CLTM histogram clip curve 0..2 (default 1)\n"
@@ -35,6 +38,8 @@ const char kProcessHelp[] =
     "  --gamma G --white W --black B --reflectance R --backlight L\n"
     "                      the display (defaults 2.2, 500 cd/m2, 0.2 cd/m2, 0.01, 1.0)\n"
     "  --side-by-side FILE for a picture, also write input | output in one picture\n"
+    "  --argb              run a picture the way a display driver does: as an ARGB8888 buffer\n"
+    "                      processed in place (8-bit; no --filter, which the driver record lacks)\n"
     "  --verbose           show the engine's own log lines\n";
 
 namespace {
@@ -54,10 +59,17 @@ EngineSettings SettingsFromOptions(const Options& options) {
     s.user.strength = static_cast<int32_t>(options.Integer("strength", 8, 0, 16));
     s.user.curve_id = static_cast<int32_t>(options.Integer("curve-id", 1, 0, 2));
     s.user.filter_flag = options.Has("filter") ? 1 : 0;
-    const double src = options.Number("src", 300.0), dst = options.Number("dst", 300.0);
-    if (src < 0.0 || dst < 0.0) throw UsageError("ambient light cannot be negative");
-    s.view.blackLevelSrc = static_cast<float>(src);
-    s.view.blackLevelDst = static_cast<float>(dst);
+    if (options.Has("level")) {
+        if (options.Has("src") || options.Has("dst")) throw UsageError("--level replaces --src and --dst");
+        const long level = options.Integer("level", 0, 0, ALAD_AGTM_LEVELS - 1);
+        s.view.blackLevelSrc = 300.0f;
+        s.view.blackLevelDst = static_cast<float>(agtmLuxTable[level]);
+    } else {
+        const double src = options.Number("src", 300.0), dst = options.Number("dst", 300.0);
+        if (src < 0.0 || dst < 0.0) throw UsageError("ambient light cannot be negative");
+        s.view.blackLevelSrc = static_cast<float>(src);
+        s.view.blackLevelDst = static_cast<float>(dst);
+    }
     s.display = DisplayFromOptions(options);
     s.verbose = options.Has("verbose");
     return s;
@@ -97,6 +109,54 @@ int ProcessPicture(EngineSettings& s, const Options& options, const std::string&
     if (options.Has("side-by-side")) {
         const std::string path = options.String("side-by-side", "");
         WritePicture(path, SideBySide(NarrowPicture12(input, depth), picture));
+        std::printf("alad process: input | output written to %s\n", path.c_str());
+    }
+    return 0;
+}
+
+// The driver's own path: the picture as an ARGB8888 buffer, the engine started and configured
+// through the driver's entry points, the buffer processed in place (twice, to prime the local
+// stage).
+int ProcessPictureAsDriver(EngineSettings& s, const Options& options, const std::string& input_path,
+                           const std::string& output_path) {
+    if (s.user.filter_flag) throw UsageError("--filter cannot be set through the driver's record (--argb)");
+    int depth = 0;
+    cv::Mat bgr = NarrowPicture12(ReadPicture12(input_path, &depth), CV_8U);
+    cv::Mat argb;
+    imageBGR2ARGB_8888(bgr, argb);
+    std::vector<unsigned char> buffer(argb.data, argb.data + argb.total() * 4);
+    _image image{bgr.cols, bgr.rows, 4, buffer.data()};
+    {
+        QuietStdout quiet(s.verbose);
+        ad_user_t_driver_ user;
+        alad_display_model_driver_ display;
+        const alad_view_condition_driver_ view = {s.view.blackLevelSrc, s.view.blackLevelDst};
+        InitEngineALADforDriver(&user, &display, &view);
+        user.blk_width = user.blk_height = static_cast<int32_t>(s.user.blk_width);
+        user.curve_id = s.user.curve_id;
+        user.strength = s.user.strength;
+        user.tm_mode = static_cast<int32_t>(s.user.tm_mode);
+        user.width = bgr.cols;
+        user.height = bgr.rows;
+        UpdateCLTMParameterForDriver(&user);
+        display = alad_display_model_driver_{s.display.gamma, s.display.white, s.display.black, s.display.backlight,
+                                             s.display.reflectance};
+        UpdateDisplayPanelParameterForDriver(&display);
+        std::vector<unsigned char> first_pass = buffer;
+        _image primer{bgr.cols, bgr.rows, 4, first_pass.data()};
+        RunOneFrameBufferALADforDriver(primer);
+        RunOneFrameBufferALADforDriver(image);
+    }
+    cv::Mat processed(bgr.rows, bgr.cols, CV_8UC4, buffer.data()), rgb, alpha, out;
+    imageMatARGB2RGB(processed, rgb, alpha);
+    cv::cvtColor(rgb, out, cv::COLOR_RGB2BGR);
+    WritePicture(output_path, out);
+    std::printf("alad process: %s (%dx%d) -> %s as an ARGB8888 driver buffer, order %u (%s), %g -> %g lux\n",
+                input_path.c_str(), bgr.cols, bgr.rows, output_path.c_str(), s.user.tm_mode, OrderName(s.user.tm_mode),
+                s.view.blackLevelSrc, s.view.blackLevelDst);
+    if (options.Has("side-by-side")) {
+        const std::string path = options.String("side-by-side", "");
+        WritePicture(path, SideBySide(bgr, out));
         std::printf("alad process: input | output written to %s\n", path.c_str());
     }
     return 0;
@@ -158,9 +218,9 @@ int ProcessVideo(EngineSettings& s, const Options& options, const std::string& i
 }  // namespace
 
 int RunProcess(int argc, char** argv) {
-    std::vector<std::string> valued = {"order", "src", "dst", "block", "strength", "curve-id", "side-by-side"};
+    std::vector<std::string> valued = {"order", "src", "dst", "level", "block", "strength", "curve-id", "side-by-side"};
     valued.insert(valued.end(), DisplayOptionNames().begin(), DisplayOptionNames().end());
-    const Options options(argc, argv, valued, {"filter", "verbose"});
+    const Options options(argc, argv, valued, {"filter", "verbose", "argb"});
     if (options.Positional().size() != 2) throw UsageError("needs INPUT and OUTPUT");
     const std::string input_path = options.Positional()[0], output_path = options.Positional()[1];
     EngineSettings settings = SettingsFromOptions(options);
@@ -169,7 +229,12 @@ int RunProcess(int argc, char** argv) {
     } else {
         throw RunError("cannot read '" + input_path + "': no such file or no permission");
     }
-    if (cv::haveImageReader(input_path)) return ProcessPicture(settings, options, input_path, output_path);
+    const bool picture = cv::haveImageReader(input_path);
+    if (options.Has("argb")) {
+        if (!picture) throw UsageError("--argb is for pictures");
+        return ProcessPictureAsDriver(settings, options, input_path, output_path);
+    }
+    if (picture) return ProcessPicture(settings, options, input_path, output_path);
     return ProcessVideo(settings, options, input_path, output_path);
 }
 

@@ -17,9 +17,13 @@ const std::vector<Command>& Commands();
 
 int RunLut(int argc, char** argv);
 int RunProcess(int argc, char** argv);
+int RunLevel(int argc, char** argv);
+int RunLevels(int argc, char** argv);
 
 extern const char kLutHelp[];
 extern const char kProcessHelp[];
+extern const char kLevelHelp[];
+extern const char kLevelsHelp[];
 
 }  // namespace alad_tool
 

@@ -134,7 +134,14 @@ cv::Mat NarrowPicture12(const cv::Mat& image12, int depth) {
             }
         }
     } else {
-        image12.convertTo(picture, CV_8UC3, 0.0625);  // rounds and saturates, as the driver does
+        // 12 to 8 bits: the four low bits dropped, the exact inverse of the widening (v * 16 + v / 16),
+        // so a picture that the engine leaves alone comes back byte for byte.
+        picture.create(image12.size(), CV_8UC3);
+        for (int y = 0; y < image12.rows; ++y) {
+            const int32_t* in = image12.ptr<int32_t>(y);
+            uint8_t* out = picture.ptr<uint8_t>(y);
+            for (int i = 0; i < image12.cols * 3; ++i) out[i] = static_cast<uint8_t>(std::clamp(in[i], 0, 4095) >> 4);
+        }
     }
     return picture;
 }

@@ -49,7 +49,8 @@ const std::vector<std::string>& DisplayOptionNames();
 
 // Reads an 8- or 16-bit picture (any format OpenCV reads) as 12-bit CV_32SC3; returns its depth.
 cv::Mat ReadPicture12(const std::string& path, int* depth);
-// Narrows a 12-bit CV_32SC3 image to the given depth (CV_8U or CV_16U).
+// Narrows a 12-bit CV_32SC3 image to the given depth (CV_8U or CV_16U), the exact inverse of the
+// widening for values that went through unchanged.
 cv::Mat NarrowPicture12(const cv::Mat& image12, int depth);
 // Writes a picture, turning OpenCV's failures into a RunError naming the file.
 void WritePicture(const std::string& path, const cv::Mat& picture);

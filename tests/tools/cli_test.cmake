@@ -45,3 +45,13 @@ endforeach()
 expect(1 "cannot read '${WORK}/missing.png': no such file" process --src 1 --dst 2 "${WORK}/missing.png" "${WORK}/x.png")
 expect(1 "cannot write picture '${WORK}/out.unknown-format'" process --src 1 --dst 2 "${SAMPLE}" "${WORK}/out.unknown-format")
 expect(2 "needs INPUT and OUTPUT" process --src 1 --dst 2 "${SAMPLE}")
+
+# level / levels: the driver's ambient-light levels.
+expect(0 "^21\n$" level 2380)
+expect(0 "^22\n$" level 2381)
+expect(2 "LUX must be a whole number" level bright)
+expect(0 "40 tables written" levels --header "${WORK}/levels.h" --plot "${WORK}/levels.png")
+file(READ "${WORK}/levels.h" header)
+if(NOT header MATCHES "alad_agtm_level_tables\\[40\\]\\[256\\]")
+  message(FATAL_ERROR "alad levels --header wrote no [40][256] table")
+endif()

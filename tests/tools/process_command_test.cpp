@@ -58,6 +58,24 @@ TEST(ProcessCommandTest, StillPictureShowsTheLocalStage) {
     std::remove(cltm.c_str());
 }
 
+TEST(ProcessCommandTest, DriverBufferPathMatchesTheEnginePath) {
+    const std::string in = testing::TempDir() + "alad_process_drv_in.png";
+    const std::string engine = testing::TempDir() + "alad_process_engine.png";
+    const std::string driver = testing::TempDir() + "alad_process_driver.png";
+    WritePicture(in, Gradient(64, 48, 5));
+    ASSERT_EQ(RunCommand({"--level", "35", "--block", "64", in, engine}), 0);
+    ASSERT_EQ(RunCommand({"--argb", "--level", "35", "--block", "64", in, driver}), 0);
+    // The same engine; only the last step differs: the driver rounds 12 to 8 bits (scale 1/16), the
+    // tool drops the low bits.
+    EXPECT_LE(cv::norm(cv::imread(engine), cv::imread(driver), cv::NORM_INF), 1.0);
+    EXPECT_THROW(RunCommand({"--argb", "--filter", in, driver}), UsageError);
+    EXPECT_THROW(RunCommand({"--level", "40", in, driver}), UsageError);
+    EXPECT_THROW(RunCommand({"--level", "3", "--dst", "5", in, driver}), UsageError);
+    std::remove(in.c_str());
+    std::remove(engine.c_str());
+    std::remove(driver.c_str());
+}
+
 TEST(ProcessCommandTest, VideoIsProcessedFrameByFrame) {
     const std::string in = testing::TempDir() + "alad_process_in.avi";
     const std::string out = testing::TempDir() + "alad_process_out.avi";

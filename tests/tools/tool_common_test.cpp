@@ -49,7 +49,7 @@ TEST(ToolPictureTest, WidensAndNarrowsBothDepths) {
     cv::Mat picture8(1, 3, CV_8UC3), picture16(1, 2, CV_16UC3);
     picture8.at<cv::Vec3b>(0, 0) = cv::Vec3b(0, 128, 255);
     picture8.at<cv::Vec3b>(0, 1) = cv::Vec3b(1, 15, 16);
-    picture8.at<cv::Vec3b>(0, 2) = cv::Vec3b(7, 7, 7);
+    picture8.at<cv::Vec3b>(0, 2) = cv::Vec3b(200, 136, 254);
     picture16.at<cv::Vec3w>(0, 0) = cv::Vec3w(0, 65535, 0x1234);
     picture16.at<cv::Vec3w>(0, 1) = cv::Vec3w(15, 16, 32768);
     WritePicture(path8, picture8);
