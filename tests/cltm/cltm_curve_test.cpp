@@ -58,30 +58,54 @@ TEST(CLTMCurveTest, HistogramBelowTheLimitsIsItsCumulativeDistribution) {
     const alad_debug_output_& store = *alad_debug_output_::GetInstance();
     EXPECT_EQ(Row(store.GetForewardBuffer(), 0), std::vector<uint32_t>(128, 512));
     EXPECT_EQ(Row(store.GetBackwardBuffer(), 0), std::vector<uint32_t>(128, 512));
+
+    // 1 and 2 samples in bins 0 and 1 normalise to 21845 and 43691 (f = 89478485); the pair mean
+    // rounds up: (21845 + 65536 + 1) >> 1 = 43691, and full scale clamps to 65535.
+    OneBlock high(70000);
+    std::vector<uint32_t> two(128, 0);
+    two[0] = 1;
+    two[1] = 2;
+    ASSERT_EQ(ad_calc_curve(curve.data(), two.data(), 32, 32, &high.param), 0);
+    std::vector<uint32_t> expected(64, 65535);
+    expected[0] = 43691;
+    EXPECT_EQ(curve, expected);
 }
 
-TEST(CLTMCurveTest, SmallExcessGoesWholeToTheNextBinAndIsLostAtTheEnd) {
-    // Bins 0 and 1 normalise to 32768 each. Limits: bin 0 32765, bin 1 (32765 + 40000 + 1) >> 1.
-    // Forward: bin 0 clips 3, bin 1 takes all 3 (3 is not above the 127 bins left).
-    // Backward: bin 1 passes, bin 0 clips 3 with no bin left to take them.
-    // Average 32765, 32770; renormalised (sum 65535, f = 4096) unchanged; accumulated 32765, 65535, ...
-    OneBlock b(40000);
-    b.clip[0] = 32765;
-    std::vector<uint32_t> hist(128, 0), curve(64);
-    hist[0] = 5;
-    hist[1] = 5;
-    ASSERT_EQ(ad_calc_curve(curve.data(), hist.data(), 32, 32, &b.param), 0);
-    std::vector<uint32_t> forward(128, 0), backward(128, 0);
-    forward[0] = 32765;
-    forward[1] = 32771;
-    backward[0] = 32765;
-    backward[1] = 32768;
-    const alad_debug_output_& store = *alad_debug_output_::GetInstance();
-    EXPECT_EQ(Row(store.GetForewardBuffer(), 0), forward);
-    EXPECT_EQ(Row(store.GetBackwardBuffer(), 0), backward);
-    std::vector<uint32_t> expected(64, 65535);
-    expected[0] = (32765 + 65535 + 1) >> 1;
-    EXPECT_EQ(curve, expected);
+TEST(CLTMCurveTest, ExcessUpToTheBinsLeftGoesWholeToTheNextBin) {
+    // Bins 0 and 1 normalise to 32768 each; bin 0's limit 32768 - e clips e. Forward, bin 1 (127
+    // bins left, itself included) takes all of an excess up to 127 and (R[126] e) >> 16 of a larger
+    // one. Backward, bin 1 passes and bin 0 clips e with no bin left to take it.
+    // e = 3: average 32765, 32770, sum 65535, f = 4096: accumulated 32765, 65535, ...
+    // e = 127: average 32641, 32832, sum 65473, f = 4100: 32673, 32864 -> accumulated 32673, 65537, ...
+    const struct { uint32_t excess, forward1, curve0; } cases[] = {
+        {3, 32771, (32765 + 65535 + 1) >> 1},
+        {127, 32768 + 127, (32673 + 65537 + 1) >> 1},
+        {128, 32768 + 1, 0},  // (516 * 128) >> 16 = 1; the rest trickles on, curve not checked
+    };
+    for (const auto& c : cases) {
+        OneBlock b(40000);
+        b.clip[0] = 32768 - c.excess;
+        std::vector<uint32_t> hist(128, 0), curve(64);
+        hist[0] = 5;
+        hist[1] = 5;
+        ASSERT_EQ(ad_calc_curve(curve.data(), hist.data(), 32, 32, &b.param), 0);
+        const alad_debug_output_& store = *alad_debug_output_::GetInstance();
+        const std::vector<uint32_t> forward = Row(store.GetForewardBuffer(), 0);
+        EXPECT_EQ(forward[0], 32768 - c.excess);
+        EXPECT_EQ(forward[1], c.forward1) << c.excess;
+        std::vector<uint32_t> backward(128, 0);
+        backward[0] = 32768 - c.excess;
+        backward[1] = 32768;
+        EXPECT_EQ(Row(store.GetBackwardBuffer(), 0), backward);
+        if (c.curve0 == 0) continue;
+        std::vector<uint32_t> whole_forward(128, 0);
+        whole_forward[0] = 32768 - c.excess;
+        whole_forward[1] = c.forward1;
+        EXPECT_EQ(forward, whole_forward);
+        std::vector<uint32_t> expected(64, 65535);
+        expected[0] = c.curve0;
+        EXPECT_EQ(curve, expected) << c.excess;
+    }
 }
 
 TEST(CLTMCurveTest, LargeExcessIsSpreadThroughTheReciprocalTable) {
