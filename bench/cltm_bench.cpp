@@ -73,9 +73,9 @@ void BM_Curves(benchmark::State& state) {
     const int width = static_cast<int>(state.range(0)), height = static_cast<int>(state.range(1));
     VideoSetup s(width, height, static_cast<uint32_t>(state.range(2)), false);
     for (auto _ : state) {
-        const int32_t r = ad_proc_calc_curve(s.buffers.mToneCurves, s.buffers.mHistBuffer, s.buffers.mHistBuffer + 128,
-                                             s.buffers.mInputPlane, s.params.width, s.params.height, 4096,
-                                             s.params.param);
+        const int32_t r =
+            ad_proc_calc_curve(s.buffers.mToneCurves, s.buffers.mHistBuffer, s.buffers.mHistBuffer + 128,
+                               s.buffers.mInputPlane, s.params.width, s.params.height, 4096, s.params.param);
         benchmark::DoNotOptimize(r);
         benchmark::DoNotOptimize(s.buffers.mToneCurves[0]);
     }
@@ -89,8 +89,8 @@ int RegisterAll() {
         for (int block : {64, 128, 256}) {
             for (int filter : {0, 1}) {
                 if (sz[0] != 1080 && block != 128) continue;  // the smaller frame at the default geometry only
-                const std::string name = "CLTM/video/blk" + std::to_string(block) + (filter ? "/filter_on/" : "/filter_off/") +
-                                         Size(sz[0], sz[1]);
+                const std::string name = "CLTM/video/blk" + std::to_string(block) +
+                                         (filter ? "/filter_on/" : "/filter_off/") + Size(sz[0], sz[1]);
                 benchmark::RegisterBenchmark(name.c_str(), BM_VideoFrame)
                     ->Args({sz[0], sz[1], block, filter})
                     ->Unit(benchmark::kMillisecond)
@@ -99,9 +99,9 @@ int RegisterAll() {
         }
     }
     for (int filter : {0, 1}) {
-        benchmark::RegisterBenchmark((std::string("CLTM/map/blk128/") + (filter ? "filter_on/" : "filter_off/") +
-                                      Size(1080, 2400)).c_str(),
-                                     BM_Map)
+        benchmark::RegisterBenchmark(
+            (std::string("CLTM/map/blk128/") + (filter ? "filter_on/" : "filter_off/") + Size(1080, 2400)).c_str(),
+            BM_Map)
             ->Args({1080, 2400, 128, filter})
             ->Unit(benchmark::kMillisecond)
             ->UseRealTime();

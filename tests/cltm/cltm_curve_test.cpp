@@ -1,10 +1,11 @@
+#include "cltm/cltm_curve.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
 #include <vector>
 
-#include "cltm/cltm_curve.h"
 #include "engine/debug_store.h"
 #include "tests/cltm/cltm_test_util.h"
 
@@ -75,7 +76,9 @@ TEST(CLTMCurveTest, ExcessUpToTheBinsLeftGoesWholeToTheNextBin) {
     // Backward, bin 1 passes and bin 0 clips e with no bin left to take it.
     // e = 3: averages 32765, 32770 (sum 65535, f = 4096): accumulated 32765, 65535, ...
     // e = 127: averages 32641, 32832 (sum 65473, f = 4100): 32673, 32864, accumulated 32673, 65537, ...
-    const struct { uint32_t excess, forward1, curve0; } cases[] = {
+    const struct {
+        uint32_t excess, forward1, curve0;
+    } cases[] = {
         {3, 32771, (32765 + 65535 + 1) >> 1}, {127, 32768 + 127, (32673 + 65537 + 1) >> 1}, {128, 32768 + 1, 0}};
     for (const auto& c : cases) {
         OneBlock b(40000);
@@ -140,11 +143,17 @@ TEST(CLTMCurveTest, SmoothingAndTransition) {
     for (size_t j = 0; j < 64; ++j) EXPECT_EQ(out[64 + j], (3 * in[j] + 10 * in[64 + j] + 3 * in[128 + j]) >> 4);
 
     // cur + ((4096 + (prev - cur) weight) >> 13): half-way rounds half up towards prev.
-    const struct { uint32_t cur, prev, weight, result; } blends[] = {
-        {100, 101, 4096, 101}, {101, 100, 4096, 101}, {100, 102, 4096, 101}, {100, 200, 0, 100},
-        {0, 65535, 8191, 65527}, {65535, 0, 8191, 8},
-        // Registers outside 0..8191 wrap as 32-bit two's complement.
-        {100, 101, 0xFFFFFFFFu, 100}, {0, 65535, 0x80000000u, 0xFFFC0000u}};
+    const struct {
+        uint32_t cur, prev, weight, result;
+    } blends[] = {{100, 101, 4096, 101},
+                  {101, 100, 4096, 101},
+                  {100, 102, 4096, 101},
+                  {100, 200, 0, 100},
+                  {0, 65535, 8191, 65527},
+                  {65535, 0, 8191, 8},
+                  // Registers outside 0..8191 wrap as 32-bit two's complement.
+                  {100, 101, 0xFFFFFFFFu, 100},
+                  {0, 65535, 0x80000000u, 0xFFFC0000u}};
     for (const auto& c : blends) {
         std::vector<uint32_t> cur(64, c.cur), prev(64, c.prev);
         ASSERT_EQ(ad_transition_curve(cur.data(), prev.data(), 1, 1, c.weight), 0);
@@ -154,7 +163,7 @@ TEST(CLTMCurveTest, SmoothingAndTransition) {
 
 TEST(CLTMCurveTest, FrameCurvesBlendWithTheCallersAndGoToTheDebugStore) {
     OneBlock b(600);
-    alad_debug_output_::Terminate();  // the writes must reach a new store
+    alad_debug_output_::Terminate();                    // the writes must reach a new store
     const std::vector<uint32_t> rgb(64 * 32 * 3, 512);  // 2x1 blocks, 16x16 samples each, all in bin 64
     std::vector<uint32_t> fresh(2 * 64, 0), global(129, 0);
     ASSERT_EQ(ad_proc_calc_curve(fresh.data(), global.data(), &global[128], rgb.data(), 64, 32, 0, &b.param), 0);
@@ -177,8 +186,8 @@ TEST(CLTMCurveTest, FrameCurvesBlendWithTheCallersAndGoToTheDebugStore) {
 
     // The luma path gives the same curves.
     std::vector<uint32_t> from_luma(2 * 64, 1000);
-    ASSERT_EQ(ad_proc_calc_curve_luma(from_luma.data(), nullptr, nullptr, std::vector<uint32_t>(64 * 32, 512).data(), 64,
-                                      32, 4096, &b.param),
+    ASSERT_EQ(ad_proc_calc_curve_luma(from_luma.data(), nullptr, nullptr, std::vector<uint32_t>(64 * 32, 512).data(),
+                                      64, 32, 4096, &b.param),
               0);
     EXPECT_EQ(from_luma, blended);
 }
@@ -196,7 +205,8 @@ TEST(CLTMCurveTest, FailuresLeaveTheCurvesUntouched) {
     EXPECT_EQ(ad_proc_calc_curve(curves.data(), nullptr, nullptr, rgb.data(), 32, 32, 0, &no_clip), 1);
     // Working arrays that cannot be allocated: nothing is read or written.
     EXPECT_EQ(ad_proc_calc_curve(curves.data(), nullptr, nullptr, rgb.data(), 0x7FFFFFFF, 0x7FFFFFFF, 0, &b.param), 1);
-    EXPECT_EQ(ad_proc_calc_curve_luma(curves.data(), nullptr, nullptr, rgb.data(), 0x7FFFFFFF, 0x7FFFFFFF, 0, &b.param), 1);
+    EXPECT_EQ(ad_proc_calc_curve_luma(curves.data(), nullptr, nullptr, rgb.data(), 0x7FFFFFFF, 0x7FFFFFFF, 0, &b.param),
+              1);
     // A frame within a block of 2^32 pixels cannot be cut into blocks with 32-bit counts.
     EXPECT_EQ(ad_proc_calc_curve(curves.data(), nullptr, nullptr, rgb.data(), 0xFFFFFFF0u, 2, 0, &b.param), 1);
     EXPECT_EQ(out.Text(), "ERROR: CLTM frame 4294967280x2 is too large for blocks of 2^5 x 2^5\n");

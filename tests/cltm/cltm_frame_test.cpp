@@ -1,3 +1,5 @@
+#include "cltm/cltm_frame.h"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -5,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "cltm/cltm_frame.h"
 #include "tests/cltm/cltm_test_util.h"
 
 namespace kelvo {
@@ -37,7 +38,9 @@ struct Engine {
         }
         buffers.AllocateBufferBySize(w, h, block.get());
     }
-    int32_t Video(const cv::Mat& in, cv::Mat& out) { return CLTMVideoRunOneFrameImple_(in, params, video, buffers, work, out); }
+    int32_t Video(const cv::Mat& in, cv::Mat& out) {
+        return CLTMVideoRunOneFrameImple_(in, params, video, buffers, work, out);
+    }
     int32_t Still(const cv::Mat& in, cv::Mat& out) { return CLTMOneImageImple_(in, params, buffers, work, out); }
 
     CLTMParamBlock block;
@@ -135,7 +138,11 @@ TEST(CLTMFrameTest, VideoSizeBindingAndItsMessages) {
     std::vector<int32_t> in(9 * 9 * 3, 100);
     std::vector<uint32_t> out(in.size(), 7), curves(64), hist(129);
     std::unique_ptr<ad_cxt_t, void (*)(ad_cxt_t*)> ctx(ad_init_video(), ad_deinit_video);
-    const struct { uint32_t w, h; int32_t result; const char* message; } frames[] = {
+    const struct {
+        uint32_t w, h;
+        int32_t result;
+        const char* message;
+    } frames[] = {
         {8, 8, 0, "INFO: video size 8x8\n"},
         {9, 8, 1, "ERROR: unmatched size 9x8\n"},
         {8, 9, 1, "ERROR: unmatched size 8x9\n"},
@@ -169,7 +176,8 @@ TEST(CLTMFrameTest, FrameLargerThanTheBuffersPassesThroughUnprocessed) {
         Stdout log;
         EXPECT_EQ(e.Video(in, out), 1);
         EXPECT_EQ(e.Still(in, still_out), 1);
-        const std::string both = std::to_string(r.w) + "x" + std::to_string(r.h) + " does not fit the CLTM buffers allocated for 64x64\n";
+        const std::string both =
+            std::to_string(r.w) + "x" + std::to_string(r.h) + " does not fit the CLTM buffers allocated for 64x64\n";
         EXPECT_EQ(log.Text(), "ERROR: frame " + both + "ERROR: frame " + both);
         EXPECT_TRUE(Same(out, in));  // unchanged, low bits and out-of-range values included
         EXPECT_TRUE(Same(still_out, in));

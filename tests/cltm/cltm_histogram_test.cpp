@@ -1,9 +1,10 @@
+#include "cltm/cltm_histogram.h"
+
 #include <gtest/gtest.h>
 
 #include <map>
 #include <vector>
 
-#include "cltm/cltm_histogram.h"
 #include "tests/cltm/cltm_test_util.h"
 
 namespace kelvo {
@@ -53,7 +54,11 @@ std::vector<uint32_t> Histograms(const std::vector<uint32_t>& luma, uint32_t w, 
 TEST(CLTMHistogramTest, SamplingPatternOfBothModes) {
     std::vector<uint32_t> luma(20);
     for (uint32_t i = 0; i < 20; ++i) luma[i] = 8 * (10 * (i / 5) + i % 5 + 1);
-    const struct { uint32_t mode; Bins bins; uint32_t sum; } cases[] = {
+    const struct {
+        uint32_t mode;
+        Bins bins;
+        uint32_t sum;
+    } cases[] = {
         {0, {{11, 1}, {13, 1}, {15, 1}, {31, 1}, {33, 1}, {35, 1}}, 138},
         {1, {{11, 1}, {13, 1}, {18, 1}, {31, 1}, {33, 1}, {17, 1}}, 123},
         {2, {}, 0},
@@ -83,10 +88,17 @@ TEST(CLTMHistogramTest, SixtyFiveByTwo) {
 
 TEST(CLTMHistogramTest, BinCodesAtTheEndsOfTheRange) {
     // {left, right, mode, bin} on a 2x2 frame whose lower row holds the pair.
-    const struct { uint32_t left, right, mode, bin; } cases[] = {
-        {1023, 0, 0, 127}, {1023, 1023, 1, 127}, {0, 8, 1, 0}, {7, 8, 1, 1}, {8, 1023, 0, 1},
-        // Codes outside 0..1023 never index past the last bin.
-        {4096, 0, 0, 127}, {0xFFFFFFFFu, 0, 0, 127}, {5000, 5000, 1, 127}};
+    const struct {
+        uint32_t left, right, mode, bin;
+    } cases[] = {{1023, 0, 0, 127},
+                 {1023, 1023, 1, 127},
+                 {0, 8, 1, 0},
+                 {7, 8, 1, 1},
+                 {8, 1023, 0, 1},
+                 // Codes outside 0..1023 never index past the last bin.
+                 {4096, 0, 0, 127},
+                 {0xFFFFFFFFu, 0, 0, 127},
+                 {5000, 5000, 1, 127}};
     for (const auto& c : cases) {
         const std::vector<uint32_t> hist = Histograms({0, 0, c.left, c.right}, 2, 2, Geometry(5, 5, c.mode), 1);
         EXPECT_EQ(NonZero(hist, 0), (Bins{{c.bin, 1}})) << c.left << "," << c.right;
@@ -94,7 +106,8 @@ TEST(CLTMHistogramTest, BinCodesAtTheEndsOfTheRange) {
 }
 
 TEST(CLTMHistogramTest, LumaIsTheSignedMaximumAndAGlobalHistogramNeedsASum) {
-    const std::vector<uint32_t> rgb = {1, 2, 3, 9, 4, 0, 0, 1023, 5, 0xFFFFFFFFu, 0xFFFFFFFEu, 7, 0xFFFFFFFFu, 0xFFFFFFF0u, 9};
+    const std::vector<uint32_t> rgb = {1, 2,           3,           9, 4,           0,           0, 1023,
+                                       5, 0xFFFFFFFFu, 0xFFFFFFFEu, 7, 0xFFFFFFFFu, 0xFFFFFFF0u, 9};
     std::vector<uint32_t> luma(5);
     EXPECT_EQ(ad_calc_luma(luma.data(), rgb.data(), 5, 1), luma.data());
     EXPECT_EQ(luma, (std::vector<uint32_t>{3, 9, 1023, 7, 9}));

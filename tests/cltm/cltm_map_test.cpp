@@ -1,9 +1,10 @@
+#include "cltm/cltm_map.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
 
 #include "cltm/cltm_curve.h"
-#include "cltm/cltm_map.h"
 
 namespace kelvo {
 namespace {
@@ -21,8 +22,11 @@ Curve IdentityCurve() {
 Curve ConstantCurve(uint32_t value) { return Curve(64, value * 64); }
 
 TEST(CLTMMapTest, ReciprocalTables) {
-    const struct { size_t i; uint32_t r, q; } cases[] = {{0, 65535, 65535}, {1, 32768, 65535}, {2, 21845, 32768},
-                                                         {3, 16384, 21845}, {100, 648, 655},   {127, 512, 516}};
+    const struct {
+        size_t i;
+        uint32_t r, q;
+    } cases[] = {{0, 65535, 65535}, {1, 32768, 65535}, {2, 21845, 32768},
+                 {3, 16384, 21845}, {100, 648, 655},   {127, 512, 516}};
     for (const auto& c : cases) {
         EXPECT_EQ(kClipReciprocal[c.i], c.r) << c.i;
         EXPECT_EQ(kMapReciprocal[c.i], c.q) << c.i;
@@ -37,21 +41,26 @@ TEST(CLTMMapTest, ToneMapping) {
     const Curve identity = IdentityCurve();
     // One curve four times, so the weights have no effect. A curve of zeros ending at 65535 keeps
     // everything up to 1008 at 0 and lifts 1009..1023 to (8 + 1023 r) >> 4, never to 1023.
-    const struct { const Curve* curve; uint32_t v, result; } one[] = {
-        {&top_only, 0, 0},      {&top_only, 1008, 0},   {&top_only, 1009, 64}, {&top_only, 1022, 895},
-        {&top_only, 1023, 959}, {&top_only, 5000, 959}, {&identity, 0, 0},     {&identity, 1, 1},
-        {&identity, 15, 15},    {&identity, 17, 17},    {&identity, 1007, 1007}, {&identity, 1023, 1022}};
+    const struct {
+        const Curve* curve;
+        uint32_t v, result;
+    } one[] = {{&top_only, 0, 0},      {&top_only, 1008, 0},   {&top_only, 1009, 64},   {&top_only, 1022, 895},
+               {&top_only, 1023, 959}, {&top_only, 5000, 959}, {&identity, 0, 0},       {&identity, 1, 1},
+               {&identity, 15, 15},    {&identity, 17, 17},    {&identity, 1007, 1007}, {&identity, 1023, 1022}};
     for (const auto& c : one) {
         const uint32_t* const four[4] = {c.curve->data(), c.curve->data(), c.curve->data(), c.curve->data()};
         for (uint32_t w : {0u, 128u, 256u}) EXPECT_EQ(_tone_mapping(four, c.v, w, 256 - w), c.result) << c.v;
     }
     // {UL, UR, LL, LR, wx, wy, result}: wx weighs the left curves, wy the upper pair.
-    const Curve c0 = ConstantCurve(0), c256 = ConstantCurve(256), c512 = ConstantCurve(512), c1000 = ConstantCurve(1000);
-    const struct { const Curve *ul, *ur, *ll, *lr; uint32_t wx, wy, result; } four[] = {
+    const Curve c0 = ConstantCurve(0), c256 = ConstantCurve(256), c512 = ConstantCurve(512),
+                c1000 = ConstantCurve(1000);
+    const struct {
+        const Curve *ul, *ur, *ll, *lr;
+        uint32_t wx, wy, result;
+    } four[] = {
         {&c0, &c256, &c0, &c256, 64, 200, 192},  // 256 + ((128 - 256 * 64) >> 8)
-        {&c0, &c256, &c0, &c256, 256, 17, 0},
-        {&c0, &c0, &c512, &c512, 0, 128, 256},
-        {&c1000, &c0, &c0, &c0, 128, 128, 250},  // upper 500, then (128 + 500 * 128) >> 8
+        {&c0, &c256, &c0, &c256, 256, 17, 0},    {&c0, &c0, &c512, &c512, 0, 128, 256},
+        {&c1000, &c0, &c0, &c0, 128, 128, 250},   // upper 500, then (128 + 500 * 128) >> 8
         {&c0, &c1000, &c0, &c1000, 1, 256, 996},  // 1000 + ((128 - 1000) >> 8)
     };
     for (const auto& c : four) {
@@ -62,14 +71,18 @@ TEST(CLTMMapTest, ToneMapping) {
 
 TEST(CLTMMapTest, Filter3x3) {
     const Curve no_weights(32, 0), heavy(32, 1000);
-    const struct { std::vector<uint32_t> n; const uint32_t* weights; uint32_t result; } cases[] = {
+    const struct {
+        std::vector<uint32_t> n;
+        const uint32_t* weights;
+        uint32_t result;
+    } cases[] = {
         {std::vector<uint32_t>(9, 0), kRangeWeights, 0},  // flat: (32768 + 260 * 252 c) >> 16 = c
         {std::vector<uint32_t>(9, 513), kRangeWeights, 513},
         {std::vector<uint32_t>(9, 1023), kRangeWeights, 1023},
         {{0, 255, 0, 0, 0, 0, 0, 0, 0}, kRangeWeights, 1},  // weight rw[31] = 1, S = 225: (32768 + 291 * 255) >> 16
         {{100, 100, 100, 100, 100, 100, 100, 100, 400}, kRangeWeights, 100},  // 256 or more away: no weight
-        {{1, 2, 3, 4, 5, 6, 7, 8, 9}, no_weights.data(), 5},                 // no weight at all: the centre
-        {std::vector<uint32_t>(9, 700), heavy.data(), 1023},  // S past the table takes Q[255], clamped
+        {{1, 2, 3, 4, 5, 6, 7, 8, 9}, no_weights.data(), 5},                  // no weight at all: the centre
+        {std::vector<uint32_t>(9, 700), heavy.data(), 1023},                  // S past the table takes Q[255], clamped
     };
     for (const auto& c : cases) EXPECT_EQ(_filter3x3(c.n.data(), c.weights), c.result) << c.n[4];
 }
@@ -103,7 +116,8 @@ TEST(CLTMMapTest, BlockPairingAndWeightsOfSixtyFourPixelBlocks) {
     EXPECT_EQ(std::vector<uint32_t>(out.begin() + n, out.end()), ramp);
     // A partial last block has the nominal size: with 150 rows its centre is never reached.
     ASSERT_EQ(ad_enhance_luma(out.data(), luma.data(), 1, 150, ConstantBlocks(1, 3).data(), 6, 6, &off), 0);
-    EXPECT_EQ(std::vector<uint32_t>(out.begin(), out.begin() + 150), std::vector<uint32_t>(ramp.begin(), ramp.begin() + 150));
+    EXPECT_EQ(std::vector<uint32_t>(out.begin(), out.begin() + 150),
+              std::vector<uint32_t>(ramp.begin(), ramp.begin() + 150));
 }
 
 TEST(CLTMMapTest, FilteredLumaHandValues) {
@@ -114,7 +128,10 @@ TEST(CLTMMapTest, FilteredLumaHandValues) {
     const Curve curve = IdentityCurve();
     const std::vector<uint32_t> luma = {100, 300, 100};
     std::vector<uint32_t> range(kRangeWeights, kRangeWeights + 32), gains(kDetailGains, kDetailGains + 16);
-    const struct { uint32_t luma_select, detail_direct; std::vector<uint32_t> out; } cases[] = {
+    const struct {
+        uint32_t luma_select, detail_direct;
+        std::vector<uint32_t> out;
+    } cases[] = {
         {0, 0, {109, 284, 109}},
         {0, 1, {109, 289, 109}},  // raw detail: 255 + (199 * 45 >> 8), 113 + (66 * -13 >> 8)
         {1, 0, {108, 284, 108}},  // by f: middle d = (1035 * 45) >> 10 = 45, gain 168; edges d = -14, gain 74
@@ -140,8 +157,8 @@ TEST(CLTMMapTest, EnhanceRgbCarriesTheLumaChangeToTheChannels) {
     } cases[] = {
         {{400, 400, 400}, 400, 600, 255, 0, 0, {600, 600, 600}},  // grey stays grey
         {{400, 200, 0}, 400, 600, 255, 0, 0, {600, 300, 0}},
-        {{0, 200, 400}, 400, 600, 300, 0, 0, {0, 300, 600}},     // above 255 is full strength too
-        {{400, 200, 0}, 400, 600, 128, 0, 0, {500, 250, 0}},      // u + ((u' - u) 128 + 128) >> 8
+        {{0, 200, 400}, 400, 600, 300, 0, 0, {0, 300, 600}},  // above 255 is full strength too
+        {{400, 200, 0}, 400, 600, 128, 0, 0, {500, 250, 0}},  // u + ((u' - u) 128 + 128) >> 8
         {{400, 200, 0}, 400, 600, 0, 0, 0, {400, 200, 0}},
         {{400, 200, 0}, 400, 600, 255, 0, 256, {600, 300, 0}},    // ratio 256: identity, but switched on
         {{400, 200, 0}, 400, 600, 255, 100, 0, {100, 100, 100}},  // ratio 0: a constant

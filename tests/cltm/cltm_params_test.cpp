@@ -1,21 +1,24 @@
+#include "cltm/cltm_params.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <vector>
 
-#include "cltm/cltm_params.h"
-
 namespace kelvo {
 namespace {
 
 TEST(CLTMParamsTest, BlockGeometry) {
-    const struct { uint32_t size, log2; } log2s[] = {{0, 5},  {32, 5},  {33, 6},  {64, 6},   {65, 7},
-                                                     {128, 7}, {129, 8}, {256, 8}, {1000, 8}, {0xFFFFFFFFu, 8}};
+    const struct {
+        uint32_t size, log2;
+    } log2s[] = {{0, 5}, {32, 5}, {33, 6}, {64, 6}, {65, 7}, {128, 7}, {129, 8}, {256, 8}, {1000, 8}, {0xFFFFFFFFu, 8}};
     for (const auto& c : log2s) EXPECT_EQ(_get_size_log2(c.size), c.log2) << c.size;
-    const struct { uint32_t size, log2, blocks; } counts[] = {
-        {1920, 7, 15}, {1080, 7, 9}, {0, 6, 0}, {64, 6, 1}, {65, 6, 2}, {2400, 8, 10},
-        {100, 38, 2},         // the shift count is taken modulo 32
-        {0xFFFFFFFFu, 6, 0},  // the sum wraps in 32 bits
+    const struct {
+        uint32_t size, log2, blocks;
+    } counts[] = {
+        {1920, 7, 15},       {1080, 7, 9},  {0, 6, 0},    {64, 6, 1},
+        {65, 6, 2},          {2400, 8, 10}, {100, 38, 2},  // the shift count is taken modulo 32
+        {0xFFFFFFFFu, 6, 0},                               // the sum wraps in 32 bits
     };
     for (const auto& c : counts) EXPECT_EQ(ad_get_blk_num(c.size, c.log2), c.blocks) << c.size << " " << c.log2;
 }
@@ -39,23 +42,30 @@ TEST(CLTMParamsTest, ParamsFollowTheUserRecord) {
     EXPECT_EQ(p.filter.detail_gain_curve[5], 213u);
     EXPECT_EQ(p.filter.detail_gain_curve[15], 256u);
 
-    const struct { int32_t strength; uint32_t target; } strengths[] = {{0, 0}, {1, 16}, {15, 240}, {16, 255}, {100, 255}};
+    const struct {
+        int32_t strength;
+        uint32_t target;
+    } strengths[] = {{0, 0}, {1, 16}, {15, 240}, {16, 255}, {100, 255}};
     for (const auto& s : strengths) {
         user.strength = s.strength;
         EXPECT_EQ(CLTMParamBlock(user)->strength_target, s.target) << s.strength;
     }
     // Selections 1, 2, 3 pick curves A, B, C, anything else the default; C is B without its raised top.
-    const struct { int32_t id; const uint32_t* curve; } curves[] = {
-        {0, kClipCurveDefault}, {1, kClipCurveA}, {2, kClipCurveB}, {3, kClipCurveC}, {4, kClipCurveDefault}};
+    const struct {
+        int32_t id;
+        const uint32_t* curve;
+    } curves[] = {{0, kClipCurveDefault}, {1, kClipCurveA}, {2, kClipCurveB}, {3, kClipCurveC}, {4, kClipCurveDefault}};
     for (const auto& c : curves) {
         user.curve_id = c.id;
         EXPECT_TRUE(std::equal(c.curve, c.curve + 65, CLTMParamBlock(user)->clip_curve)) << c.id;
     }
-    const uint32_t ends[][4] = {{890, 356, 645, 771}, {1424, 324, 918, 1177}, {1943, 318, 1195, 1579}, {1943, 318, 318, 318}};
+    const uint32_t ends[][4] = {
+        {890, 356, 645, 771}, {1424, 324, 918, 1177}, {1943, 318, 1195, 1579}, {1943, 318, 318, 318}};
     const uint32_t* tables[] = {kClipCurveDefault, kClipCurveA, kClipCurveB, kClipCurveC};
     for (int t = 0; t < 4; ++t) {
         EXPECT_EQ((std::vector<uint32_t>{tables[t][0], tables[t][60], tables[t][63], tables[t][64]}),
-                  std::vector<uint32_t>(ends[t], ends[t] + 4)) << t;
+                  std::vector<uint32_t>(ends[t], ends[t] + 4))
+            << t;
     }
     ad_param_t_ without_arrays;
     EXPECT_EQ(GetParamsCLTM(&without_arrays, user), 1);
@@ -67,11 +77,15 @@ TEST(CLTMParamsTest, BufferManagerRemembersWhatItWasAllocatedFor) {
     EXPECT_FALSE(buffers.Fits(0, 0, block.get()));  // nothing allocated yet
     ASSERT_EQ(buffers.AllocateBufferBySize(130, 64, block.get()), 0);
     EXPECT_EQ(buffers.mBlockNum, 3u);
-    EXPECT_EQ(std::vector<uint32_t>(buffers.mToneCurves, buffers.mToneCurves + 3 * 64), std::vector<uint32_t>(3 * 64, 0));
+    EXPECT_EQ(std::vector<uint32_t>(buffers.mToneCurves, buffers.mToneCurves + 3 * 64),
+              std::vector<uint32_t>(3 * 64, 0));
 
-    const struct { uint32_t w, h; bool fits; } frames[] = {
-        {130, 64, true}, {64, 64, true}, {0, 0, true}, {1, 130, true},  // 1x130: 1x3 blocks
-        {131, 64, false}, {65, 65, false},                               // 65x65: fewer pixels, 2x2 blocks
+    const struct {
+        uint32_t w, h;
+        bool fits;
+    } frames[] = {
+        {130, 64, true},  {64, 64, true},  {0, 0, true}, {1, 130, true},  // 1x130: 1x3 blocks
+        {131, 64, false}, {65, 65, false},                                // 65x65: fewer pixels, 2x2 blocks
     };
     for (const auto& f : frames) EXPECT_EQ(buffers.Fits(f.w, f.h, block.get()), f.fits) << f.w << "x" << f.h;
 

@@ -26,9 +26,12 @@ uint32_t Mostly(Rng& rng, uint32_t lo, uint32_t hi, uint32_t odds = 20) {
 // 1, 2, 3, a block multiple +-1, or anything up to a few hundred.
 uint32_t RandomSize(Rng& rng, uint32_t block) {
     switch (Uniform(rng, 0, 3)) {
-        case 0: return Uniform(rng, 1, 3);
-        case 1: return block * Uniform(rng, 1, 3) + Uniform(rng, 0, 2) - 1;
-        default: return Uniform(rng, 1, 300);
+        case 0:
+            return Uniform(rng, 1, 3);
+        case 1:
+            return block * Uniform(rng, 1, 3) + Uniform(rng, 0, 2) - 1;
+        default:
+            return Uniform(rng, 1, 300);
     }
 }
 
@@ -37,19 +40,25 @@ struct Walk {
     uint32_t first = 0, second = 0, weight = 0;
     void Step(uint32_t pos, uint32_t log2, uint32_t blocks) {
         const uint32_t size = 1u << log2, b = pos >> log2, k = pos - b * size;
-        if (k == 0) weight = 128;
-        else if (k == size / 2) weight = 256;
-        else weight -= 256 >> log2;
-        if (b == 0 && k < size / 2) first = second = 0;
-        else if (b == blocks - 1 && k >= size / 2) first = second = blocks - 1;
-        else if (k == size / 2) first = second++;
+        if (k == 0)
+            weight = 128;
+        else if (k == size / 2)
+            weight = 256;
+        else
+            weight -= 256 >> log2;
+        if (b == 0 && k < size / 2)
+            first = second = 0;
+        else if (b == blocks - 1 && k >= size / 2)
+            first = second = blocks - 1;
+        else if (k == size / 2)
+            first = second++;
     }
 };
 
 int32_t Wrap(int64_t v) { return static_cast<int32_t>(static_cast<uint32_t>(v)); }
 
-std::vector<uint32_t> PlainEnhanceLuma(const std::vector<uint32_t>& luma, uint32_t w, uint32_t h, const uint32_t* curves,
-                                       uint32_t lw, uint32_t lh, const ad_filter_t_& f) {
+std::vector<uint32_t> PlainEnhanceLuma(const std::vector<uint32_t>& luma, uint32_t w, uint32_t h,
+                                       const uint32_t* curves, uint32_t lw, uint32_t lh, const ad_filter_t_& f) {
     const uint32_t bw = ad_get_blk_num(w, lw), bh = ad_get_blk_num(h, lh);
     std::vector<uint32_t> out(luma.size());
     Walk rows;
@@ -58,8 +67,9 @@ std::vector<uint32_t> PlainEnhanceLuma(const std::vector<uint32_t>& luma, uint32
         Walk cols;
         for (uint32_t x = 0; x < w; ++x) {
             cols.Step(x, lw, bw);
-            const uint32_t* const c[4] = {curves + (rows.first * bw + cols.first) * 64, curves + (rows.first * bw + cols.second) * 64,
-                                          curves + (rows.second * bw + cols.first) * 64, curves + (rows.second * bw + cols.second) * 64};
+            const uint32_t* const c[4] = {
+                curves + (rows.first * bw + cols.first) * 64, curves + (rows.first * bw + cols.second) * 64,
+                curves + (rows.second * bw + cols.first) * 64, curves + (rows.second * bw + cols.second) * 64};
             const uint32_t v = luma[y * w + x];
             if (!f.filter_enable) {
                 out[y * w + x] = _tone_mapping(c, v, cols.weight, rows.weight);
@@ -74,11 +84,14 @@ std::vector<uint32_t> PlainEnhanceLuma(const std::vector<uint32_t>& luma, uint32
             const uint32_t fl = _filter3x3(n, f.range_weight), t = _tone_mapping(c, fl, cols.weight, rows.weight);
             const uint32_t i = f.filter_luma_select ? fl : v;
             int32_t d = Wrap(int64_t{v} - fl);
-            if (!f.filter_detail_direct) d = Wrap(((int64_t{kMapReciprocal[std::min(i >> 2, 255u)]} * t) >> 8) * d) >> 10;
+            if (!f.filter_detail_direct)
+                d = Wrap(((int64_t{kMapReciprocal[std::min(i >> 2, 255u)]} * t) >> 8) * d) >> 10;
             const int32_t* g = reinterpret_cast<const int32_t*>(f.detail_gain_curve);
-            const int32_t gain = i < 960 ? Wrap(g[i >> 6] + (Wrap((int64_t{g[(i >> 6) + 1]} - g[i >> 6]) * ((i >> 2) & 15)) >> 4))
-                                         : g[std::min(i >> 6, 15u)];
-            out[y * w + x] = static_cast<uint32_t>(std::clamp<int64_t>(int64_t{t} + (Wrap(int64_t{gain} * d) >> 8), 0, 1023));
+            const int32_t gain =
+                i < 960 ? Wrap(g[i >> 6] + (Wrap((int64_t{g[(i >> 6) + 1]} - g[i >> 6]) * ((i >> 2) & 15)) >> 4))
+                        : g[std::min(i >> 6, 15u)];
+            out[y * w + x] =
+                static_cast<uint32_t>(std::clamp<int64_t>(int64_t{t} + (Wrap(int64_t{gain} * d) >> 8), 0, 1023));
         }
     }
     return out;
@@ -113,7 +126,8 @@ void RandomRegisters(Rng& rng, ad_param_t_& p) {
     p.hist_mode = modes[Uniform(rng, 0, 5)];
     const uint32_t transitions[] = {0, 1, 4096, 8191, 8192, 0xFFFFFFFFu, Uniform(rng, 0, 8191)};
     p.curve_transition = transitions[Uniform(rng, 0, 6)];
-    const int32_t adjust[] = {0, 256, 1023, -1023, INT32_MIN, INT32_MAX, static_cast<int32_t>(Uniform(rng, 0, 2046)) - 1023};
+    const int32_t adjust[] = {
+        0, 256, 1023, -1023, INT32_MIN, INT32_MAX, static_cast<int32_t>(Uniform(rng, 0, 2046)) - 1023};
     p.linear_adj_offset = adjust[Uniform(rng, 0, 6)];
     p.linear_adj_ratio = adjust[Uniform(rng, 0, 6)];
     p.strength_mode = Uniform(rng, 0, 1);
@@ -147,10 +161,12 @@ TEST(CLTMRandomTest, FrameDriversOnRandomSizesRegistersAndPixels) {
             std::vector<int32_t> in(size_t{w} * h * 3);
             for (auto& v : in) v = static_cast<int32_t>(Mostly(rng, 0, 1023));
             std::vector<uint32_t> out(in.size()), hist(129);
-            std::vector<uint32_t> curves(size_t{ad_get_blk_num(w, p.blk_width_log2)} * ad_get_blk_num(h, p.blk_height_log2) * 64);
+            std::vector<uint32_t> curves(size_t{ad_get_blk_num(w, p.blk_width_log2)} *
+                                         ad_get_blk_num(h, p.blk_height_log2) * 64);
             for (int frame = 0; frame < 4; ++frame) {
-                ASSERT_EQ(frame < 3 ? ad_proc_video(out.data(), in.data(), w, h, &p, ctx.get(), 0, curves.data(), hist.data())
-                                    : ad_proc_image(out.data(), in.data(), w, h, &p, curves.data()),
+                ASSERT_EQ(frame < 3
+                              ? ad_proc_video(out.data(), in.data(), w, h, &p, ctx.get(), 0, curves.data(), hist.data())
+                              : ad_proc_image(out.data(), in.data(), w, h, &p, curves.data()),
                           0);
                 ASSERT_TRUE(frame == 0 || std::all_of(out.begin(), out.end(), [](uint32_t v) { return v <= 1023; }));
             }
@@ -167,8 +183,9 @@ TEST(CLTMRandomTest, FrameDriversOnRandomSizesRegistersAndPixels) {
                 int32_t* row = in.ptr<int32_t>(y);
                 for (int i = 0; i < 3 * in.cols; ++i) row[i] = static_cast<int32_t>(Mostly(rng, 0, 4095));
             }
-            ASSERT_EQ(frame < 3 ? CLTMVideoRunOneFrameImple_(in, params, CLTMVideoContextAPI{ctx.get()}, buffers, work, out)
-                                : CLTMOneImageImple_(in, params, buffers, work, out),
+            ASSERT_EQ(frame < 3
+                          ? CLTMVideoRunOneFrameImple_(in, params, CLTMVideoContextAPI{ctx.get()}, buffers, work, out)
+                          : CLTMOneImageImple_(in, params, buffers, work, out),
                       0);
             double lo = 0, hi = 0;
             cv::minMaxIdx(out.reshape(1), &lo, &hi);

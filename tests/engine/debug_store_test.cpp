@@ -1,9 +1,9 @@
+#include "engine/debug_store.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <vector>
-
-#include "engine/debug_store.h"
 
 namespace kelvo {
 namespace {
@@ -48,7 +48,8 @@ TEST_F(DebugStoreTest, RowsLandInTheirRowAndRowsThatDoNotFitAreRefused) {
     Store().AllocateADProcCalcForewardBuffer(6);
     const std::vector<unsigned int> row = {5, 6, 7};
     Store().SetADProcCalcForewardCurveData(row.data(), 3, 1);
-    EXPECT_EQ(std::vector<unsigned int>(Store().GetForewardBuffer().data + 3, Store().GetForewardBuffer().data + 6), row);
+    EXPECT_EQ(std::vector<unsigned int>(Store().GetForewardBuffer().data + 3, Store().GetForewardBuffer().data + 6),
+              row);
     const struct { int count, index; } refused[] = {{3, 2}, {4, 1}, {3, -1}, {-3, 0}, {7, 0}};
     for (const auto& r : refused) {
         ::testing::internal::CaptureStdout();
