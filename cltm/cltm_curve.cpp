@@ -39,8 +39,7 @@ void Normalise(uint32_t h[kHistBins]) {
 // One clip pass. Forward visits bins 0..127, backward 127..0; either way, at the i-th bin visited
 // 127 - i bins are still to come, and an excess larger than the bins left (this one included) is
 // spread evenly over them through the reciprocal table.
-void ClipPass(const uint32_t h[kHistBins], const uint32_t limit[kHistBins], bool forward,
-              uint32_t out[kHistBins]) {
+void ClipPass(const uint32_t h[kHistBins], const uint32_t limit[kHistBins], bool forward, uint32_t out[kHistBins]) {
     uint32_t excess = 0;
     for (uint32_t i = 0; i < kHistBins; ++i) {
         const uint32_t b = forward ? i : 127 - i;
@@ -95,26 +94,30 @@ struct CurveWork {
 };
 
 // The per-frame steps after the histograms, shared by the RGB and luma paths.
-void CurvesFromHistograms(uint32_t* curves, const CurveWork& work, uint32_t width, uint32_t height,
-                          uint32_t weight, const ad_param_t_& param, const BlockGrid& grid, bool to_debug) {
+void CurvesFromHistograms(uint32_t* curves, const CurveWork& work, uint32_t width, uint32_t height, uint32_t weight,
+                          const ad_param_t_& param, const BlockGrid& grid, bool to_debug) {
     const size_t n = grid.count();
     int count = 0;
     if (to_debug && DebugCount(n * kHistBins, &count)) {
-        if (alad_debug_output_* store = alad_debug_output_::GetInstance()) store->SetADProcCalcCurveHistData(work.hist, count);
+        if (alad_debug_output_* store = alad_debug_output_::GetInstance())
+            store->SetADProcCalcCurveHistData(work.hist, count);
     }
     ad_calc_curve(work.raw, work.hist, width, height, &param);
     const bool curves_to_debug = to_debug && DebugCount(n * kCurvePoints, &count);
     if (curves_to_debug) {
-        if (alad_debug_output_* store = alad_debug_output_::GetInstance()) store->SetADProcCalcCurveTmpCurveData(work.raw, count);
+        if (alad_debug_output_* store = alad_debug_output_::GetInstance())
+            store->SetADProcCalcCurveTmpCurveData(work.raw, count);
     }
     ad_smooth_curve(work.smooth, work.raw, grid.bw, grid.bh);
     if (curves_to_debug) {
-        if (alad_debug_output_* store = alad_debug_output_::GetInstance()) store->SetADProcCalcCurveSmoothCurveData(work.smooth, count);
+        if (alad_debug_output_* store = alad_debug_output_::GetInstance())
+            store->SetADProcCalcCurveSmoothCurveData(work.smooth, count);
     }
     BlendTowards(work.smooth, curves, n * kCurvePoints, weight);
     if (n > 0) std::memcpy(curves, work.smooth, n * kCurvePoints * sizeof(uint32_t));
     if (curves_to_debug) {
-        if (alad_debug_output_* store = alad_debug_output_::GetInstance()) store->SetADProcCalcCurveTransitionCurveData(curves, count);
+        if (alad_debug_output_* store = alad_debug_output_::GetInstance())
+            store->SetADProcCalcCurveTransitionCurveData(curves, count);
     }
 }
 
@@ -180,8 +183,8 @@ int32_t ad_smooth_curve(uint32_t* out, const uint32_t* in, uint32_t blk_w, uint3
             }
             uint32_t* dst = out + (static_cast<size_t>(by) * blk_w + bx) * kCurvePoints;
             for (size_t j = 0; j < kCurvePoints; ++j) {
-                const uint32_t sum = nb[0][j] + nb[1][j] + nb[2][j] + nb[3][j] + 8u * nb[4][j] + nb[5][j] +
-                                     nb[6][j] + nb[7][j] + nb[8][j];
+                const uint32_t sum = nb[0][j] + nb[1][j] + nb[2][j] + nb[3][j] + 8u * nb[4][j] + nb[5][j] + nb[6][j] +
+                                     nb[7][j] + nb[8][j];
                 dst[j] = sum >> 4;
             }
         }
@@ -189,15 +192,14 @@ int32_t ad_smooth_curve(uint32_t* out, const uint32_t* in, uint32_t blk_w, uint3
     return 0;
 }
 
-int32_t ad_transition_curve(uint32_t* cur, const uint32_t* prev, uint32_t blk_w, uint32_t blk_h,
-                            uint32_t weight) {
+int32_t ad_transition_curve(uint32_t* cur, const uint32_t* prev, uint32_t blk_w, uint32_t blk_h, uint32_t weight) {
     if (cur == nullptr || prev == nullptr) return 1;
     BlendTowards(cur, prev, static_cast<size_t>(blk_w) * blk_h * kCurvePoints, weight);
     return 0;
 }
 
-int32_t ad_proc_calc_curve(uint32_t* curves, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb,
-                           uint32_t width, uint32_t height, uint32_t weight, const ad_param_t_* param) {
+int32_t ad_proc_calc_curve(uint32_t* curves, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb, uint32_t width,
+                           uint32_t height, uint32_t weight, const ad_param_t_* param) {
     if (curves == nullptr || rgb == nullptr || param == nullptr || param->clip_curve == nullptr) return 1;
     BlockGrid grid;
     if (!cltm_detail::MakeBlockGridOrReport(width, height, *param, &grid)) return 1;
@@ -215,8 +217,7 @@ int32_t ad_proc_calc_curve(uint32_t* curves, uint32_t* global_hist, uint32_t* su
     }
     int32_t result = 1;
     if (work.hist != nullptr && work.raw != nullptr && work.smooth != nullptr && work.luma != nullptr) {
-        cltm_detail::CalcHistogramWithScratch(work.hist, global_hist, sum, rgb, width, height, *param, grid,
-                                              work.luma);
+        cltm_detail::CalcHistogramWithScratch(work.hist, global_hist, sum, rgb, width, height, *param, grid, work.luma);
         CurvesFromHistograms(curves, work, width, height, weight, *param, grid, true);
         result = 0;
     }

@@ -38,14 +38,13 @@ int32_t ad_smooth_curve(uint32_t* out, const uint32_t* in, uint32_t blk_w, uint3
 
 // cur += (4096 + (prev - cur) * weight) >> 13 per entry, in 32-bit two's complement; weight 0
 // leaves cur as it is.
-int32_t ad_transition_curve(uint32_t* cur, const uint32_t* prev, uint32_t blk_w, uint32_t blk_h,
-                            uint32_t weight);
+int32_t ad_transition_curve(uint32_t* cur, const uint32_t* prev, uint32_t blk_w, uint32_t blk_h, uint32_t weight);
 
 // One frame's curves: histograms, curves, smoothing, then the blend towards the caller's previous
 // curve set, which is replaced by the result. Every step is handed to the debug store. Returns 0,
 // or 1 (curves untouched) on a null argument, an impossible size or a failed allocation.
-int32_t ad_proc_calc_curve(uint32_t* curves, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb,
-                           uint32_t width, uint32_t height, uint32_t weight, const ad_param_t_* param);
+int32_t ad_proc_calc_curve(uint32_t* curves, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb, uint32_t width,
+                           uint32_t height, uint32_t weight, const ad_param_t_* param);
 
 // The same from a luma plane, without the debug hand-over of the histograms and curve sets.
 int32_t ad_proc_calc_curve_luma(uint32_t* curves, uint32_t* global_hist, uint32_t* sum, const uint32_t* luma,

@@ -6,7 +6,6 @@
 #define ALAD_CLTM_CLTM_FRAME_H
 
 #include <cstdint>
-
 #include <opencv2/core.hpp>
 
 #include "cltm/cltm_params.h"
@@ -41,8 +40,8 @@ int32_t ad_proc_video(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, 
 // The two drivers on engine images. A frame larger than the buffers were allocated for is refused
 // (out = the input, unprocessed; result 1). Otherwise the result is the driver's, and out always
 // receives the output plane: on a refusal by the driver that is the previous frame's result.
-int32_t CLTMOneImageImple_(const cv::Mat& in, const cltm_params_api_& params, CLTMBufferManager& buffers,
-                           cv::Mat& work, cv::Mat& out);
+int32_t CLTMOneImageImple_(const cv::Mat& in, const cltm_params_api_& params, CLTMBufferManager& buffers, cv::Mat& work,
+                           cv::Mat& out);
 int32_t CLTMVideoRunOneFrameImple_(const cv::Mat& in, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
                                    CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out);
 

@@ -15,9 +15,8 @@ namespace {
 // Steps shared by both entry points: clear, then one sample per 2x2 cell from the odd rows.
 // `plane_len` is the number of readable elements of `luma`; the pair partner of an odd-width
 // row's last pixel is the plane's next element, which is 0 past the end.
-void SampleHistograms(uint32_t* hist, uint32_t* global_hist, uint32_t* sum, const uint32_t* luma,
-                      size_t plane_len, uint32_t width, uint32_t height, const BlockGrid& grid,
-                      uint32_t hist_mode) {
+void SampleHistograms(uint32_t* hist, uint32_t* global_hist, uint32_t* sum, const uint32_t* luma, size_t plane_len,
+                      uint32_t width, uint32_t height, const BlockGrid& grid, uint32_t hist_mode) {
     std::memset(hist, 0, grid.count() * kHistBins * sizeof(uint32_t));
     if (global_hist != nullptr) std::memset(global_hist, 0, kHistBins * sizeof(uint32_t));
     if (sum != nullptr) *sum = 0;
@@ -63,9 +62,9 @@ uint32_t* ad_calc_luma(uint32_t* luma, const uint32_t* rgb, uint32_t width, uint
     return luma;
 }
 
-int32_t cltm_detail::CalcHistogramWithScratch(uint32_t* hist, uint32_t* global_hist, uint32_t* sum,
-                                              const uint32_t* rgb, uint32_t width, uint32_t height,
-                                              const ad_param_t_& param, const BlockGrid& grid, uint32_t* luma) {
+int32_t cltm_detail::CalcHistogramWithScratch(uint32_t* hist, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb,
+                                              uint32_t width, uint32_t height, const ad_param_t_& param,
+                                              const BlockGrid& grid, uint32_t* luma) {
     const size_t pixels = static_cast<size_t>(width) * height;
     ad_calc_luma(luma, rgb, width, height);
     luma[pixels] = 0;
@@ -73,8 +72,8 @@ int32_t cltm_detail::CalcHistogramWithScratch(uint32_t* hist, uint32_t* global_h
     return 0;
 }
 
-int32_t ad_calc_histogram(uint32_t* hist, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb,
-                          uint32_t width, uint32_t height, const ad_param_t_* param) {
+int32_t ad_calc_histogram(uint32_t* hist, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb, uint32_t width,
+                          uint32_t height, const ad_param_t_* param) {
     if (hist == nullptr || rgb == nullptr || param == nullptr) return 1;
     BlockGrid grid;
     if (!cltm_detail::MakeBlockGridOrReport(width, height, *param, &grid)) return 1;

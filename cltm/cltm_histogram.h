@@ -16,8 +16,8 @@ uint32_t* ad_calc_luma(uint32_t* luma, const uint32_t* rgb, uint32_t width, uint
 // Histograms of an RGB plane. `hist` holds blocks*128 bins; global_hist (128 bins) and sum are
 // optional and only counted when both are given. Returns 0 (also when the temporary luma plane
 // cannot be allocated: nothing is cleared then), 1 on a null argument or an impossible size.
-int32_t ad_calc_histogram(uint32_t* hist, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb,
-                          uint32_t width, uint32_t height, const ad_param_t_* param);
+int32_t ad_calc_histogram(uint32_t* hist, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb, uint32_t width,
+                          uint32_t height, const ad_param_t_* param);
 
 // The same on a luma plane the caller holds; allocates nothing.
 int32_t ad_calc_histogram_luma(uint32_t* hist, uint32_t* global_hist, uint32_t* sum, const uint32_t* luma,

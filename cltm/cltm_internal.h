@@ -18,8 +18,9 @@ namespace cltm_detail {
 inline uint32_t BlockShift(uint32_t log2) { return log2 & 31u; }
 
 // Pixel codes are meant to be 0..1023, but the planes are public and can hold anything (a negative
-// code arrives as a very large u32). Every table index derived from a code is clamped here, at the
-// look-up, to the table's last entry; in-range codes never reach the clamp.
+// code arrives as a very large u32 and so counts as white, as the tone mapping's own min(v, 1023)
+// treats it). Every table index derived from a code is clamped here, at the look-up, to the table's
+// last entry; in-range codes never reach the clamp.
 inline uint32_t ClampIndex(uint32_t index, uint32_t last) { return index < last ? index : last; }
 
 inline int32_t Clamp10(int32_t v) { return v < 0 ? 0 : (v > 1023 ? 1023 : v); }
@@ -52,11 +53,11 @@ inline bool MakeBlockGrid(uint32_t width, uint32_t height, const ad_param_t_& pa
 }
 
 // MakeBlockGrid with the engine's message when the frame cannot be cut into blocks.
-inline bool MakeBlockGridOrReport(uint32_t width, uint32_t height, uint32_t blk_width_log2,
-                                  uint32_t blk_height_log2, BlockGrid* grid) {
+inline bool MakeBlockGridOrReport(uint32_t width, uint32_t height, uint32_t blk_width_log2, uint32_t blk_height_log2,
+                                  BlockGrid* grid) {
     if (MakeBlockGrid(width, height, blk_width_log2, blk_height_log2, grid)) return true;
-    std::printf("ERROR: CLTM frame %ux%u is too large for blocks of 2^%u x 2^%u\n", width, height,
-                blk_width_log2, blk_height_log2);
+    std::printf("ERROR: CLTM frame %ux%u is too large for blocks of 2^%u x 2^%u\n", width, height, blk_width_log2,
+                blk_height_log2);
     std::fflush(stdout);
     return false;
 }
@@ -73,18 +74,17 @@ inline bool CountOf(size_t a, size_t b, size_t c, size_t* out) {
 
 // An array of `count` u32 from the C allocator (at least one element, so that an empty frame is
 // not mistaken for a failed allocation); null on failure or when the byte size overflows.
-inline uint32_t* AllocU32(size_t count, bool zeroed = false) {
+inline uint32_t* AllocU32(size_t count) {
     if (count == 0) count = 1;
     if (count > SIZE_MAX / sizeof(uint32_t)) return nullptr;
-    void* p = zeroed ? std::calloc(count, sizeof(uint32_t)) : std::malloc(count * sizeof(uint32_t));
-    return static_cast<uint32_t*>(p);
+    return static_cast<uint32_t*>(std::malloc(count * sizeof(uint32_t)));
 }
 
 // ad_calc_histogram with the caller's luma scratch of width*height + 1 elements, so that a caller
 // can take every allocation up front and fail before changing anything.
 int32_t CalcHistogramWithScratch(uint32_t* hist, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb,
-                                 uint32_t width, uint32_t height, const ad_param_t_& param,
-                                 const BlockGrid& grid, uint32_t* luma);
+                                 uint32_t width, uint32_t height, const ad_param_t_& param, const BlockGrid& grid,
+                                 uint32_t* luma);
 
 }  // namespace cltm_detail
 }  // namespace kelvo

@@ -11,8 +11,8 @@ namespace kelvo {
 using alad::WrapAdd;
 using alad::WrapMul;
 using alad::WrapSub;
-using cltm_detail::ClampIndex;
 using cltm_detail::Clamp10;
+using cltm_detail::ClampIndex;
 
 namespace {
 
@@ -182,8 +182,8 @@ int32_t ad_enhance_luma_plane(uint32_t* out_luma, const uint32_t* luma, uint32_t
 
         if (!use_filter) {
             for (uint32_t x = 0; x < width; ++x) {
-                const uint32_t* const c[4] = {upper + left_offset[x], upper + right_offset[x],
-                                              lower + left_offset[x], lower + right_offset[x]};
+                const uint32_t* const c[4] = {upper + left_offset[x], upper + right_offset[x], lower + left_offset[x],
+                                              lower + right_offset[x]};
                 out[x] = ToneMap(c, row[x], left_weight[x], wy);
             }
             continue;
@@ -195,10 +195,10 @@ int32_t ad_enhance_luma_plane(uint32_t* out_luma, const uint32_t* luma, uint32_t
         for (uint32_t x = 0; x < width; ++x) {
             const uint32_t xl = x > 0 ? x - 1 : 0;
             const uint32_t xr = x + 1 < width ? x + 1 : x;
-            const uint32_t n[9] = {above[xl], above[x], above[xr], row[xl], row[x],
-                                   row[xr],   below[xl], below[x], below[xr]};
-            const uint32_t* const c[4] = {upper + left_offset[x], upper + right_offset[x],
-                                          lower + left_offset[x], lower + right_offset[x]};
+            const uint32_t n[9] = {above[xl], above[x],  above[xr], row[xl],  row[x],
+                                   row[xr],   below[xl], below[x],  below[xr]};
+            const uint32_t* const c[4] = {upper + left_offset[x], upper + right_offset[x], lower + left_offset[x],
+                                          lower + right_offset[x]};
             out[x] = FilteredPixel(n, c, left_weight[x], wy, *filter);
         }
     }
@@ -246,8 +246,8 @@ int32_t ad_enhance_rgb(uint32_t* out_rgb, const int32_t* in_rgb, const uint32_t*
     return 0;
 }
 
-int32_t ad_proc_map(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, uint32_t height,
-                    const uint32_t* curves, uint32_t strength, const ad_param_t_* param) {
+int32_t ad_proc_map(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, uint32_t height, const uint32_t* curves,
+                    uint32_t strength, const ad_param_t_* param) {
     if (out_rgb == nullptr || in_rgb == nullptr || curves == nullptr || param == nullptr) return 1;
     size_t pixels = 0;
     if (!cltm_detail::CountOf(width, height, 1, &pixels)) return 1;

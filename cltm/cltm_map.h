@@ -54,8 +54,8 @@ int32_t ad_enhance_rgb(uint32_t* out_rgb, const int32_t* in_rgb, const uint32_t*
 
 // The whole stage on an RGB plane. Returns 0, or 1 (nothing written) on a null argument or when a
 // work plane cannot be allocated.
-int32_t ad_proc_map(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, uint32_t height,
-                    const uint32_t* curves, uint32_t strength, const ad_param_t_* param);
+int32_t ad_proc_map(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, uint32_t height, const uint32_t* curves,
+                    uint32_t strength, const ad_param_t_* param);
 
 }  // namespace kelvo
 

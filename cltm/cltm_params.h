@@ -32,30 +32,30 @@ extern const uint32_t kDetailGains[kDetailGainSize];
 
 // Settings of the detail filter, handed as one record to the curve application.
 struct ad_filter_t_ {
-    uint32_t filter_luma_select = 0;    // 0: detail gain indexed by the raw luma, else by the filtered
-    uint32_t filter_detail_direct = 0;  // 0: detail scaled by the tone gain, else used as it is
-    uint32_t* range_weight = nullptr;   // 32 entries, indexed by |difference| / 8
+    uint32_t filter_luma_select = 0;        // 0: detail gain indexed by the raw luma, else by the filtered
+    uint32_t filter_detail_direct = 0;      // 0: detail scaled by the tone gain, else used as it is
+    uint32_t* range_weight = nullptr;       // 32 entries, indexed by |difference| / 8
     uint32_t* detail_gain_curve = nullptr;  // 16 entries, 64 codes apart, 256 = gain 1.0
-    uint8_t filter_enable = 0;          // non-zero: the filter runs
+    uint8_t filter_enable = 0;              // non-zero: the filter runs
 };
 
 struct ad_param_t_ {
     uint32_t blk_width_log2 = 8;
     uint32_t blk_height_log2 = 8;
-    uint32_t hist_mode = 0;             // 0: left pixel of each 2x2 cell, 1: pair mean, else none
+    uint32_t hist_mode = 0;  // 0: left pixel of each 2x2 cell, 1: pair mean, else none
     uint32_t reserved1 = 0;
-    uint32_t* clip_curve = nullptr;     // 65 entries
-    uint32_t blk_h_num = 0;             // block rows for the configured size (read-back only)
-    uint32_t blk_w_num = 0;             // block columns for the configured size (read-back only)
-    uint32_t curve_transition = 0;      // weight of the previous curves, in 1/8192
+    uint32_t* clip_curve = nullptr;  // 65 entries
+    uint32_t blk_h_num = 0;          // block rows for the configured size (read-back only)
+    uint32_t blk_w_num = 0;          // block columns for the configured size (read-back only)
+    uint32_t curve_transition = 0;   // weight of the previous curves, in 1/8192
     uint32_t reserved2 = 0;
     ad_filter_t_ filter;
-    int32_t linear_adj_offset = 0;      // in 10-bit codes; offset and ratio both 0: off
-    int32_t linear_adj_ratio = 0;       // in 1/256
-    uint32_t strength_mode = 0;         // 0: jump to the target, else ramp towards it
-    uint32_t strength_target = 0;       // 0..255, 255 = full strength
+    int32_t linear_adj_offset = 0;  // in 10-bit codes; offset and ratio both 0: off
+    int32_t linear_adj_ratio = 0;   // in 1/256
+    uint32_t strength_mode = 0;     // 0: jump to the target, else ramp towards it
+    uint32_t strength_target = 0;   // 0..255, 255 = full strength
     uint32_t strength_step = 5;
-    uint32_t strength_interval = 0;     // frames to wait between ramp steps
+    uint32_t strength_interval = 0;  // frames to wait between ramp steps
 };
 
 // Owns a parameter block together with the three arrays it points to, wired up and filled.

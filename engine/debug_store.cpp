@@ -71,20 +71,19 @@ unsigned int* alad_debug_output_::AllocateADProcCalcBackwardBuffer(int length) {
     return AllocateBufferByLenght(mBackwardBuffer, length);
 }
 
-void alad_debug_output_::SetRow(alad_debug_buffer_& buffer, const char* name,
-                                const unsigned int* data, int count, int index) {
+void alad_debug_output_::SetRow(alad_debug_buffer_& buffer, const char* name, const unsigned int* data, int count,
+                                int index) {
     const int64_t begin = static_cast<int64_t>(index) * count;
     if (data == nullptr || count < 0 || index < 0 || begin + count > buffer.length) {
-        std::printf("ERROR: %s row %d of %d values does not fit the buffer of %d values\n", name,
-                    index, count, static_cast<int>(buffer.length));
+        std::printf("ERROR: %s row %d of %d values does not fit the buffer of %d values\n", name, index, count,
+                    static_cast<int>(buffer.length));
         std::fflush(stdout);
         return;
     }
     if (count > 0) std::memcpy(buffer.data + begin, data, static_cast<size_t>(count) * sizeof(unsigned int));
 }
 
-void alad_debug_output_::SetWhole(alad_debug_buffer_& buffer, const char* name,
-                                  const unsigned int* data, int count) {
+void alad_debug_output_::SetWhole(alad_debug_buffer_& buffer, const char* name, const unsigned int* data, int count) {
     if (count > 0 && data == nullptr) {
         std::printf("ERROR: %s data is NULL for %d values\n", name, count);
         std::fflush(stdout);
@@ -134,8 +133,7 @@ void alad_debug_output_::SetADAGTMResultData(const cv::Mat& image) { KeepCopy(mA
 void alad_debug_output_::SetADCLTMResultData(const cv::Mat& image) { KeepCopy(mCLTMResult, image, "CLTM"); }
 
 void alad_debug_output_::InitBuffer() {
-    for (alad_debug_buffer_* buffer :
-         {&mSmoothCurveBuffer, &mTmpCurveBuffer, &mHistBuffer, &mTransitionCurveBuffer}) {
+    for (alad_debug_buffer_* buffer : {&mSmoothCurveBuffer, &mTmpCurveBuffer, &mHistBuffer, &mTransitionCurveBuffer}) {
         if (buffer->data != nullptr) {
             std::memset(buffer->data, 0, static_cast<size_t>(buffer->length) * sizeof(unsigned int));
         }

@@ -9,7 +9,6 @@
 #define ALAD_ENGINE_DEBUG_STORE_H
 
 #include <cstdint>
-
 #include <opencv2/core.hpp>
 
 namespace kelvo {
@@ -70,8 +69,7 @@ private:
     alad_debug_output_() = default;
     ~alad_debug_output_();
 
-    void SetRow(alad_debug_buffer_& buffer, const char* name, const unsigned int* data, int count,
-                int index);
+    void SetRow(alad_debug_buffer_& buffer, const char* name, const unsigned int* data, int count, int index);
     void SetWhole(alad_debug_buffer_& buffer, const char* name, const unsigned int* data, int count);
 
     static alad_debug_output_* ptrInstance;

@@ -1,0 +1,247 @@
+#include "cltm/cltm_frame.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/cltm/cltm_test_util.h"
+
+namespace kelvo {
+namespace {
+
+using testing_util::Stdout;
+
+cv::Mat RandomImage(int w, int h, unsigned seed, int lo = 0, int hi = 4095) {
+    cv::Mat m(h, w, CV_32SC3);
+    cv::RNG(seed).fill(m, cv::RNG::UNIFORM, lo, hi + 1);
+    return m;
+}
+
+bool Same(const cv::Mat& a, const cv::Mat& b) {
+    if (a.size() != b.size() || a.type() != b.type()) return false;
+    const cv::Mat differs = a != b;
+    return cv::countNonZero(differs.reshape(1)) == 0;
+}
+
+// What the pipeline holds for CLTM: 64-pixel blocks, buffers for one frame size.
+struct Engine {
+    explicit Engine(uint32_t w, uint32_t h, bool preset = false)
+        : block(alad_cltm_user{64, 64}), ctx(ad_init_video(), ad_deinit_video) {
+        params.param = block.get();
+        video.ctx = ctx.get();
+        if (preset) {  // as the pipeline presets it
+            ctx->width = w;
+            ctx->height = h;
+        }
+        buffers.AllocateBufferBySize(w, h, block.get());
+    }
+    int32_t Video(const cv::Mat& in, cv::Mat& out) {
+        return CLTMVideoRunOneFrameImple_(in, params, video, buffers, work, out);
+    }
+    int32_t Still(const cv::Mat& in, cv::Mat& out) { return CLTMOneImageImple_(in, params, buffers, work, out); }
+
+    CLTMParamBlock block;
+    std::unique_ptr<ad_cxt_t, void (*)(ad_cxt_t*)> ctx;
+    cltm_params_api_ params;
+    CLTMVideoContextAPI video;
+    CLTMBufferManager buffers;
+    cv::Mat work;
+};
+
+TEST(CLTMFrameTest, FirstFramePassesThroughAtTenBits) {
+    Engine e(70, 50);
+    const cv::Mat in = RandomImage(70, 50, 1);
+    cv::Mat out, expected = in.clone();
+    expected.forEach<cv::Vec3i>([](cv::Vec3i& p, const int*) {
+        for (int c = 0; c < 3; ++c) p[c] = 4 * (p[c] >> 2) + (p[c] >> 10);
+    });
+    Stdout log;
+    EXPECT_EQ(e.Video(in, out), 0);
+    EXPECT_EQ(log.Text(), "INFO: video size 70x50\n");
+    EXPECT_TRUE(Same(out, expected));
+    EXPECT_EQ(e.work.size(), in.size());
+}
+
+TEST(CLTMFrameTest, LaterFramesAreMappedWithThePreviousFramesCurves) {
+    // The first frame blends with weight 0, so an identical second frame is mapped with exactly the
+    // curves a still image makes of itself, whatever curve_transition is.
+    for (uint32_t transition : {0u, 4096u, 8191u}) {
+        Engine video(130, 70, true), still(130, 70);
+        video.block->curve_transition = still.block->curve_transition = transition;
+        const cv::Mat in = RandomImage(130, 70, 2);
+        cv::Mat first, second, expected;
+        Stdout log;
+        ASSERT_EQ(video.Video(in, first), 0);
+        ASSERT_EQ(video.Video(in, second), 0);
+        ASSERT_EQ(still.Still(in, expected), 0);
+        EXPECT_EQ(log.Text(), "");  // a preset context is not bound again
+        EXPECT_TRUE(Same(second, expected)) << transition;
+        EXPECT_FALSE(Same(second, first));
+    }
+    // A different second frame is not mapped with its own curves.
+    Engine video(64, 64), still(64, 64);
+    const cv::Mat a = RandomImage(64, 64, 3, 0, 1023), b = RandomImage(64, 64, 4, 2048, 4095);
+    cv::Mat out, own;
+    Stdout log;
+    video.Video(a, out);
+    video.Video(b, out);
+    still.Still(b, own);
+    EXPECT_FALSE(Same(out, own));
+}
+
+TEST(CLTMFrameTest, StillImageMapsTheSameTwice) {
+    Engine e(200, 90);
+    e.block->filter.filter_enable = 1;
+    const cv::Mat in = RandomImage(200, 90, 5);
+    cv::Mat first, second;
+    ASSERT_EQ(e.Still(in, first), 0);
+    std::fill(e.buffers.mToneCurves, e.buffers.mToneCurves + e.buffers.mBlockNum * 64, 12345u);
+    ASSERT_EQ(e.Still(in, second), 0);
+    EXPECT_TRUE(Same(first, second));
+}
+
+// The strength of each frame, from ad_proc_video on a small plane; targets change per frame.
+std::vector<uint32_t> Strengths(ad_param_t_ p, std::vector<uint32_t> targets) {
+    std::vector<int32_t> in(4 * 4 * 3, 300);
+    std::vector<uint32_t> out(in.size()), curves(64), hist(129), seen;
+    std::unique_ptr<ad_cxt_t, void (*)(ad_cxt_t*)> ctx(ad_init_video(), ad_deinit_video);
+    Stdout log;
+    for (uint32_t target : targets) {
+        p.strength_target = target;
+        EXPECT_EQ(ad_proc_video(out.data(), in.data(), 4, 4, &p, ctx.get(), 0, curves.data(), hist.data()), 0);
+        seen.push_back(ctx->strength);
+    }
+    return seen;
+}
+
+TEST(CLTMFrameTest, StrengthRamp) {
+    CLTMParamBlock block{alad_cltm_user{}};
+    ad_param_t_ p = *block.get();
+    p.strength_mode = 1;
+    const std::vector<uint32_t> t12(5, 12);
+    EXPECT_EQ(Strengths(p, t12), (std::vector<uint32_t>{0, 5, 10, 12, 12}));
+    EXPECT_EQ(Strengths(p, {12, 12, 12, 12, 0, 0, 0}), (std::vector<uint32_t>{0, 5, 10, 12, 7, 2, 0}));
+    const std::vector<uint32_t> full = Strengths(p, std::vector<uint32_t>(53, 255));
+    EXPECT_EQ(full[50], 250u);  // 255 on the 52nd frame
+    EXPECT_EQ(full[51], 255u);
+    p.strength_interval = 2;  // a step every third frame
+    EXPECT_EQ(Strengths(p, std::vector<uint32_t>(8, 20)), (std::vector<uint32_t>{0, 0, 0, 5, 5, 5, 10, 10}));
+    p.strength_mode = 0;  // no ramp: the target from the second frame on
+    EXPECT_EQ(Strengths(p, {20, 20, 30}), (std::vector<uint32_t>{0, 20, 30}));
+}
+
+TEST(CLTMFrameTest, VideoSizeBindingAndItsMessages) {
+    CLTMParamBlock block{alad_cltm_user{}};
+    std::vector<int32_t> in(9 * 9 * 3, 100);
+    std::vector<uint32_t> out(in.size(), 7), curves(64), hist(129);
+    std::unique_ptr<ad_cxt_t, void (*)(ad_cxt_t*)> ctx(ad_init_video(), ad_deinit_video);
+    const struct {
+        uint32_t w, h;
+        int32_t result;
+        const char* message;
+    } frames[] = {
+        {8, 8, 0, "INFO: video size 8x8\n"},
+        {9, 8, 1, "ERROR: unmatched size 9x8\n"},
+        {8, 9, 1, "ERROR: unmatched size 8x9\n"},
+        {8, 8, 0, ""},
+    };
+    for (const auto& f : frames) {
+        std::fill(out.begin(), out.end(), 7u);
+        Stdout log;
+        EXPECT_EQ(ad_proc_video(out.data(), in.data(), f.w, f.h, block.get(), ctx.get(), 0, curves.data(), hist.data()),
+                  f.result);
+        EXPECT_EQ(log.Text(), f.message);
+        if (f.result != 0) {
+            EXPECT_EQ(out, std::vector<uint32_t>(in.size(), 7u));  // not written
+        }
+    }
+    ad_reset_video(ctx.get());  // binds again, as a first frame
+    Stdout log;
+    EXPECT_EQ(ad_proc_video(out.data(), in.data(), 9, 9, block.get(), ctx.get(), 0, curves.data(), hist.data()), 0);
+    EXPECT_EQ(std::vector<uint32_t>(out.begin(), out.end()), std::vector<uint32_t>(in.size(), 100u));
+    EXPECT_EQ(ad_proc_video(out.data(), in.data(), 9, 9, block.get(), ctx.get(), 0, curves.data(), nullptr), 1);
+    EXPECT_EQ(ad_proc_image(out.data(), in.data(), 9, 9, block.get(), nullptr), 1);
+    EXPECT_EQ(log.Text(), "INFO: video size 9x9\n");  // null arguments are refused silently
+}
+
+TEST(CLTMFrameTest, FrameLargerThanTheBuffersPassesThroughUnprocessed) {
+    Engine e(64, 64);
+    const struct { int w, h; } refused[] = {{65, 64}, {64, 65}, {100, 41}};  // 100x41: fewer pixels, 2x1 blocks
+    for (const auto& r : refused) {
+        const cv::Mat in = RandomImage(r.w, r.h, 7, -100, 5000);
+        cv::Mat out, still_out(r.h, r.w, CV_32SC3);
+        Stdout log;
+        EXPECT_EQ(e.Video(in, out), 1);
+        EXPECT_EQ(e.Still(in, still_out), 1);
+        const std::string both =
+            std::to_string(r.w) + "x" + std::to_string(r.h) + " does not fit the CLTM buffers allocated for 64x64\n";
+        EXPECT_EQ(log.Text(), "ERROR: frame " + both + "ERROR: frame " + both);
+        EXPECT_TRUE(Same(out, in));  // unchanged, low bits and out-of-range values included
+        EXPECT_TRUE(Same(still_out, in));
+    }
+    EXPECT_EQ(e.ctx->first_frame, 1u);  // refused frames do not count
+    cv::Mat out;
+    Stdout log;
+    EXPECT_EQ(e.Video(RandomImage(64, 64, 8), out), 0);  // and the next frame that fits runs
+    CLTMBufferManager none;
+    EXPECT_EQ(CLTMVideoRunOneFrameImple_(RandomImage(4, 4, 8), e.params, e.video, none, e.work, out), 1);
+    EXPECT_NE(log.Text().find("ERROR: frame 4x4 does not fit the CLTM buffers allocated for 0x0"), std::string::npos);
+}
+
+TEST(CLTMFrameTest, FrameThatFitsButMismatchesTheContextGetsThePreviousOutputPlane) {
+    Engine e(64, 64);
+    cv::Mat out;
+    Stdout log;
+    ASSERT_EQ(e.Video(RandomImage(64, 64, 8), out), 0);
+    ASSERT_EQ(e.Video(RandomImage(64, 64, 9), out), 0);
+    cv::Mat previous(32, 32, CV_32SC3);
+    for (int y = 0; y < 32; ++y) {
+        for (int i = 0; i < 96; ++i) {
+            const uint32_t v = e.buffers.mOutputPlane[y * 96 + i];
+            previous.ptr<int32_t>(y)[i] = static_cast<int32_t>(4 * v + (v >> 8));
+        }
+    }
+    EXPECT_EQ(e.Video(RandomImage(32, 32, 10), out), 1);
+    EXPECT_EQ(log.Text(), "INFO: video size 64x64\nERROR: unmatched size 32x32\n");
+    EXPECT_TRUE(Same(out, previous));
+}
+
+TEST(CLTMFrameTest, OutputTypesOddInputsAndEmptyFrames) {
+    Engine e(40, 30);
+    const cv::Mat in = RandomImage(40, 30, 11);
+    cv::Mat reference, as16(30, 40, CV_16UC3), wrong(3, 3, CV_8UC1), widened;
+    ASSERT_EQ(e.Still(in, reference), 0);
+    ASSERT_EQ(e.Still(in, as16), 0);  // the right size keeps its depth
+    as16.convertTo(widened, CV_32S);
+    EXPECT_TRUE(Same(widened, reference));
+    ASSERT_EQ(e.Still(in, wrong), 0);  // the wrong size becomes CV_32SC3
+    EXPECT_TRUE(Same(wrong, reference));
+
+    // Pixels outside 0..4095 behave as the nearest end of the range.
+    cv::Mat wild = in.clone(), clamped = in.clone(), a, b;
+    wild.at<cv::Vec3i>(3, 4) = cv::Vec3i(-5000, 9000, INT32_MIN);
+    clamped.at<cv::Vec3i>(3, 4) = cv::Vec3i(0, 4095, 0);
+    ASSERT_EQ(e.Still(wild, a), 0);
+    ASSERT_EQ(e.Still(clamped, b), 0);
+    EXPECT_TRUE(Same(a, b));
+
+    Stdout log;
+    cv::Mat untouched;
+    EXPECT_EQ(e.Video(cv::Mat(30, 40, CV_32SC1, cv::Scalar(5)), untouched), 1);
+    EXPECT_TRUE(untouched.empty());
+    // Empty frames of every shape go through without harm.
+    for (const cv::Mat& empty : {cv::Mat(0, 5, CV_32SC3), cv::Mat(5, 0, CV_32SC3), cv::Mat()}) {
+        cv::Mat out, still;
+        e.Video(empty, out);
+        e.Still(empty, still);
+        EXPECT_EQ(out.size(), empty.size());
+        ad_reset_video(e.ctx.get());
+    }
+    EXPECT_NE(log.Text().find("ERROR: CLTM needs a 3-channel image, got 1 channels\n"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace kelvo
