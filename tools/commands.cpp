@@ -6,6 +6,10 @@ const std::vector<Command>& Commands() {
     static const std::vector<Command> commands = {
         {"lut", "print (and plot) the AGTM table for a viewing condition", kLutHelp, RunLut},
         {"process", "tone-map a picture", kProcessHelp, RunProcess},
+        {"vector", "make a verification test vector (pixels and registers) from a picture", kVectorHelp, RunVector},
+        {"verify", "run test vectors as a verification bench does, dumping every stage", kVerifyHelp, RunVerify},
+        {"diff", "compare two dump folders value by value", kDiffHelp, RunDiff},
+        {"regs", "print the register set a register file programs", kRegsHelp, RunRegs},
     };
     return commands;
 }

@@ -17,9 +17,17 @@ const std::vector<Command>& Commands();
 
 int RunLut(int argc, char** argv);
 int RunProcess(int argc, char** argv);
+int RunVector(int argc, char** argv);
+int RunVerify(int argc, char** argv);
+int RunDiff(int argc, char** argv);
+int RunRegs(int argc, char** argv);
 
 extern const char kLutHelp[];
 extern const char kProcessHelp[];
+extern const char kVectorHelp[];
+extern const char kVerifyHelp[];
+extern const char kDiffHelp[];
+extern const char kRegsHelp[];
 
 }  // namespace alad_tool
 

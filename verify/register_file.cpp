@@ -70,8 +70,8 @@ std::string IndexText(const std::string& path, const std::string& token, const s
                       size_t count) {
     if (key.size() < pos) {
         throw RegisterFileOutOfRange(path, token,
-                                     "key '" + key + "' is too short: its index starts at character " +
-                                         std::to_string(pos + 1));
+                                     "key '" + key + "' is too short to hold its index (characters " +
+                                         std::to_string(pos + 1) + "-" + std::to_string(pos + count) + ")");
     }
     return key.substr(pos, count);
 }
