@@ -19,7 +19,15 @@ const char kRegsHelp[] =
     "(blocks rounded up to 32, 64, 128 or 256 pixels; the last block of a row or column may be\n"
     "partial), then the two tables: the CLTM clip curve (65 entries, 'hist' keys) and the AGTM\n"
     "table (256 entries, 'agtm' keys; 2048 is a gain of 1.0), with the index of each row's first\n"
-    "entry. Table indices outside a table and numbers that do not convert are reported.\n";
+    "entry. Table indices outside a table and numbers that do not convert are reported.\n"
+    "\n"
+    "A register file is white-space separated key=value tokens, no blanks around '=':\n"
+    "  tm_mode width height blk_width_b blk_height_b hist_mode curve_transition linear_adj_offset\n"
+    "  linear_adj_ratio strength_mode strength_target strength_step strength_interval\n"
+    "                      the registers (keys are exact; a value that is not a number gives 0)\n"
+    "  hist<10 chars>NN    CLTM clip curve entry NN (00..64), e.g. hist_adj_curv_07=100\n"
+    "  agtm<6 chars>NNN    AGTM table entry NNN (000..255), e.g. agtm_entry123=4000\n"
+    "Other tokens are ignored; a key given twice keeps its last value.\n";
 
 namespace {
 

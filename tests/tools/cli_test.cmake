@@ -77,4 +77,6 @@ expect(1 "frame-001: .*FAILED.*open failed: ${WORK}/missing.txt.*1 of 2 frames f
        verify "${WORK}/vec/regs.txt" "${WORK}/run2" "${image}" "${WORK}/missing.txt")
 file(WRITE "${WORK}/bad_regs.txt" "width=600 height=400 agtm_entry=5\n")
 expect(1 "register file '${WORK}/bad_regs.txt': token 'agtm_entry=5'" verify "${WORK}/bad_regs.txt" "${WORK}/run3" "${image}")
+file(WRITE "${WORK}/no_size.txt" "tm_mode=1\n")
+expect(1 "'${WORK}/no_size.txt' sets the frame size 0x0" verify "${WORK}/no_size.txt" "${WORK}/run4" "${image}")
 expect(2 "needs REGFILE, OUTDIR and at least one IMAGE" verify "${WORK}/vec/regs.txt" "${WORK}/run4")

@@ -159,45 +159,5 @@ TEST(VectorCommandTest, PicturesAndYuvFramesBecomeVectorsOfTheDefaultRegisters) 
     EXPECT_THROW(Call(RunVector, {png}), UsageError);
 }
 
-TEST(VerifyCommandTest, RunsFramesIntoNumberedFoldersAndNamesFailures) {
-    ScratchDir dir;
-    cv::Mat picture(4, 6, CV_32SC3);
-    cv::RNG(10).fill(picture, cv::RNG::UNIFORM, 0, 4096);
-    Capture([&] { WriteImageDump(dir / "image.txt", picture); });
-    const std::string regs = WriteText(dir / "regs.txt", "tm_mode=3 width=6 height=4 blk_width_b=64 blk_height_b=64");
-    const Result r = Call(RunVerify, {regs, dir / "out", dir / "image.txt", dir / "image.txt"});
-    EXPECT_EQ(r.code, 0) << r.err;
-    EXPECT_EQ(r.err, "");
-    EXPECT_NE(r.out.find("alad verify: 2 frames of 6x4, order 3, written to " + (dir / "out")), std::string::npos);
-    for (const char* frame : {"frame-000", "frame-001"}) {
-        for (const char* name : {"hist.txt", "foreward_curve.txt", "backward_curve.txt", "curve.txt", "smooth_curve.txt",
-                                 "trans_curve.txt", "agtm_result.txt", "cltm_result.txt", "result.txt"}) {
-            EXPECT_TRUE(std::filesystem::exists(dir / (std::string("out/") + frame + "/" + name))) << frame << name;
-        }
-    }
-    EXPECT_EQ(ReadLines(dir / "out/frame-001/result.txt").size(), 24u);
-
-    // One missing vector fails its frame only; the others still run.
-    try {
-        Call(RunVerify, {regs, dir / "out2", dir / "image.txt", dir / "missing.txt"});
-        ADD_FAILURE() << "no error";
-    } catch (const RunError& e) {
-        EXPECT_EQ(std::string(e.what()), "1 of 2 frames failed");
-    }
-    EXPECT_TRUE(std::filesystem::exists(dir / "out2/frame-000/result.txt"));
-
-    const std::string bad = WriteText(dir / "bad.txt", "width=6 height=4 hist_adj_curv_07=x");
-    try {
-        Call(RunVerify, {bad, dir / "out3", dir / "image.txt"});
-        ADD_FAILURE() << "no error";
-    } catch (const RunError& e) {
-        EXPECT_NE(std::string(e.what()).find("'" + bad + "': token 'hist_adj_curv_07=x'"), std::string::npos);
-    }
-    EXPECT_FALSE(std::filesystem::exists(dir / "out3"));
-    EXPECT_THROW(Call(RunVerify, {WriteText(dir / "nosize.txt", "tm_mode=1"), dir / "out4", dir / "image.txt"}),
-                 RunError);
-    EXPECT_THROW(Call(RunVerify, {regs, dir / "out5"}), UsageError);
-}
-
 }  // namespace
 }  // namespace alad_tool

@@ -114,12 +114,4 @@ TEST(DumpTest, StatisticsCompareFloatWithFixed) {
     EXPECT_NE(out.err.find("sizes"), std::string::npos);
 }
 
-TEST(DumpTest, ClimpUncharRoundsHalvesAwayAndClamps) {
-    const struct {
-        float value, maximum, expected;
-    } cases[] = {{-0.4f, 255.0f, 0.0f}, {-3.0f, 255.0f, 0.0f}, {2.5f, 255.0f, 3.0f}, {2.49f, 255.0f, 2.0f},
-                 {254.5f, 255.0f, 255.0f}, {300.0f, 255.0f, 255.0f}, {5000.0f, 4095.0f, 4095.0f}};
-    for (const auto& c : cases) EXPECT_EQ(ClimpUnchar(c.value, c.maximum), c.expected) << c.value;
-}
-
 }  // namespace

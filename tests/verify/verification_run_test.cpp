@@ -188,14 +188,4 @@ TEST_F(VerificationRunTest, ShortVectorRunsButFails) {
     EXPECT_EQ(result.back(), "000000000");  // the missing row reads 0
 }
 
-TEST_F(VerificationRunTest, ResetAndDeinitKeepTheEngineUsable) {
-    WriteVector(dir / "image.txt", 4, 2, 6);
-    const std::string regs = WriteText(dir / "regs.txt", "tm_mode=3 width=4 height=2 blk_width_b=64");
-    Capture([] {
-        EXPECT_EQ(VerifyResetEngineALAD(), 0);
-        EXPECT_EQ(VerifyDeinitEngineALAD(), 0);
-    });
-    EXPECT_EQ(Run(regs, dir / "image.txt", dir.path().string()), 0);
-}
-
 }  // namespace
