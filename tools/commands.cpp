@@ -8,6 +8,10 @@ const std::vector<Command>& Commands() {
         {"process", "run a picture or a video through the engine", kProcessHelp, RunProcess},
         {"level", "the driver's ambient-light level for a lux reading", kLevelHelp, RunLevel},
         {"levels", "the 40 levels' AGTM tables as a C header, or their tone curves", kLevelsHelp, RunLevels},
+        {"vector", "make a verification test vector (pixels and registers) from a picture", kVectorHelp, RunVector},
+        {"verify", "run test vectors as a verification bench does, dumping every stage", kVerifyHelp, RunVerify},
+        {"diff", "compare two dump folders value by value", kDiffHelp, RunDiff},
+        {"regs", "print the register set a register file programs", kRegsHelp, RunRegs},
     };
     return commands;
 }

@@ -19,11 +19,19 @@ int RunLut(int argc, char** argv);
 int RunProcess(int argc, char** argv);
 int RunLevel(int argc, char** argv);
 int RunLevels(int argc, char** argv);
+int RunVector(int argc, char** argv);
+int RunVerify(int argc, char** argv);
+int RunDiff(int argc, char** argv);
+int RunRegs(int argc, char** argv);
 
 extern const char kLutHelp[];
 extern const char kProcessHelp[];
 extern const char kLevelHelp[];
 extern const char kLevelsHelp[];
+extern const char kVectorHelp[];
+extern const char kVerifyHelp[];
+extern const char kDiffHelp[];
+extern const char kRegsHelp[];
 
 }  // namespace alad_tool
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -164,21 +165,39 @@ cv::Mat SideBySide(const cv::Mat& left, const cv::Mat& right) {
     return canvas;
 }
 
-QuietStdout::QuietStdout(bool keep) {
-    if (keep) return;
-    std::fflush(stdout);
+namespace {
+
+// Points `fd` at /dev/null; returns a duplicate of the original to restore, or -1.
+int Silence(std::FILE* stream, int fd) {
+    std::fflush(stream);
     const int null_fd = open("/dev/null", O_WRONLY);
-    if (null_fd < 0) return;
-    saved_ = dup(STDOUT_FILENO);
-    if (saved_ >= 0) dup2(null_fd, STDOUT_FILENO);
+    if (null_fd < 0) return -1;
+    const int saved = dup(fd);
+    if (saved >= 0) dup2(null_fd, fd);
     close(null_fd);
+    return saved;
 }
 
-QuietStdout::~QuietStdout() {
-    if (saved_ < 0) return;
-    std::fflush(stdout);
-    dup2(saved_, STDOUT_FILENO);
-    close(saved_);
+void Restore(std::FILE* stream, int fd, int saved) {
+    if (saved < 0) return;
+    std::fflush(stream);
+    dup2(saved, fd);
+    close(saved);
+}
+
+}  // namespace
+
+QuietStdout::QuietStdout(bool keep) {
+    if (!keep) saved_ = Silence(stdout, STDOUT_FILENO);
+}
+
+QuietStdout::~QuietStdout() { Restore(stdout, STDOUT_FILENO, saved_); }
+
+QuietStderr::QuietStderr() : saved_(Silence(stderr, STDERR_FILENO)) {}
+
+QuietStderr::~QuietStderr() {
+    std::cerr.flush();
+    Restore(stderr, STDERR_FILENO, saved_);
 }
 
 }  // namespace alad_tool

@@ -69,6 +69,18 @@ private:
     int saved_ = -1;
 };
 
+// Silences standard error while it lives: for a dry run whose warnings the real run repeats.
+class QuietStderr {
+public:
+    QuietStderr();
+    ~QuietStderr();
+    QuietStderr(const QuietStderr&) = delete;
+    QuietStderr& operator=(const QuietStderr&) = delete;
+
+private:
+    int saved_ = -1;
+};
+
 }  // namespace alad_tool
 
 #endif  // ALAD_TOOLS_TOOL_COMMON_H

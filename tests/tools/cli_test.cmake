@@ -55,3 +55,42 @@ file(READ "${WORK}/levels.h" header)
 if(NOT header MATCHES "alad_agtm_level_tables\\[40\\]\\[256\\]")
   message(FATAL_ERROR "alad levels --header wrote no [40][256] table")
 endif()
+
+# Verification: a vector from the sample picture, three frames of it, and the dump comparison.
+foreach(command vector verify diff regs)
+  expect(0 "usage: alad ${command}" ${command} --help)
+endforeach()
+expect(0 "-> ${WORK}/vec/image.txt, ${WORK}/vec/regs.txt \\(order 1, 300 -> 20000 lux\\)"
+       vector "${SAMPLE}" "${WORK}/vec" --src 300 --dst 20000)
+expect(0 "blk_w_num          3" regs "${WORK}/vec/regs.txt")
+set(image "${WORK}/vec/image.txt")
+expect(0 "frame-002: .*alad verify: 3 frames of 600x400, order 1"
+       verify "${WORK}/vec/regs.txt" "${WORK}/run" "${image}" "${image}" "${image}")
+foreach(f hist foreward_curve backward_curve curve smooth_curve trans_curve agtm_result cltm_result result)
+  if(NOT EXISTS "${WORK}/run/frame-002/${f}.txt")
+    message(FATAL_ERROR "alad verify did not write frame-002/${f}.txt")
+  endif()
+endforeach()
+expect(0 "alad diff: all 27 files identical" diff "${WORK}/run" "${WORK}/run")
+
+file(COPY "${WORK}/run/" DESTINATION "${WORK}/changed")
+file(STRINGS "${WORK}/changed/frame-001/hist.txt" lines)
+list(GET lines 2 old)
+list(REMOVE_AT lines 2)
+list(INSERT lines 2 "0000abcd")
+list(JOIN lines "\n" text)
+file(WRITE "${WORK}/changed/frame-001/hist.txt" "${text}\n")
+expect(1 "frame-001/hist.txt: 1 of [0-9]+ lines differ; first at line 3: ${old} \\| 0000abcd; largest difference [0-9]+\nalad diff: 26 identical, 1 different, 0 in one folder only"
+       diff "${WORK}/run" "${WORK}/changed")
+
+expect(1 "frame-001: .*FAILED.*open failed: ${WORK}/missing.txt.*1 of 2 frames failed"
+       verify "${WORK}/vec/regs.txt" "${WORK}/run2" "${image}" "${WORK}/missing.txt")
+file(WRITE "${WORK}/bad_regs.txt" "width=600 height=400 agtm_entry=5\n")
+expect(1 "register file '${WORK}/bad_regs.txt': token 'agtm_entry=5'" verify "${WORK}/bad_regs.txt" "${WORK}/run3" "${image}")
+file(WRITE "${WORK}/no_size.txt" "tm_mode=1\n")
+expect(1 "'${WORK}/no_size.txt' sets the frame size 0x0" verify "${WORK}/no_size.txt" "${WORK}/run4" "${image}")
+expect(2 "needs REGFILE, OUTDIR and at least one IMAGE" verify "${WORK}/vec/regs.txt" "${WORK}/run4")
+
+# regs ends with the driver's range check.
+file(WRITE "${WORK}/odd_regs.txt" "tm_mode=7 width=64 height=64 blk_width_b=64 blk_height_b=64 strength_step=1\n")
+expect(0 "driver range check.*\nerror reg_tm_mode out of range \\[1~6\\] !\n$" regs "${WORK}/odd_regs.txt")

@@ -1,0 +1,120 @@
+// alad regs: what a register file programs, as the engine and the driver will see it.
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "alad/alad_driver.h"
+#include "alad/alad_verify.h"
+#include "cltm/cltm_params.h"
+#include "tools/commands.h"
+#include "tools/tool_common.h"
+
+namespace alad_tool {
+
+const char kRegsHelp[] =
+    "usage: alad regs REGFILE\n"
+    "\n"
+    "Prints the register set a register file programs: the thirteen registers (those the file does\n"
+    "not set read 0), the block counts the engine derives from the frame size and the block size\n"
+    "(blocks rounded up to 32, 64, 128 or 256 pixels; the last block of a row or column may be\n"
+    "partial), then the two tables: the CLTM clip curve (65 entries, 'hist' keys) and the AGTM\n"
+    "table (256 entries, 'agtm' keys; 2048 is a gain of 1.0), with the index of each row's first\n"
+    "entry. Table indices outside a table and numbers that do not convert are reported. Last, the\n"
+    "display driver's range check of the register set.\n"
+    "\n"
+    "A register file is white-space separated key=value tokens, no blanks around '=':\n"
+    "  tm_mode width height blk_width_b blk_height_b hist_mode curve_transition linear_adj_offset\n"
+    "  linear_adj_ratio strength_mode strength_target strength_step strength_interval\n"
+    "                      the registers (keys are exact; a value that is not a number gives 0)\n"
+    "  hist<10 chars>NN    CLTM clip curve entry NN (00..64), e.g. hist_adj_curv_07=100\n"
+    "  agtm<6 chars>NNN    AGTM table entry NNN (000..255), e.g. agtm_entry123=4000\n"
+    "Other tokens are ignored; a key given twice keeps its last value.\n";
+
+namespace {
+
+// The driver's view of a register set: no frame size, but the block counts.
+alad_registrator_driver DriverView(const kelvo::alad_verification_registrator_& regs) {
+    alad_registrator_driver driver{};
+    driver.reg_tm_mode = regs.reg_tm_mode;
+    driver.reg_blk_width_b = regs.reg_blk_width_b;
+    driver.reg_blk_height_b = regs.reg_blk_height_b;
+    const uint32_t width_log2 = kelvo::_get_size_log2(static_cast<uint32_t>(regs.reg_blk_width_b));
+    const uint32_t height_log2 = kelvo::_get_size_log2(static_cast<uint32_t>(regs.reg_blk_height_b));
+    driver.reg_blk_h_num = static_cast<int32_t>(kelvo::ad_get_blk_num(static_cast<uint32_t>(regs.height), height_log2));
+    driver.reg_blk_w_num = static_cast<int32_t>(kelvo::ad_get_blk_num(static_cast<uint32_t>(regs.width), width_log2));
+    driver.reg_hist_mode = regs.reg_hist_mode;
+    driver.reg_curve_transition = regs.reg_curve_transition;
+    driver.reg_linear_adj_offset = regs.reg_linear_adj_offset;
+    driver.reg_linear_adj_ratio = regs.reg_linear_adj_ratio;
+    driver.reg_strength_mode = regs.reg_strength_mode;
+    driver.reg_strength_target = regs.reg_strength_target;
+    driver.reg_strength_step = regs.reg_strength_step;
+    driver.reg_strength_interval = regs.reg_strength_interval;
+    driver.reg_hist = reinterpret_cast<int32_t*>(regs.hist_adjust_curve);
+    driver.reg_agtm = regs.agtm;
+    return driver;
+}
+
+template <typename T>
+void PrintTable(const char* title, const T* values, int count, int per_row, int index_digits) {
+    std::printf("%s\n", title);
+    for (int i = 0; i < count; i += per_row) {
+        std::printf("  %0*d:", index_digits, i);
+        for (int j = i; j < count && j < i + per_row; ++j) std::printf(" %d", static_cast<int32_t>(values[j]));
+        std::printf("\n");
+    }
+}
+
+}  // namespace
+
+int RunRegs(int argc, char** argv) {
+    const Options options(argc, argv, {}, {});
+    const std::vector<std::string>& args = options.Positional();
+    if (args.size() != 1) throw UsageError("needs one REGFILE");
+    const std::string& path = args[0];
+
+    std::vector<uint32_t> curve(65);
+    std::vector<int32_t> table(256);
+    kelvo::alad_verification_registrator_ regs;
+    regs.hist_adjust_curve = curve.data();
+    regs.agtm = table.data();
+    try {
+        if (ReadRegisterFile(path.c_str(), regs) != 0) throw RunError("cannot read register file '" + path + "'");
+    } catch (const RegisterFileError& e) {
+        throw RunError(e.message());
+    }
+    const alad_registrator_driver driver = DriverView(regs);
+
+    std::printf("register file %s\n", path.c_str());
+    const struct {
+        const char* name;
+        int32_t value;
+    } rows[] = {
+        {"tm_mode", regs.reg_tm_mode},
+        {"width", regs.width},
+        {"height", regs.height},
+        {"blk_width_b", regs.reg_blk_width_b},
+        {"blk_height_b", regs.reg_blk_height_b},
+        {"hist_mode", regs.reg_hist_mode},
+        {"curve_transition", regs.reg_curve_transition},
+        {"linear_adj_offset", regs.reg_linear_adj_offset},
+        {"linear_adj_ratio", regs.reg_linear_adj_ratio},
+        {"strength_mode", regs.reg_strength_mode},
+        {"strength_target", regs.reg_strength_target},
+        {"strength_step", regs.reg_strength_step},
+        {"strength_interval", regs.reg_strength_interval},
+    };
+    for (const auto& row : rows) std::printf("  %-18s %d\n", row.name, row.value);
+    std::printf("  %-18s %d  (height in blocks of %u)\n", "blk_h_num", driver.reg_blk_h_num,
+                1u << kelvo::_get_size_log2(static_cast<uint32_t>(regs.reg_blk_height_b)));
+    std::printf("  %-18s %d  (width in blocks of %u)\n", "blk_w_num", driver.reg_blk_w_num,
+                1u << kelvo::_get_size_log2(static_cast<uint32_t>(regs.reg_blk_width_b)));
+    PrintTable("hist (CLTM clip curve, 65 entries):", regs.hist_adjust_curve, 65, 13, 2);
+    PrintTable("agtm (AGTM table, 256 entries):", regs.agtm, 256, 16, 3);
+    std::printf("driver range check (one line per register out of range, none when all are in range):\n");
+    std::fflush(stdout);
+    checkAladRegisterParameterValidity(&driver);
+    return 0;
+}
+
+}  // namespace alad_tool

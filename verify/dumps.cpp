@@ -1,0 +1,207 @@
+// Dumps of the debug store and of images as hexadecimal text, one value or pixel per line, the
+// form a hardware model's dumps are compared with. The image form is the packed pixel format the
+// readers take, so a dump can be fed back as a test vector.
+#include <cstdio>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+#include "agtm/agtm_apply.h"
+#include "alad/alad_verify.h"
+#include "engine/debug_store.h"
+
+const char* const kDebugInfoTypes[kDebugInfoTypeCount] = {
+    "hist", "foreward_curve", "backward_curve", "curve", "smooth_curve", "trans_curve", "agtm_result", "cltm_result",
+};
+
+namespace {
+
+// Lines are formatted into a block and written in large pieces: a full-HD frame is millions of
+// lines and fprintf per value would dominate a verification run.
+class HexWriter {
+public:
+    explicit HexWriter(std::FILE* file) : file_(file) { block_.reserve(kBlock + 64); }
+    ~HexWriter() { Flush(); }
+    HexWriter(const HexWriter&) = delete;
+    HexWriter& operator=(const HexWriter&) = delete;
+
+    // The value in lower-case hexadecimal, zero-padded to at least `digits` digits.
+    void Hex(uint32_t value, int digits) {
+        char text[8];
+        int n = 0;
+        do {
+            text[n++] = "0123456789abcdef"[value & 15u];
+            value >>= 4;
+        } while (value != 0);
+        for (int i = n; i < digits; ++i) block_.push_back('0');
+        while (n > 0) block_.push_back(text[--n]);
+    }
+    void EndLine() {
+        block_.push_back('\n');
+        if (block_.size() >= kBlock) Flush();
+    }
+    bool Flush() {
+        if (!block_.empty() && std::fwrite(block_.data(), 1, block_.size(), file_) != block_.size()) failed_ = true;
+        block_.clear();
+        return !failed_;
+    }
+
+private:
+    static constexpr size_t kBlock = 1 << 16;
+    std::FILE* file_;
+    std::string block_;
+    bool failed_ = false;
+};
+
+void WriteArray(HexWriter& out, const kelvo::alad_debug_buffer_& buffer) {
+    if (buffer.length < 1 || buffer.data == nullptr) return;
+    for (int32_t i = 0; i < buffer.length; ++i) {
+        out.Hex(buffer.data[i], 8);
+        out.EndLine();
+    }
+}
+
+// R, G, B (channels 2, 1, 0), each at least three digits. Negative values are written as their
+// 32-bit pattern: the dump shows what the matrix holds.
+bool WriteImage(HexWriter& out, const cv::Mat& image, const std::string& fileName) {
+    if (image.empty()) return true;
+    cv::Mat pixels = image;
+    if (image.channels() != 3) {
+        std::cerr << "image dump '" << fileName << "': " << image.channels()
+                  << "-channel image; only 3-channel images are written" << std::endl;
+        return false;
+    }
+    if (image.depth() != CV_32S) image.convertTo(pixels, CV_32S);
+    for (int y = 0; y < pixels.rows; ++y) {
+        const int32_t* row = pixels.ptr<int32_t>(y);
+        for (int x = 0; x < pixels.cols; ++x) {
+            out.Hex(static_cast<uint32_t>(row[3 * x + 2]), 3);
+            out.Hex(static_cast<uint32_t>(row[3 * x + 1]), 3);
+            out.Hex(static_cast<uint32_t>(row[3 * x + 0]), 3);
+            out.EndLine();
+        }
+    }
+    return true;
+}
+
+std::FILE* OpenForWriting(const std::string& fileName) {
+    std::FILE* file = std::fopen(fileName.c_str(), "w");
+    if (!file) std::cerr << "open failed: " << fileName << std::endl;
+    return file;
+}
+
+bool Close(std::FILE* file, const std::string& fileName) {
+    if (std::fclose(file) == 0) return true;
+    std::cerr << "write failed: " << fileName << std::endl;
+    return false;
+}
+
+}  // namespace
+
+int32_t WriteDebugDump(const std::string& fileName, const std::string& infoType) {
+    // The store can be re-made by the engine at any time, so it is looked up on every dump.
+    kelvo::alad_debug_output_* store = kelvo::alad_debug_output_::GetInstance();
+    if (store == nullptr) {
+        std::cerr << "the gDebugDataPrint is NULL!" << std::endl;
+        return -1;
+    }
+    store->QueryInternalStatus();
+    std::FILE* file = OpenForWriting(fileName);
+    bool written = file != nullptr;
+    bool known = true;
+    if (file) {
+        HexWriter out(file);
+        if (infoType == "hist") {
+            WriteArray(out, store->GetHistBuffer());
+        } else if (infoType == "foreward_curve") {
+            WriteArray(out, store->GetForewardBuffer());
+        } else if (infoType == "backward_curve") {
+            WriteArray(out, store->GetBackwardBuffer());
+        } else if (infoType == "curve") {
+            WriteArray(out, store->GetTmpCurveBuffer());
+        } else if (infoType == "smooth_curve") {
+            WriteArray(out, store->GetSmoothCurveBuffer());
+        } else if (infoType == "trans_curve") {
+            WriteArray(out, store->GetTransitionCurveBuffer());
+        } else if (infoType == "agtm_result") {
+            written = WriteImage(out, store->GetAGTMResultData(), fileName);
+        } else if (infoType == "cltm_result") {
+            written = WriteImage(out, store->GetCLTMResultData(), fileName);
+        } else {
+            std::cerr << "the infoType is:" << infoType << std::endl;
+            known = false;
+        }
+        written = out.Flush() && written;
+    }
+    if (file && !Close(file, fileName)) written = false;
+    std::printf("printDebugInfo: %s, infoType: %s\n", fileName.c_str(), infoType.c_str());
+    std::fflush(stdout);
+    return written && known ? 0 : -1;
+}
+
+int32_t WriteImageDump(const std::string& fileName, const cv::Mat& image) {
+    std::FILE* file = OpenForWriting(fileName);
+    std::printf("printImageInfo: %s\n", fileName.c_str());
+    std::fflush(stdout);
+    bool written = file != nullptr;
+    if (file) {
+        HexWriter out(file);
+        written = WriteImage(out, image, fileName);
+        written = out.Flush() && written;
+        written = Close(file, fileName) && written;
+    }
+    std::printf("printImageInfo: %s\n", fileName.c_str());
+    std::fflush(stdout);
+    return written ? 0 : -1;
+}
+
+void printDebugInfo(int, const std::string& fileName, const std::string&, const std::string& infoType) {
+    WriteDebugDump(fileName, infoType);
+}
+
+void printDebugInfo(const std::string& fileName, const std::string& infoType) {
+    printDebugInfo(0, fileName, "", infoType);
+}
+
+void printImageInfo(int, const std::string& fileName, const std::string&, const cv::Mat& image) {
+    WriteImageDump(fileName, image);
+}
+
+void printImageInfo(const std::string& fileName, const cv::Mat& image) { printImageInfo(0, fileName, "", image); }
+
+float ClimpUnchar(float value, float maximum) { return kelvo::ClimpUncharFix(value, maximum); }
+
+void StatisticsForFloatFixed(cv::Mat& floatResult, cv::Mat& fixedResult, std::string label) {
+    if (floatResult.size() != fixedResult.size() || floatResult.channels() != fixedResult.channels() ||
+        floatResult.channels() > 4) {
+        std::cerr << label << ": the float and fixed results differ in size or channels; not compared" << std::endl;
+        return;
+    }
+    if (floatResult.empty()) {
+        std::cerr << label << ": no results to compare" << std::endl;
+        return;
+    }
+    cv::Mat reference, fixed;
+    floatResult.convertTo(reference, CV_32F, 1.0);
+    fixedResult.convertTo(fixed, CV_32F, 1.0);
+    // PSNR on the matrices as given; two depths that cv::PSNR will not mix are compared as floats.
+    const double psnr = floatResult.type() == fixedResult.type() ? cv::PSNR(floatResult, fixedResult, 255.0)
+                                                                  : cv::PSNR(reference, fixed, 255.0);
+    const cv::Mat difference = reference - fixed;
+
+    // The bounds start at 255 and -255: an all-equal pair reports 0 and 0.
+    float smallest = 255.0f, largest = -255.0f;
+    for (int y = 0; y < difference.rows; ++y) {
+        const float* row = difference.ptr<float>(y);
+        for (int i = 0; i < difference.cols * difference.channels(); ++i) {
+            if (row[i] < smallest) smallest = row[i];
+            if (row[i] > largest) largest = row[i];
+        }
+    }
+    const cv::Scalar sums = cv::sum(cv::abs(difference));
+
+    std::ostringstream line;
+    line << label << ":  Float and Fixed PSNR: " << psnr << ";    DifferenceSum : " << "[" << sums[0] << ", "
+         << sums[1] << ", " << sums[2] << ", " << sums[3] << "]" << ";  MaxMinV: " << smallest << ", " << largest;
+    std::cout << line.str() << std::endl;
+}

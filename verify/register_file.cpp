@@ -1,0 +1,181 @@
+// Register files: white-space separated key=value tokens, as a hardware test bench programs the
+// registers. Scalar keys set the thirteen integers; "hist" and "agtm" keys set one table entry each,
+// the index at a fixed position inside the key.
+#include <cctype>
+#include <climits>
+#include <cstdio>
+#include <string>
+
+#include "alad/alad_verify.h"
+
+namespace {
+
+constexpr size_t kMaxToken = 1023;
+constexpr int kHistEntries = 65;
+constexpr int kAgtmEntries = 256;
+
+// Reads the next white-space separated token. False at the end of the file. A token longer than
+// kMaxToken is consumed whole and returned with *overlong set, so that its tail is never taken
+// for a token of its own.
+bool NextToken(std::FILE* file, std::string* token, bool* overlong) {
+    token->clear();
+    *overlong = false;
+    int c;
+    do {
+        c = std::fgetc(file);
+    } while (c != EOF && std::isspace(c));
+    if (c == EOF) return false;
+    for (; c != EOF && !std::isspace(c); c = std::fgetc(file)) {
+        if (token->size() < kMaxToken) {
+            token->push_back(static_cast<char>(c));
+        } else {
+            *overlong = true;
+        }
+    }
+    return true;
+}
+
+// atoi without its undefined overflow: blanks, sign, digits up to the first other character; no
+// digits give 0. A value beyond 32 bits is refused instead of wrapping silently.
+int32_t ScalarValue(const std::string& path, const std::string& token, const std::string& text) {
+    size_t i = 0;
+    while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) ++i;
+    bool negative = false;
+    if (i < text.size() && (text[i] == '+' || text[i] == '-')) negative = text[i++] == '-';
+    int64_t value = 0;
+    for (; i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])); ++i) {
+        value = value * 10 + (text[i] - '0');
+        if (value > int64_t{INT32_MAX} + 1) break;
+    }
+    if (negative) value = -value;
+    if (value < INT32_MIN || value > INT32_MAX) {
+        throw RegisterFileOutOfRange(path, token, "value '" + text + "' does not fit in 32 bits");
+    }
+    return static_cast<int32_t>(value);
+}
+
+// std::stoi in base 10, its failures turned into ours with the file and the token.
+int TableNumber(const std::string& path, const std::string& token, const std::string& text, const char* what) {
+    try {
+        return std::stoi(text, nullptr, 10);
+    } catch (const std::invalid_argument&) {
+        throw RegisterFileInvalidArgument(path, token, std::string(what) + " '" + text + "' is not a number");
+    } catch (const std::out_of_range&) {
+        throw RegisterFileOutOfRange(path, token, std::string(what) + " '" + text + "' does not fit in 32 bits");
+    }
+}
+
+// The index characters of a table key; a key too short to hold them cannot be converted.
+std::string IndexText(const std::string& path, const std::string& token, const std::string& key, size_t pos,
+                      size_t count) {
+    if (key.size() < pos) {
+        throw RegisterFileOutOfRange(path, token,
+                                     "key '" + key + "' is too short to hold its index (characters " +
+                                         std::to_string(pos + 1) + "-" + std::to_string(pos + count) + ")");
+    }
+    return key.substr(pos, count);
+}
+
+// Writes table entry `index` unless it lies outside the table, which is reported and skipped.
+template <typename T>
+void SetEntry(const std::string& path, const std::string& token, const char* table, T* entries, int size, int index,
+              int value) {
+    if (index < 0 || index >= size) {
+        std::fprintf(stderr, "register file '%s': token '%s': %s index %d is outside 0..%d; ignored\n", path.c_str(),
+                     token.c_str(), table, index, size - 1);
+        std::fflush(stderr);
+        return;
+    }
+    if (entries) entries[index] = static_cast<T>(value);
+}
+
+struct ScalarKey {
+    const char* key;
+    int32_t kelvo::alad_verification_registrator_::*field;
+};
+
+// In the order they are tried.
+const ScalarKey kScalarKeys[] = {
+    {"tm_mode", &kelvo::alad_verification_registrator_::reg_tm_mode},
+    {"width", &kelvo::alad_verification_registrator_::width},
+    {"height", &kelvo::alad_verification_registrator_::height},
+    {"blk_width_b", &kelvo::alad_verification_registrator_::reg_blk_width_b},
+    {"blk_height_b", &kelvo::alad_verification_registrator_::reg_blk_height_b},
+    {"hist_mode", &kelvo::alad_verification_registrator_::reg_hist_mode},
+    {"curve_transition", &kelvo::alad_verification_registrator_::reg_curve_transition},
+    {"linear_adj_offset", &kelvo::alad_verification_registrator_::reg_linear_adj_offset},
+    {"linear_adj_ratio", &kelvo::alad_verification_registrator_::reg_linear_adj_ratio},
+    {"strength_mode", &kelvo::alad_verification_registrator_::reg_strength_mode},
+    {"strength_target", &kelvo::alad_verification_registrator_::reg_strength_target},
+    {"strength_step", &kelvo::alad_verification_registrator_::reg_strength_step},
+    {"strength_interval", &kelvo::alad_verification_registrator_::reg_strength_interval},
+};
+
+void ApplyToken(const std::string& path, const std::string& token, kelvo::alad_verification_registrator_& reg) {
+    // Leading '=' are skipped; the key runs to the next '=', the value from there to the one after.
+    const size_t key_begin = token.find_first_not_of('=');
+    if (key_begin == std::string::npos) return;
+    const size_t key_end = token.find('=', key_begin);
+    const std::string key = token.substr(key_begin, key_end == std::string::npos ? std::string::npos : key_end - key_begin);
+    const bool has_value = key_end != std::string::npos && key_end + 1 < token.size() && token[key_end + 1] != '=';
+    std::string value;
+    if (has_value) {
+        const size_t value_end = token.find('=', key_end + 1);
+        value = token.substr(key_end + 1, value_end == std::string::npos ? std::string::npos : value_end - key_end - 1);
+    }
+
+    for (const ScalarKey& scalar : kScalarKeys) {
+        if (key != scalar.key) continue;
+        if (!has_value) throw RegisterFileInvalidArgument(path, token, "register '" + key + "' has no value");
+        reg.*scalar.field = ScalarValue(path, token, value);
+        return;
+    }
+    const std::string prefix = key.substr(0, 4);
+    if (prefix == "hist") {
+        // "hist", ten free characters, a two-digit index.
+        const int index = TableNumber(path, token, IndexText(path, token, key, 14, 2), "CLTM table index");
+        if (!has_value) throw RegisterFileInvalidArgument(path, token, "CLTM table entry has no value");
+        const int number = TableNumber(path, token, value, "value");
+        SetEntry(path, token, "CLTM table", reg.hist_adjust_curve, kHistEntries, index, number);
+    } else if (prefix == "agtm") {
+        // "agtm", six free characters, a three-digit index.
+        const int index = TableNumber(path, token, IndexText(path, token, key, 10, 3), "AGTM table index");
+        if (!has_value) throw RegisterFileInvalidArgument(path, token, "AGTM table entry has no value");
+        const int number = TableNumber(path, token, value, "value");
+        SetEntry(path, token, "AGTM table", reg.agtm, kAgtmEntries, index, number);
+    }
+}
+
+}  // namespace
+
+int32_t ReadRegisterFile(const char* path, kelvo::alad_verification_registrator_& reg) {
+    const std::string name = path ? path : "";
+    std::FILE* file = path ? std::fopen(path, "r") : nullptr;
+    if (!file) {
+        std::fprintf(stderr, "open failed: %s\n", name.c_str());
+        std::fflush(stderr);
+        return -1;
+    }
+    std::string token;
+    bool overlong = false;
+    try {
+        while (NextToken(file, &token, &overlong)) {
+            if (overlong) {
+                std::fprintf(stderr, "register file '%s': a token longer than %zu characters ('%.40s...'); ignored\n",
+                             name.c_str(), kMaxToken, token.c_str());
+                std::fflush(stderr);
+                continue;
+            }
+            ApplyToken(name, token, reg);
+        }
+    } catch (...) {
+        std::fclose(file);
+        throw;
+    }
+    std::fclose(file);
+    return 0;
+}
+
+void parseRegisterFromFile(const char* path, kelvo::alad_verification_registrator_& reg) {
+    ReadRegisterFile(path, reg);
+}
