@@ -1,0 +1,208 @@
+// The verification front end's entry points: its records translated into the engine's, and
+// forwards to the engine and the harness. Nothing is thrown at the caller.
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "alad/alad_engine.h"
+#include "alad/alad_interface.h"
+#include "alad/alad_verify.h"
+#include "common/log.h"
+#include "driver/driver_records.h"
+
+namespace {
+
+// Runs a forward's body; anything thrown becomes a console line and the result `failed`.
+template <typename Body>
+int32_t Forwarded(const char* name, int32_t failed, Body&& body) {
+    try {
+        return body();
+    } catch (const std::exception& e) {
+        alad::LogLine("%s failed: %s", name, e.what());
+    } catch (...) {
+        alad::LogLine("%s failed", name);
+    }
+    return failed;
+}
+
+bool Present(const void* record, const char* name) {
+    if (!record) alad::LogLine("%s: no record given (null pointer); nothing done", name);
+    return record != nullptr;
+}
+
+// The fields the front end's record shares with the driver's, then the rest of the user record.
+kelvo::ad_user_t_ UserRecordFromInterface(const ad_user_interface_t_& user, bool with_extension) {
+    const ad_user_t_driver_ shared = {user.mode,     user.blk_width, user.blk_height, user.curve_id,
+                                      user.strength, user.tm_mode,   user.width,      user.height};
+    kelvo::ad_user_t_ record = kelvo::UserRecordFromDriver(shared);
+    if (with_extension) {
+        std::memcpy(record.reserved_table, user.curve_table, sizeof(record.reserved_table));
+        record.reserved_limit = static_cast<uint32_t>(user.limit);
+        record.reserved_pair[0] = static_cast<uint32_t>(user.spare);
+        record.reserved_pair[1] = static_cast<uint32_t>(user.option);
+        record.filter_flag = user.flag;
+    }
+    return record;
+}
+
+}  // namespace
+
+ad_user_interface_t_* ad_user_t_init_interface(ad_user_interface_t_* user) {
+    if (user) {
+        *user = ad_user_interface_t_{};
+        user->blk_width = user->blk_height = 256;
+        user->curve_id = 1;
+        user->strength = 8;
+        user->tm_mode = 3;
+        user->width = 800;
+        user->height = 480;
+        user->limit = 65535;
+    }
+    std::printf("ad_user_t: blk_size=%dx%d, strength=%d, curve_id=%d\n", 256, 256, 8, 1);
+    std::fflush(stdout);
+    return user;
+}
+
+alad_display_model_interface_* alad_display_model_init_interface_(alad_display_model_interface_* model) {
+    if (model) *model = alad_display_model_interface_{2.2, 500.0, 0.2, 1.0, 0.01};
+    return model;
+}
+
+uint32_t _check_blk_size_interface(uint32_t size) { return _check_blk_size_driver(size); }
+
+int32_t InitEngineALADInterface(ad_user_interface_t_* user, alad_display_model_interface_* model,
+                                const alad_view_condition_interface_* view) {
+    return Forwarded("InitEngineALADInterface", 0, [&] {
+        if (!Present(view, "InitEngineALADInterface")) return 0;
+        // The caller's user and display values are discarded on purpose, as for the driver.
+        ad_user_interface_t_ defaults;
+        alad_display_model_interface_ display;
+        ad_user_t_init_interface(&defaults);
+        alad_display_model_init_interface_(&display);
+        if (user) *user = defaults;
+        if (model) *model = display;
+        kelvo::alad_view_condition_ engine_view;
+        engine_view.blackLevelSrc = view->blackLevelSrc;
+        engine_view.blackLevelDst = view->blackLevelDst;
+        std::printf("Interface viewCondition.blackLevelDst = %g\n", static_cast<double>(view->blackLevelDst));
+        std::fflush(stdout);
+        const alad_display_model_driver_ panel = {display.gamma, display.white, display.black, display.backlight,
+                                                  display.reflectance};
+        kelvo::InitEngineALAD(UserRecordFromInterface(defaults, true), kelvo::DisplayRecordFromDriver(panel),
+                              engine_view);
+        return 0;
+    });
+}
+
+int32_t RunOneFrameALADInterface(const cv::Mat& src, cv::Mat& dst) { return kelvo::RunOneFrameALAD(src, dst); }
+
+int32_t DeinitEngineALADInterface() { return kelvo::DeinitEngineALAD(); }
+
+int32_t ComputeAGTMLUTByAmbientLightInterface(unsigned int unused, unsigned int ambientSrc, unsigned int ambientDst,
+                                              int* lut, unsigned int /*count*/) {
+    return kelvo::ComputeAGTMLUTByAmbientLight(unused, ambientSrc, ambientDst, lut);
+}
+
+int32_t PrintCurrentRegistratorFromDriverInterface() { return kelvo::PrintCurrentRegistratorFromDriver(); }
+
+int32_t UpdateCLTMParameterForVerify(const ad_user_interface_t_* user) {
+    if (!Present(user, "UpdateCLTMParameterForVerify")) return 0;
+    // Only the fields shared with the driver's record are passed on.
+    kelvo::UpdateCLTMParameter(UserRecordFromInterface(*user, false));
+    return 0;
+}
+
+void parseRegisterFromFileInterface(const char* path, alad_verification_registrator_interface_* reg) {
+    Forwarded("parseRegisterFromFileInterface", 0, [&] {
+        if (!Present(reg, "parseRegisterFromFileInterface") || !path) return 0;
+        // Cleared tables: entries the file does not set read 0.
+        std::vector<uint32_t> curve(65, 0);
+        std::vector<int32_t> table(256, 0);
+        kelvo::alad_verification_registrator_ parsed;
+        parsed.hist_adjust_curve = curve.data();
+        parsed.agtm = table.data();
+        try {
+            if (ReadRegisterFile(path, parsed) != 0) return 0;
+        } catch (const RegisterFileError& e) {
+            alad::LogLine("%s", e.message().c_str());
+            return 0;
+        }
+        const int32_t values[13] = {parsed.reg_tm_mode, parsed.width, parsed.height, parsed.reg_blk_width_b,
+                                    parsed.reg_blk_height_b, parsed.reg_hist_mode, parsed.reg_curve_transition,
+                                    parsed.reg_linear_adj_offset, parsed.reg_linear_adj_ratio,
+                                    parsed.reg_strength_mode, parsed.reg_strength_target, parsed.reg_strength_step,
+                                    parsed.reg_strength_interval};
+        int32_t* fields[13] = {&reg->tm_mode, &reg->width, &reg->height, &reg->blk_width_b, &reg->blk_height_b,
+                               &reg->hist_mode, &reg->curve_transition, &reg->linear_adj_offset,
+                               &reg->linear_adj_ratio, &reg->strength_mode, &reg->strength_target,
+                               &reg->strength_step, &reg->strength_interval};
+        for (int i = 0; i < 13; ++i) *fields[i] = values[i];
+        if (reg->reg_agtm) std::memcpy(reg->reg_agtm, table.data(), 256 * sizeof(int32_t));
+        if (reg->reg_hist) std::memcpy(reg->reg_hist, curve.data(), 65 * sizeof(int32_t));
+        return 0;
+    });
+}
+
+int32_t SettingVerificationRegistratorInterface(const alad_verification_registrator_interface_* reg) {
+    return Forwarded("SettingVerificationRegistratorInterface", 0, [&] {
+        if (!Present(reg, "SettingVerificationRegistratorInterface")) return 0;
+        if (!reg->reg_hist || !reg->reg_agtm) {
+            alad::LogLine("SettingVerificationRegistratorInterface: the register set has no %s buffer; nothing applied",
+                          reg->reg_agtm ? "reg_hist" : "reg_agtm");
+            return 0;
+        }
+        std::vector<uint32_t> curve(65);
+        std::vector<int32_t> table(256);
+        std::memcpy(table.data(), reg->reg_agtm, 256 * sizeof(int32_t));
+        std::memcpy(curve.data(), reg->reg_hist, 65 * sizeof(int32_t));
+        kelvo::alad_verification_registrator_ regs;
+        regs.reg_tm_mode = reg->tm_mode;
+        regs.width = reg->width;
+        regs.height = reg->height;
+        regs.reg_blk_width_b = reg->blk_width_b;
+        regs.reg_blk_height_b = reg->blk_height_b;
+        regs.reg_hist_mode = reg->hist_mode;
+        regs.reg_curve_transition = reg->curve_transition;
+        regs.reg_linear_adj_offset = reg->linear_adj_offset;
+        regs.reg_linear_adj_ratio = reg->linear_adj_ratio;
+        regs.reg_strength_mode = reg->strength_mode;
+        regs.reg_strength_target = reg->strength_target;
+        regs.reg_strength_step = reg->strength_step;
+        regs.reg_strength_interval = reg->strength_interval;
+        regs.hist_adjust_curve = curve.data();
+        regs.agtm = table.data();
+        kelvo::SettingVerificationRegistrator(regs);
+        return 0;
+    });
+}
+
+int32_t printImageInfoInterface(const char* fileName, const cv::Mat& image) {
+    return Forwarded("printImageInfoInterface", 0, [&] {
+        if (fileName) printImageInfo(fileName, image);
+        return 0;
+    });
+}
+
+int32_t printDebugInfoInterface(const char* fileName, const char* infoType) {
+    return Forwarded("printDebugInfoInterface", 0, [&] {
+        if (fileName && infoType) printDebugInfo(fileName, infoType);
+        return 0;
+    });
+}
+
+int32_t parseImageFromFileCmodelInterface(const char* path, int width, int height, cv::Mat& out) {
+    return Forwarded("parseImageFromFileCmodelInterface", -1, [&] {
+        return path ? parseImageFromFileCmodel(std::string(path), width, height, out) : -1;
+    });
+}
+
+int32_t VerifyInitEngineALADInterface() { return VerifyInitEngineALAD(); }
+
+int32_t VerifyRunOneFrameALADInterface(const char* registerFile, const char* imageFile, const char* outputFolder,
+                                       const char* const* names, int32_t count) {
+    return VerifyRunOneFrameALAD(registerFile, imageFile, outputFolder, names, count);
+}
+
+int32_t VerifyDeinitEngineALADInterface() { return VerifyDeinitEngineALAD(); }
