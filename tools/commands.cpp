@@ -8,6 +8,8 @@ const std::vector<Command>& Commands() {
         {"process", "run a picture or a video through the engine", kProcessHelp, RunProcess},
         {"level", "the driver's ambient-light level for a lux reading", kLevelHelp, RunLevel},
         {"levels", "the 40 levels' AGTM tables as a C header, or their tone curves", kLevelsHelp, RunLevels},
+        {"offline", "a picture through the offline tone-mapping variants, or all with a contact sheet", kOfflineHelp,
+         RunOffline},
     };
     return commands;
 }

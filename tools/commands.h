@@ -19,11 +19,13 @@ int RunLut(int argc, char** argv);
 int RunProcess(int argc, char** argv);
 int RunLevel(int argc, char** argv);
 int RunLevels(int argc, char** argv);
+int RunOffline(int argc, char** argv);
 
 extern const char kLutHelp[];
 extern const char kProcessHelp[];
 extern const char kLevelHelp[];
 extern const char kLevelsHelp[];
+extern const char kOfflineHelp[];
 
 }  // namespace alad_tool
 
