@@ -172,13 +172,13 @@ void ToneMappingOneImageLTMAGTMDeepFixed(cv::Mat& src, const std::vector<AGTMGai
     ToneMappingOneImageLTMAGTMDeepFixed(src, RawEntries(lut), reference, result, ltm);
 }
 
-void ToneMappingOneImageLTMAGTMConcatenateFixed(cv::Mat& src, const std::vector<AGTMGain>& lut,
-                                                cv::Mat& reference, cv::Mat& result, ContentLTM& ltm) {
+void ToneMappingOneImageLTMAGTMConcatenateFixed(cv::Mat& src, const std::vector<AGTMGain>& lut, cv::Mat& reference,
+                                                cv::Mat& result, ContentLTM& ltm) {
     ToneMappingOneImageLTMAGTMConcatenateFixed(src, RawEntries(lut), reference, result, ltm);
 }
 
-void ToneMappingOneImageAGTMLTMConcatenateFixed(cv::Mat& src, const std::vector<AGTMGain>& lut,
-                                                cv::Mat& reference, cv::Mat& result, ContentLTM& ltm) {
+void ToneMappingOneImageAGTMLTMConcatenateFixed(cv::Mat& src, const std::vector<AGTMGain>& lut, cv::Mat& reference,
+                                                cv::Mat& result, ContentLTM& ltm) {
     ToneMappingOneImageAGTMLTMConcatenateFixed(src, RawEntries(lut), reference, result, ltm);
 }
 

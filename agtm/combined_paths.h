@@ -3,9 +3,8 @@
 #ifndef ALAD_AGTM_COMBINED_PATHS_H
 #define ALAD_AGTM_COMBINED_PATHS_H
 
-#include <vector>
-
 #include <opencv2/core.hpp>
+#include <vector>
 
 #include "agtm/scaler_lut.h"
 #include "alad/alad_offline.h"
@@ -14,10 +13,10 @@ namespace kelvo {
 
 void ToneMappingOneImageLTMAGTMDeepFixed(cv::Mat& src, const std::vector<AGTMGain>& lut, cv::Mat& reference,
                                          cv::Mat& result, ContentLTM& ltm);
-void ToneMappingOneImageLTMAGTMConcatenateFixed(cv::Mat& src, const std::vector<AGTMGain>& lut,
-                                                cv::Mat& reference, cv::Mat& result, ContentLTM& ltm);
-void ToneMappingOneImageAGTMLTMConcatenateFixed(cv::Mat& src, const std::vector<AGTMGain>& lut,
-                                                cv::Mat& reference, cv::Mat& result, ContentLTM& ltm);
+void ToneMappingOneImageLTMAGTMConcatenateFixed(cv::Mat& src, const std::vector<AGTMGain>& lut, cv::Mat& reference,
+                                                cv::Mat& result, ContentLTM& ltm);
+void ToneMappingOneImageAGTMLTMConcatenateFixed(cv::Mat& src, const std::vector<AGTMGain>& lut, cv::Mat& reference,
+                                                cv::Mat& result, ContentLTM& ltm);
 
 }  // namespace kelvo
 

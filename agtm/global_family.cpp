@@ -3,9 +3,8 @@
 // the combinations; the frame path applies the AGTM table instead.
 #include <cmath>
 #include <cstdint>
-#include <vector>
-
 #include <opencv2/imgproc.hpp>
+#include <vector>
 
 #include "agtm/agtm_apply.h"
 #include "agtm/scaler_lut.h"
@@ -162,8 +161,8 @@ void GlobalToneMappingOneImageByScalerLUT(cv::Mat& in, const std::vector<double>
             const double g2 = TablePosition(gain_content * g);
             const int j2 = static_cast<int>(g2);
             const float f2 = static_cast<float>(g2 - j2);
-            const float gain_ambient = (1 - f2) * static_cast<float>(ambient_gain[j2]) +
-                                       f2 * static_cast<float>(ambient_gain[Next(j2)]);
+            const float gain_ambient =
+                (1 - f2) * static_cast<float>(ambient_gain[j2]) + f2 * static_cast<float>(ambient_gain[Next(j2)]);
             for (int c = 0; c < 3; ++c) {
                 dst[3 * x + c] = ToByte(static_cast<float>(gain_content * color[3 * x + c] * gain_ambient));
             }

@@ -25,8 +25,8 @@ uint32_t* NewCurveSet(uint32_t width, uint32_t height, const ad_param_t_& param)
 }  // namespace
 
 int32_t ad_local_tone_mapping_k1_lumaMiddle(uint32_t* out, const uint32_t* luma, uint32_t width, uint32_t height,
-                                            const uint32_t* curves, uint32_t blk_width_log2,
-                                            uint32_t blk_height_log2, const ad_filter_t_* filter) {
+                                            const uint32_t* curves, uint32_t blk_width_log2, uint32_t blk_height_log2,
+                                            const ad_filter_t_* filter) {
     return ad_enhance_luma_plane(out, luma, width, height, curves, blk_width_log2, blk_height_log2, filter, true);
 }
 
@@ -43,8 +43,8 @@ int32_t ad_proc_map_k1_lumaMiddle(uint32_t* out, const uint32_t* luma, uint32_t 
         return ad_local_tone_mapping_k1_lumaMiddle(out, luma, width, height, curves, param->blk_width_log2,
                                                    param->blk_height_log2, &param->filter);
     }
-    return ad_local_tone_mapping_k1_lumaMiddle_without_filter(out, luma, width, height, curves,
-                                                              param->blk_width_log2, param->blk_height_log2);
+    return ad_local_tone_mapping_k1_lumaMiddle_without_filter(out, luma, width, height, curves, param->blk_width_log2,
+                                                              param->blk_height_log2);
 }
 
 int32_t ad_proc_image_k1_lumaMiddle(uint32_t* out, const uint32_t* luma, uint32_t width, uint32_t height,

@@ -14,8 +14,8 @@ namespace kelvo {
 // The luma plane through the curve set with the detail filter (whatever filter_enable says), and
 // without it. Return 0, or 1 (nothing written) on a null argument or a failed allocation.
 int32_t ad_local_tone_mapping_k1_lumaMiddle(uint32_t* out, const uint32_t* luma, uint32_t width, uint32_t height,
-                                            const uint32_t* curves, uint32_t blk_width_log2,
-                                            uint32_t blk_height_log2, const ad_filter_t_* filter);
+                                            const uint32_t* curves, uint32_t blk_width_log2, uint32_t blk_height_log2,
+                                            const ad_filter_t_* filter);
 int32_t ad_local_tone_mapping_k1_lumaMiddle_without_filter(uint32_t* out, const uint32_t* luma, uint32_t width,
                                                            uint32_t height, const uint32_t* curves,
                                                            uint32_t blk_width_log2, uint32_t blk_height_log2);

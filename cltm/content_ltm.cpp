@@ -51,7 +51,9 @@ Plane NewPlane(size_t count) {
 
 void ReportOutOfMemory() { alad::LogLine("ERROR: out of memory"); }
 
-void ReportNotMapped(const char* mode) { alad::LogLine("%s: the frame was not mapped; outputs left as they were", mode); }
+void ReportNotMapped(const char* mode) {
+    alad::LogLine("%s: the frame was not mapped; outputs left as they were", mode);
+}
 
 }  // namespace
 

@@ -94,8 +94,7 @@ void ContentAdaptiveToneCurve8Bit(cv::Mat& image, std::vector<double>& curve, st
     gain[0] = 2 * gain[1] - gain[2];
 }
 
-void ContentAdaptiveToneCurve(cv::Mat& image, std::vector<double>& curve, float contentWeight,
-                              float temporalWeight) {
+void ContentAdaptiveToneCurve(cv::Mat& image, std::vector<double>& curve, float contentWeight, float temporalWeight) {
     std::vector<double> gain;
     ContentAdaptiveToneCurve8Bit(image, curve, gain, contentWeight, temporalWeight);
 }

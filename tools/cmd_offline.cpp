@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <opencv2/imgproc.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <opencv2/imgproc.hpp>
 
 #include "agtm/display_panel_model.h"
 #include "agtm/scaler_lut.h"
@@ -52,9 +51,9 @@ using Combined = void (*)(cv::Mat&, const std::vector<int32_t>&, cv::Mat&, cv::M
 
 struct Variant {
     const char* name;
-    const char* label;    // under the picture on the contact sheet
-    Family family;        // the 8-bit variants
-    Combined combined;    // the 12-bit variants
+    const char* label;  // under the picture on the contact sheet
+    Family family;      // the 8-bit variants
+    Combined combined;  // the 12-bit variants
 };
 
 const std::vector<Variant>& Variants() {
@@ -95,8 +94,9 @@ void PrintFloatFixedStatistics(const cv::Mat& reference, const cv::Mat& fixed, c
     }
     const cv::Scalar sums = cv::sum(cv::abs(diff));
     std::ostringstream line;
-    line << label << ":  Float and Fixed PSNR: " << psnr << ";    DifferenceSum : " << "[" << sums[0] << ", "
-         << sums[1] << ", " << sums[2] << ", " << sums[3] << "]" << ";  MaxMinV: " << lowest << ", " << highest;
+    line << label << ":  Float and Fixed PSNR: " << psnr << ";    DifferenceSum : "
+         << "[" << sums[0] << ", " << sums[1] << ", " << sums[2] << ", " << sums[3] << "]"
+         << ";  MaxMinV: " << lowest << ", " << highest;
     std::printf("%s\n", line.str().c_str());
     std::fflush(stdout);
 }
@@ -120,8 +120,8 @@ Setup Prepare(const Options& options, const std::string& input_path) {
     s.input12 = ReadPicture12(input_path, &s.depth);
     s.input8 = NarrowPicture12(s.input12, CV_8U);
     const kelvo::alad_display_model_ display;
-    kelvo::DisplayPanelModel model(display.gamma, display.white, display.black, display.backlight,
-                                   display.reflectance, s.view.blackLevelSrc, s.view.blackLevelDst);
+    kelvo::DisplayPanelModel model(display.gamma, display.white, display.black, display.backlight, display.reflectance,
+                                   s.view.blackLevelSrc, s.view.blackLevelDst);
     std::vector<double> log_table;
     kelvo::ContentFreeToneCurve(log_table, s.ambient_curve, model, 0.0f, true);
     s.agtm_table = kelvo::ComputeAGTMTable(model);
@@ -167,7 +167,8 @@ cv::Mat Tile(const cv::Mat& picture, const std::string& label, int tile_width) {
     scaled.copyTo(tile(cv::Rect(0, band, tile_width, height)));
     double scale = 0.7;
     int baseline = 0;
-    while (scale > 0.3 && cv::getTextSize(label, cv::FONT_HERSHEY_SIMPLEX, scale, 1, &baseline).width > tile_width - 12) {
+    while (scale > 0.3 &&
+           cv::getTextSize(label, cv::FONT_HERSHEY_SIMPLEX, scale, 1, &baseline).width > tile_width - 12) {
         scale -= 0.05;
     }
     cv::putText(tile, label, cv::Point(6, band - 11), cv::FONT_HERSHEY_SIMPLEX, scale, cv::Scalar(255, 255, 255), 1,
@@ -182,8 +183,8 @@ cv::Mat ContactSheet(const std::vector<cv::Mat>& tiles, const std::string& title
     const int tile_w = tiles[0].cols, tile_h = tiles[0].rows;
     cv::Mat sheet(title_band + rows * (tile_h + gap) + gap, columns * (tile_w + gap) + gap, CV_8UC3,
                   cv::Scalar(20, 20, 20));
-    cv::putText(sheet, title, cv::Point(gap, title_band - 14), cv::FONT_HERSHEY_SIMPLEX, 0.7,
-                cv::Scalar(255, 255, 255), 1, cv::LINE_AA);
+    cv::putText(sheet, title, cv::Point(gap, title_band - 14), cv::FONT_HERSHEY_SIMPLEX, 0.7, cv::Scalar(255, 255, 255),
+                1, cv::LINE_AA);
     for (size_t i = 0; i < tiles.size(); ++i) {
         const int x = gap + static_cast<int>(i % columns) * (tile_w + gap);
         const int y = title_band + static_cast<int>(i / columns) * (tile_h + gap);
@@ -211,8 +212,8 @@ int RunAll(const Options& options, const std::string& input_path, const std::str
         tiles.push_back(Tile(picture, v.label, tile_width));
     }
     const std::string sheet_path = (std::filesystem::path(out_dir) / "contact_sheet.png").string();
-    const std::string title = std::filesystem::path(input_path).filename().string() + ", " +
-                              Lux(s.view.blackLevelSrc) + " -> " + Lux(s.view.blackLevelDst) + " lux";
+    const std::string title = std::filesystem::path(input_path).filename().string() + ", " + Lux(s.view.blackLevelSrc) +
+                              " -> " + Lux(s.view.blackLevelDst) + " lux";
     WritePicture(sheet_path, ContactSheet(tiles, title));
     std::printf("alad offline: %s (%dx%d) -> %s: %zu variants and contact_sheet.png, %g -> %g lux\n",
                 input_path.c_str(), s.input12.cols, s.input12.rows, out_dir.c_str(), Variants().size(),

@@ -16,9 +16,8 @@
 #define ALAD_ALAD_OFFLINE_H
 
 #include <cstdint>
-#include <vector>
-
 #include <opencv2/core.hpp>
+#include <vector>
 
 #include "alad/alad_records.h"
 
@@ -66,8 +65,7 @@ private:
 // the gain each implies (output / input). An empty image leaves both untouched.
 void ContentAdaptiveToneCurve8Bit(cv::Mat& image, std::vector<double>& curve, std::vector<double>& gain,
                                   float contentWeight, float temporalWeight);
-void ContentAdaptiveToneCurve(cv::Mat& image, std::vector<double>& curve, float contentWeight,
-                              float temporalWeight);
+void ContentAdaptiveToneCurve(cv::Mat& image, std::vector<double>& curve, float contentWeight, float temporalWeight);
 // Empties the curve kept from earlier calls.
 void ClearLUT();
 
@@ -87,11 +85,11 @@ void GlobalToneMappingOneImageByScalerLUT(cv::Mat& in, const std::vector<double>
 void ToneMappingOneImageLTMAGTMDeepFixed(cv::Mat& src, const std::vector<int32_t>& lut, cv::Mat& reference,
                                          cv::Mat& result, ContentLTM& ltm);
 // The AGTM stage alone on a copy of src; `ltm` is not used.
-void ToneMappingOneImageLTMAGTMConcatenateFixed(cv::Mat& src, const std::vector<int32_t>& lut,
-                                                cv::Mat& reference, cv::Mat& result, ContentLTM& ltm);
+void ToneMappingOneImageLTMAGTMConcatenateFixed(cv::Mat& src, const std::vector<int32_t>& lut, cv::Mat& reference,
+                                                cv::Mat& result, ContentLTM& ltm);
 // reference: the AGTM stage's reference result on src; result: the LTM (BGR mode) of src itself.
-void ToneMappingOneImageAGTMLTMConcatenateFixed(cv::Mat& src, const std::vector<int32_t>& lut,
-                                                cv::Mat& reference, cv::Mat& result, ContentLTM& ltm);
+void ToneMappingOneImageAGTMLTMConcatenateFixed(cv::Mat& src, const std::vector<int32_t>& lut, cv::Mat& reference,
+                                                cv::Mat& result, ContentLTM& ltm);
 
 }  // namespace kelvo
 

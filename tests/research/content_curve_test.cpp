@@ -1,8 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include <opencv2/core.hpp>
+#include <vector>
 
 #include "alad/alad_offline.h"
 #include "tests/cltm/cltm_test_util.h"
@@ -66,15 +65,12 @@ TEST(ContentCurveTest, TemporalBlendOnlyScalesTheCurve) {
 }
 
 TEST(ContentCurveTest, EmptyOrWrongImagesLeaveTheCurvesAlone) {
-    for (const cv::Mat& image : {cv::Mat(), cv::Mat(4, 4, CV_8UC3, cv::Scalar::all(1)), cv::Mat(4, 4, CV_16UC1)}) {
-        Curve c;
-        c.curve = {1.0, 2.0};
-        c.gain = {3.0};
+    for (cv::Mat image : {cv::Mat(), cv::Mat(4, 4, CV_8UC3, cv::Scalar::all(1)), cv::Mat(4, 4, CV_16UC1)}) {
+        std::vector<double> curve = {1.0, 2.0}, gain = {3.0};
         Stdout quiet;
-        cv::Mat in = image;
-        ContentAdaptiveToneCurve8Bit(in, c.curve, c.gain, 0.5f, 0.7f);
-        EXPECT_EQ(c.curve, (std::vector<double>{1.0, 2.0}));
-        EXPECT_EQ(c.gain, std::vector<double>{3.0});
+        ContentAdaptiveToneCurve8Bit(image, curve, gain, 0.5f, 0.7f);
+        EXPECT_EQ(curve, (std::vector<double>{1.0, 2.0}));
+        EXPECT_EQ(gain, std::vector<double>{3.0});
     }
 }
 
