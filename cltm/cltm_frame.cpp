@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "cltm/cltm_curve.h"
+#include "cltm/cltm_internal.h"
 #include "cltm/cltm_map.h"
 
 namespace kelvo {
@@ -16,9 +17,11 @@ void PrintLine(const char* format, uint32_t width, uint32_t height) {
     std::fflush(stdout);
 }
 
+}  // namespace
+
 // One strength ramp step: hold for strength_interval frames, then move by strength_step towards
 // the target, landing on it when it is that close.
-uint32_t RampStrength(ad_cxt_t& ctx, const ad_param_t_& param) {
+uint32_t cltm_detail::RampStrength(ad_cxt_t& ctx, const ad_param_t_& param) {
     const uint32_t target = param.strength_target;
     uint32_t current = ctx.strength;
     if (current == target) {
@@ -38,6 +41,26 @@ uint32_t RampStrength(ad_cxt_t& ctx, const ad_param_t_& param) {
     }
     return current;
 }
+
+// The context binds to the first size it sees and is never re-bound; a new size needs a reset.
+bool cltm_detail::BindVideoSize(ad_cxt_t& ctx, uint32_t width, uint32_t height) {
+    if (ctx.width != 0 && ctx.height != 0 && ctx.width != width) {
+        PrintLine("ERROR: unmatched size %dx%d\n", width, height);
+        return false;
+    }
+    if (ctx.width == 0 || ctx.height == 0) {
+        ctx.width = width;
+        ctx.height = height;
+        PrintLine("INFO: video size %dx%d\n", width, height);
+    }
+    if (ctx.height != height) {
+        PrintLine("ERROR: unmatched size %dx%d\n", width, height);
+        return false;
+    }
+    return true;
+}
+
+namespace {
 
 // Images are CV_32SC3; another 3-channel depth is taken by value, anything else is refused.
 bool InputImage(const cv::Mat& in, cv::Mat* src) {
@@ -129,20 +152,7 @@ int32_t ad_proc_video(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, 
         hist_buffer == nullptr) {
         return 1;
     }
-    // The context binds to the first size it sees and is never re-bound; a new size needs a reset.
-    if (ctx->width != 0 && ctx->height != 0 && ctx->width != width) {
-        PrintLine("ERROR: unmatched size %dx%d\n", width, height);
-        return 1;
-    }
-    if (ctx->width == 0 || ctx->height == 0) {
-        ctx->width = width;
-        ctx->height = height;
-        PrintLine("INFO: video size %dx%d\n", width, height);
-    }
-    if (ctx->height != height) {
-        PrintLine("ERROR: unmatched size %dx%d\n", width, height);
-        return 1;
-    }
+    if (!cltm_detail::BindVideoSize(*ctx, width, height)) return 1;
 
     uint32_t weight = 0;
     if (ctx->first_frame == 1) {
@@ -151,7 +161,7 @@ int32_t ad_proc_video(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, 
         ctx->strength = 0;
     } else {
         uint32_t strength = param->strength_target;
-        if (param->strength_mode != 0) strength = RampStrength(*ctx, *param);
+        if (param->strength_mode != 0) strength = cltm_detail::RampStrength(*ctx, *param);
         ctx->strength = strength;
         const int32_t r = ad_proc_map(out_rgb, in_rgb, width, height, curves, strength, param);
         if (r != 0) return r;

@@ -86,6 +86,12 @@ int32_t CalcHistogramWithScratch(uint32_t* hist, uint32_t* global_hist, uint32_t
                                  uint32_t width, uint32_t height, const ad_param_t_& param, const BlockGrid& grid,
                                  uint32_t* luma);
 
+// Video frame control shared by the RGB and luma drivers. RampStrength takes one ramp step
+// (ctx.interval_count updated) and returns the new strength; BindVideoSize binds an unbound
+// context to the frame size and refuses any other size with the driver's message.
+uint32_t RampStrength(ad_cxt_t& ctx, const ad_param_t_& param);
+bool BindVideoSize(ad_cxt_t& ctx, uint32_t width, uint32_t height);
+
 }  // namespace cltm_detail
 }  // namespace kelvo
 

@@ -59,17 +59,7 @@ EngineSettings SettingsFromOptions(const Options& options) {
     s.user.strength = static_cast<int32_t>(options.Integer("strength", 8, 0, 16));
     s.user.curve_id = static_cast<int32_t>(options.Integer("curve-id", 1, 0, 2));
     s.user.filter_flag = options.Has("filter") ? 1 : 0;
-    if (options.Has("level")) {
-        if (options.Has("src") || options.Has("dst")) throw UsageError("--level replaces --src and --dst");
-        const long level = options.Integer("level", 0, 0, ALAD_AGTM_LEVELS - 1);
-        s.view.blackLevelSrc = 300.0f;
-        s.view.blackLevelDst = static_cast<float>(agtmLuxTable[level]);
-    } else {
-        const double src = options.Number("src", 300.0), dst = options.Number("dst", 300.0);
-        if (src < 0.0 || dst < 0.0) throw UsageError("ambient light cannot be negative");
-        s.view.blackLevelSrc = static_cast<float>(src);
-        s.view.blackLevelDst = static_cast<float>(dst);
-    }
+    s.view = ViewFromOptions(options);
     s.display = DisplayFromOptions(options);
     s.verbose = options.Has("verbose");
     return s;

@@ -28,6 +28,7 @@ const char kVectorHelp[] =
     "\n"
     "  --src LUX    ambient light the picture was made for (default 300)\n"
     "  --dst LUX    ambient light it will be seen under (default 300)\n"
+    "  --level N    instead of --src/--dst: the driver's ambient level 0..39 (300 lux -> its lux)\n"
     "  --yuv WxH    INPUT is a 10-bit YUV 4:2:0 frame of this size\n"
     "  --verbose    show the engine's own log lines\n"
     "\n"
@@ -60,16 +61,6 @@ cv::Mat ReadInput(const std::string& path, const Options& options) {
     }
     transform10To12(bgr10, bgr12);
     return bgr12;
-}
-
-// The viewing condition the vector's AGTM table is made for.
-kelvo::alad_view_condition_ ViewFromOptions(const Options& options) {
-    const double src = options.Number("src", 300.0), dst = options.Number("dst", 300.0);
-    if (src < 0.0 || dst < 0.0) throw UsageError("ambient light cannot be negative");
-    kelvo::alad_view_condition_ view;
-    view.blackLevelSrc = static_cast<float>(src);
-    view.blackLevelDst = static_cast<float>(dst);
-    return view;
 }
 
 // Every key the register file reader knows, tables in their fixed-position key forms.
@@ -110,7 +101,7 @@ void WriteRegisterFile(const std::string& path, const kelvo::alad_verification_r
 }  // namespace
 
 int RunVector(int argc, char** argv) {
-    const Options options(argc, argv, {"src", "dst", "yuv"}, {"verbose"});
+    const Options options(argc, argv, {"src", "dst", "level", "yuv"}, {"verbose"});
     const std::vector<std::string>& args = options.Positional();
     if (args.size() != 2) throw UsageError("needs INPUT and OUTDIR");
     const bool verbose = options.Has("verbose");

@@ -12,6 +12,8 @@ const std::vector<Command>& Commands() {
         {"verify", "run test vectors as a verification bench does, dumping every stage", kVerifyHelp, RunVerify},
         {"diff", "compare two dump folders value by value", kDiffHelp, RunDiff},
         {"regs", "print the register set a register file programs", kRegsHelp, RunRegs},
+        {"offline", "a picture through the offline tone-mapping variants, or all with a contact sheet", kOfflineHelp,
+         RunOffline},
     };
     return commands;
 }

@@ -23,6 +23,7 @@ int RunVector(int argc, char** argv);
 int RunVerify(int argc, char** argv);
 int RunDiff(int argc, char** argv);
 int RunRegs(int argc, char** argv);
+int RunOffline(int argc, char** argv);
 
 extern const char kLutHelp[];
 extern const char kProcessHelp[];
@@ -32,6 +33,7 @@ extern const char kVectorHelp[];
 extern const char kVerifyHelp[];
 extern const char kDiffHelp[];
 extern const char kRegsHelp[];
+extern const char kOfflineHelp[];
 
 }  // namespace alad_tool
 

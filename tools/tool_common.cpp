@@ -99,6 +99,22 @@ kelvo::alad_display_model_ DisplayFromOptions(const Options& options) {
     return display;
 }
 
+kelvo::alad_view_condition_ ViewFromOptions(const Options& options) {
+    kelvo::alad_view_condition_ view;
+    if (options.Has("level")) {
+        if (options.Has("src") || options.Has("dst")) throw UsageError("--level replaces --src and --dst");
+        const long level = options.Integer("level", 0, 0, ALAD_AGTM_LEVELS - 1);
+        view.blackLevelSrc = 300.0f;
+        view.blackLevelDst = static_cast<float>(agtmLuxTable[level]);
+    } else {
+        const double src = options.Number("src", 300.0), dst = options.Number("dst", 300.0);
+        if (src < 0.0 || dst < 0.0) throw UsageError("ambient light cannot be negative");
+        view.blackLevelSrc = static_cast<float>(src);
+        view.blackLevelDst = static_cast<float>(dst);
+    }
+    return view;
+}
+
 cv::Mat ReadPicture12(const std::string& path, int* depth) {
     const cv::Mat picture = cv::imread(path, cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH);
     if (picture.empty()) throw RunError("cannot read picture '" + path + "'");

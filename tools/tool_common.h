@@ -47,6 +47,10 @@ private:
 kelvo::alad_display_model_ DisplayFromOptions(const Options& options);
 const std::vector<std::string>& DisplayOptionNames();
 
+// The viewing condition from --src and --dst (lux, default 300 each), or from --level N (0..39):
+// 300 lux -> the level's lux. --level with --src or --dst is a usage error.
+kelvo::alad_view_condition_ ViewFromOptions(const Options& options);
+
 // Reads an 8- or 16-bit picture (any format OpenCV reads) as 12-bit CV_32SC3; returns its depth.
 cv::Mat ReadPicture12(const std::string& path, int* depth);
 // Narrows a 12-bit CV_32SC3 image to the given depth (CV_8U or CV_16U), the exact inverse of the

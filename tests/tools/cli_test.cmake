@@ -17,6 +17,7 @@ endfunction()
 expect(0 "usage: alad <command>" --help)
 expect(0 "usage: alad lut" lut --help)
 expect(0 "usage: alad process" process --help)
+expect(0 "usage: alad offline VARIANT" offline --help)
 expect(2 "unknown command 'frobnicate'" frobnicate)
 
 # lut: 256 integers, one per line; a plot on request.
