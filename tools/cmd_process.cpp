@@ -219,7 +219,9 @@ int RunProcess(int argc, char** argv) {
     } else {
         throw RunError("cannot read '" + input_path + "': no such file or no permission");
     }
-    const bool picture = cv::haveImageReader(input_path);
+    // A picture by its content, or by its name (a damaged picture is reported as one, not tried as
+    // a video).
+    const bool picture = cv::haveImageReader(input_path) || cv::haveImageWriter(input_path);
     if (options.Has("argb")) {
         if (!picture) throw UsageError("--argb is for pictures");
         return ProcessPictureAsDriver(settings, options, input_path, output_path);
