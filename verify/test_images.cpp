@@ -53,8 +53,9 @@ alad::PixelFileRead ReadPixelLines(const char* who, const char* opened, const st
     const int64_t expected = int64_t{width} * height;
     int64_t count = 0;
     std::string line;
-    while (!file.eof()) {
-        int64_t before = count;
+    // Every pass reads at least one line, so the passes end with the file (or at a read error,
+    // which would otherwise never reach the end).
+    while (file.good()) {
         for (int y = 0; y < height; ++y) {
             int32_t* row = out.ptr<int32_t>(y);
             for (int x = 0; x < width; ++x) {
@@ -63,8 +64,6 @@ alad::PixelFileRead ReadPixelLines(const char* who, const char* opened, const st
                 ++count;
             }
         }
-        // A pass that found nothing can only be the end of the file.
-        if (count == before) break;
     }
     if (count != expected) {
         std::cerr << "parameter error: pixel number != width*height: " << count << " != " << expected << std::endl;
