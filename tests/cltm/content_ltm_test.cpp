@@ -20,12 +20,7 @@ using testing_util::Stdout;
 // 150x90 with 64-pixel blocks: partial blocks in both directions, a 3x2 grid.
 constexpr uint32_t kW = 150, kH = 90;
 
-alad_cltm_user User64(uint8_t filter) {
-    alad_cltm_user user;
-    user.blk_width = user.blk_height = 64;
-    user.filter_flag = filter;
-    return user;
-}
+alad_cltm_user User64(uint8_t filter) { return {64, 64, 1, 8, filter, 0, 0, 0}; }
 
 std::vector<uint32_t> LumaPlane(uint64_t seed) {
     std::vector<uint32_t> luma(kW * kH);
@@ -76,12 +71,12 @@ TEST(LumaMiddleTest, VideoFirstFrameOnSixteenBitScaleThenCurvesOfThePreviousFram
 }
 
 TEST(LumaMiddleTest, MapIgnoresStrengthAndEqualsTheRgbPathOnGrayPixels) {
+    const std::vector<uint32_t> luma = LumaPlane(2);
+    std::vector<int32_t> rgb(kW * kH * 3);
+    for (size_t i = 0; i < rgb.size(); ++i) rgb[i] = static_cast<int32_t>(luma[i / 3]);
     for (uint8_t filter : {0, 1}) {
         CLTMParamBlock param(User64(filter));
-        const std::vector<uint32_t> luma = LumaPlane(2);
         std::vector<uint32_t> curves(6 * 64), weak(kW * kH), full(kW * kH), rgb_out(kW * kH * 3);
-        std::vector<int32_t> rgb(kW * kH * 3);
-        for (size_t i = 0; i < rgb.size(); ++i) rgb[i] = static_cast<int32_t>(luma[i / 3]);
         ASSERT_EQ(ad_proc_calc_curve_luma(curves.data(), nullptr, nullptr, luma.data(), kW, kH, 0, param.get()), 0);
         ad_proc_map_k1_lumaMiddle(weak.data(), luma.data(), kW, kH, curves.data(), 0, param.get());
         ad_proc_map_k1_lumaMiddle(full.data(), luma.data(), kW, kH, curves.data(), 255, param.get());
@@ -97,7 +92,6 @@ TEST(ContentLTMTest, DefaultObjectRunsEndToEnd) {
     EXPECT_EQ(ltm.Params()->strength_target, 128u);
     EXPECT_EQ(ltm.Params()->blk_width_log2, 8u);
     EXPECT_EQ(ltm.Params()->blk_height_log2, 8u);
-
     // Colour mode: the engine's still-image driver on the same picture.
     const cv::Mat picture = Random12(300, 520, CV_32SC3, 3);
     cv::Mat out, expected(picture.size(), CV_32SC3), work;
