@@ -6,6 +6,7 @@
 #include <opencv2/core.hpp>
 
 #include "agtm/agtm_apply.h"
+#include "tests/engine/engine_test_util.h"
 
 namespace kelvo {
 namespace {
@@ -21,8 +22,8 @@ agtm_param_api_ Table(int32_t raw, std::initializer_list<std::pair<int, int32_t>
 cv::Mat Pixel(int b, int g, int r) { return cv::Mat(1, 1, CV_32SC3, cv::Scalar(b, g, r)); }
 
 TEST(AgtmApplyTest, UnitTableReturnsTheInputOnBothPaths) {
-    cv::Mat frame(37, 23, CV_32SC3), reference, result;
-    cv::randu(frame, cv::Scalar::all(0), cv::Scalar::all(4096));
+    const cv::Mat frame = testing_util::Random12(37, 23, 1);
+    cv::Mat reference, result;
     ToneMappingOneImageByScalerLUTImple_(frame, Table(2048), reference, result);
     ASSERT_EQ(result.type(), CV_32SC3);
     ASSERT_EQ(reference.size(), frame.size());
@@ -94,8 +95,7 @@ TEST(AgtmApplyTest, OutputsOfAnotherShapeOrTypeAndRefusedInputs) {
 }
 
 TEST(AgtmApplyTest, InPlaceOutputReadsEachPixelBeforeWritingIt) {
-    cv::Mat frame(3, 4, CV_32SC3), expected_ref, expected_res, ref;
-    cv::randu(frame, cv::Scalar::all(0), cv::Scalar::all(4096));
+    cv::Mat frame = testing_util::Random12(3, 4, 2), expected_ref, expected_res, ref;
     ToneMappingOneImageByScalerLUTImple_(frame.clone(), Table(3000), expected_ref, expected_res);
     ToneMappingOneImageByScalerLUTImple_(frame, Table(3000), ref, frame);
     EXPECT_EQ(cv::norm(frame, expected_res, cv::NORM_INF), 0.0);

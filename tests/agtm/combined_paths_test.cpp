@@ -7,7 +7,7 @@
 
 #include "agtm/agtm_apply.h"
 #include "agtm/display_panel_model.h"
-#include "tests/cltm/cltm_test_util.h"
+#include "tests/engine/engine_test_util.h"
 
 namespace kelvo {
 namespace {
@@ -16,11 +16,9 @@ using Path = void (*)(cv::Mat&, const std::vector<int32_t>&, cv::Mat&, cv::Mat&,
 const Path kDeep = ToneMappingOneImageLTMAGTMDeepFixed, kLtmAgtm = ToneMappingOneImageLTMAGTMConcatenateFixed,
            kAgtmLtm = ToneMappingOneImageAGTMLTMConcatenateFixed;
 
-cv::Mat Picture(uint64_t seed) {
-    cv::Mat m(90, 170, CV_32SC3);
-    cv::RNG(seed).fill(m, cv::RNG::UNIFORM, 0, 4096);
-    return m;
-}
+using testing_util::Same;
+
+cv::Mat Picture(uint64_t seed) { return testing_util::Random12(90, 170, seed); }
 
 // The table the engine makes for a bright destination.
 std::vector<int32_t> SunlightTable() {
@@ -28,18 +26,12 @@ std::vector<int32_t> SunlightTable() {
     return ComputeAGTMTable(model);
 }
 
-bool Same(const cv::Mat& a, const cv::Mat& b) {
-    return a.size() == b.size() && a.type() == b.type() && cv::norm(a, b, cv::NORM_INF) == 0.0;
-}
-
 TEST(CombinedPathsTest, LtmAgtmConcatenateIsTheAgtmStageForAnyLtm) {
     cv::Mat picture = Picture(21), expected_ref, expected_res;
     agtm_param_api_ param;
     param.lut = SunlightTable();
     ToneMappingOneImageByScalerLUTImple_(picture, param, expected_ref, expected_res);
-    alad_cltm_user filtered;
-    filtered.filter_flag = 1;
-    ContentLTM still, video(alad_cltm_user{}, true), with_filter(filtered, false);
+    ContentLTM still, video(alad_cltm_user{}, true), with_filter(alad_cltm_user{256, 256, 1, 8, 1}, false);
     for (ContentLTM* ltm : {&still, &video, &with_filter}) {
         cv::Mat reference, result;
         kLtmAgtm(picture, param.lut, reference, result, *ltm);

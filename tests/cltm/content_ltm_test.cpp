@@ -10,11 +10,13 @@
 #include "cltm/cltm_frame.h"
 #include "cltm/cltm_luma_middle.h"
 #include "cltm/cltm_map.h"
-#include "tests/cltm/cltm_test_util.h"
+#include "tests/engine/engine_test_util.h"
 
 namespace kelvo {
 namespace {
 
+using testing_util::Random12;
+using testing_util::Same;
 using testing_util::Stdout;
 
 // 150x90 with 64-pixel blocks: partial blocks in both directions, a 3x2 grid.
@@ -27,18 +29,6 @@ std::vector<uint32_t> LumaPlane(uint64_t seed) {
     cv::RNG rng(seed);
     for (uint32_t i = 0; i < kW * kH; ++i) luma[i] = (i % kW * 5 + i / kW * 3 + rng.uniform(0, 96)) % 1024;
     return luma;
-}
-
-// Integral 12-bit values (multiples of 4 with `quads`) in the given type.
-cv::Mat Random12(int rows, int cols, int type, uint64_t seed, bool quads = false) {
-    cv::Mat ints(rows, cols, CV_32SC(CV_MAT_CN(type))), out;
-    cv::RNG(seed).fill(ints, cv::RNG::UNIFORM, 0, quads ? 1024 : 4096);
-    ints.convertTo(out, CV_MAT_DEPTH(type), quads ? 4 : 1);
-    return out;
-}
-
-bool Same(const cv::Mat& a, const cv::Mat& b) {
-    return a.size() == b.size() && a.type() == b.type() && cv::norm(a, b, cv::NORM_INF) == 0.0;
 }
 
 TEST(LumaMiddleTest, VideoFirstFrameOnSixteenBitScaleThenCurvesOfThePreviousFrame) {
@@ -93,7 +83,7 @@ TEST(ContentLTMTest, DefaultObjectRunsEndToEnd) {
     EXPECT_EQ(ltm.Params()->blk_width_log2, 8u);
     EXPECT_EQ(ltm.Params()->blk_height_log2, 8u);
     // Colour mode: the engine's still-image driver on the same picture.
-    const cv::Mat picture = Random12(300, 520, CV_32SC3, 3);
+    const cv::Mat picture = Random12(300, 520, 3);
     cv::Mat out, expected(picture.size(), CV_32SC3), work;
     ASSERT_EQ(ltm.CLTMBGRMode(picture, out, 0), 0);
     CLTMParamBlock block(alad_cltm_user{});
@@ -106,7 +96,7 @@ TEST(ContentLTMTest, DefaultObjectRunsEndToEnd) {
 
     // Gray mode: the gain is new over old brightness through the reciprocal table; below 16 it
     // takes the first entry, 65535.
-    cv::Mat brightness = Random12(300, 520, CV_64FC1, 4), gain, luma;
+    cv::Mat brightness = Random12(300, 520, 4, CV_64FC1), gain, luma;
     const double probes[] = {0, 3, 15, 16, 31, 1000, 4095};
     for (int i = 0; i < 7; ++i) brightness.at<double>(0, i) = probes[i];
     ASSERT_EQ(ltm.CLTMGrayMode(brightness, gain, luma, 0), 0);
@@ -120,7 +110,7 @@ TEST(ContentLTMTest, DefaultObjectRunsEndToEnd) {
 
 TEST(ContentLTMTest, VideoObjectMapsLaterFramesWithFreshZeroCurves) {
     ContentLTM ltm(alad_cltm_user{}, true);
-    const cv::Mat brightness = Random12(64, 96, CV_64FC1, 6, true);
+    const cv::Mat brightness = Random12(64, 96, 6, CV_64FC1, true);
     cv::Mat gain, luma, expected;
     Stdout quiet;
     ASSERT_EQ(ltm.CLTMGrayMode(brightness, gain, luma, 0), 0);

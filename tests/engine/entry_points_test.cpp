@@ -8,19 +8,13 @@
 #include "agtm/display_panel_model.h"
 #include "agtm/scaler_lut.h"
 #include "alad/alad_engine.h"
+#include "tests/engine/engine_test_util.h"
 
 namespace kelvo {
 namespace {
 
-struct Registers {
-    std::vector<uint32_t> curve = std::vector<uint32_t>(65);
-    std::vector<int32_t> table = std::vector<int32_t>(256);
-    alad_verification_registrator regs;
-    Registers() {
-        regs.hist_adjust_curve = curve.data();
-        regs.agtm = table.data();
-    }
-};
+using testing_util::Registers;
+using testing_util::Values;
 
 Registers Current() {
     Registers r;
@@ -48,14 +42,10 @@ ad_user_t_ SmallUser(uint32_t order, uint32_t blk_width = 64) {
 }
 
 void Init(uint32_t order, float src = 300, float dst = 20000) {
-    Quiet([&] { ASSERT_EQ(InitEngineALAD(SmallUser(order), alad_display_model_(), alad_view_condition_{src, dst}), 0); });
+    Quiet([&] { ASSERT_EQ(InitEngineALAD(SmallUser(order), {}, alad_view_condition_{src, dst}), 0); });
 }
 
-cv::Mat Frame(unsigned seed) {
-    cv::Mat frame(48, 64, CV_32SC3);
-    cv::RNG(seed).fill(frame, cv::RNG::UNIFORM, 0, 4096);
-    return frame;
-}
+cv::Mat Frame(unsigned seed) { return testing_util::Random12(48, 64, seed); }
 
 TEST(EntryPointsTest, StatusPrintsThirteenValuesAndTwoLabels) {
     Init(1);
@@ -88,10 +78,7 @@ TEST(EntryPointsTest, ViewConditionChangesTheTableButNotTheLocalStage) {
 
 TEST(EntryPointsTest, DisplayUpdateRegeneratesTheTable) {
     Init(4);
-    alad_display_model_ display;
-    display.gamma = 2.4;
-    display.white = 800.0;
-    Quiet([&] { EXPECT_EQ(UpdateDisplayPanelParameter(display), 0); });
+    Quiet([] { EXPECT_EQ(UpdateDisplayPanelParameter({2.4, 800.0}), 0); });  // gamma 2.4, white 800
     DisplayPanelModel expected(2.4, 800.0, 0.2, 1.0, 0.01, 300.0, 20000.0);
     EXPECT_EQ(Current().table, ComputeAGTMTable(expected));
 }
@@ -105,10 +92,7 @@ TEST(EntryPointsTest, OneShotTableReplacesTheEngineWithTheDefaultOne) {
     EXPECT_EQ(a, b);
     DisplayPanelModel expected(2.2, 500.0, 0.2, 1.0, 0.01, 300.0, 1000.0);
     EXPECT_EQ(std::vector<int32_t>(a.begin(), a.end()), ComputeAGTMTable(expected));
-    const Registers now = Current();
-    EXPECT_EQ(now.regs.width, 800);
-    EXPECT_EQ(now.regs.height, 480);
-    EXPECT_EQ(now.regs.reg_tm_mode, 3);
+    EXPECT_EQ(Values(Current().regs), (std::vector<int32_t>{3, 800, 480, 256, 256, 2, 4, 0, 0, 0, 0, 0, 128, 5, 0}));
     Quiet([] { EXPECT_EQ(ComputeAGTMLUTByAmbientLight(0, 1, 2, nullptr, 0), -1); });
 }
 
@@ -130,10 +114,7 @@ TEST(EntryPointsTest, RegisterSetsApplyAndReadBack) {
     EXPECT_EQ(Quiet([&] { EXPECT_EQ(SettingVerificationRegistrator(regs), 0); }),
               "ConfigureVerificationRegistrators() begin!\nmOrder = registrators.reg_tm_mode;2\n");
     const Registers back = Current();
-    EXPECT_EQ(back.regs.reg_tm_mode, 2);
-    EXPECT_EQ(back.regs.reg_strength_target, 200);
-    EXPECT_EQ(back.regs.reg_strength_step, 9);
-    EXPECT_EQ(back.regs.reg_blk_h_num, 1);
+    EXPECT_EQ(Values(back.regs), (std::vector<int32_t>{2, 64, 48, 64, 64, 1, 1, 0, 0, 0, 0, 0, 200, 9, 0}));
     EXPECT_EQ(back.curve, curve);
     EXPECT_EQ(back.table, table);
     // A register set without its tables is refused as a whole.

@@ -16,8 +16,14 @@ namespace {
 // Runs `alad process` with its console output captured and dropped.
 int Process(std::vector<std::string> args) {
     struct Capture {
-        Capture() { testing::internal::CaptureStdout(), testing::internal::CaptureStderr(); }
-        ~Capture() { testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr(); }
+        Capture() {
+            testing::internal::CaptureStdout();
+            testing::internal::CaptureStderr();
+        }
+        ~Capture() {
+            testing::internal::GetCapturedStdout();
+            testing::internal::GetCapturedStderr();
+        }
     } capture;
     std::vector<char*> argv;
     for (std::string& a : args) argv.push_back(a.data());
@@ -32,12 +38,14 @@ cv::Mat Gradient(int shift) {
     return picture;
 }
 
+// Each test works in a folder of its own: the tests may run at the same time.
 class ProcessCommandTest : public testing::Test {
 protected:
     void SetUp() override { std::filesystem::create_directories(dir_); }
     void TearDown() override { std::filesystem::remove_all(dir_); }
     std::string Path(const std::string& name) const { return (dir_ / name).string(); }
-    std::filesystem::path dir_ = std::filesystem::path(testing::TempDir()) / "alad_process_test";
+    std::filesystem::path dir_ = std::filesystem::path(testing::TempDir()) /
+                                 ("alad_" + std::string(testing::UnitTest::GetInstance()->current_test_info()->name()));
 };
 
 TEST_F(ProcessCommandTest, StillPictureShowsTheLocalStage) {
@@ -59,10 +67,12 @@ TEST_F(ProcessCommandTest, DriverBufferPathMatchesTheEnginePathAndMistakesAreRep
     // The same engine; only the last step differs: the driver rounds 12 to 8 bits (scale 1/16), the
     // tool drops the low bits.
     EXPECT_LE(cv::norm(cv::imread(engine), cv::imread(driver), cv::NORM_INF), 1.0);
-    for (const std::vector<std::string>& wrong : std::vector<std::vector<std::string>>{
-             {"--argb", "--filter", in, driver}, {"--level", "40", in, driver}, {"--level", "3", "--dst", "5", in, driver},
-             {"--order", "5", in, driver}, {"--strength", "17", in, driver}}) {
-        EXPECT_THROW(Process(wrong), UsageError) << wrong[0] << " " << wrong[1];
+    const std::vector<std::vector<std::string>> mistakes = {{"--argb", "--filter"}, {"--level", "40"},
+                                                            {"--level", "3", "--dst", "5"}, {"--order", "5"},
+                                                            {"--strength", "17"}};
+    for (std::vector<std::string> args : mistakes) {
+        args.insert(args.end(), {in, driver});
+        EXPECT_THROW(Process(args), UsageError) << args[0] << " " << args[1];
     }
     EXPECT_THROW(Process({Path("does_not_exist.avi"), Path("b.avi")}), RunError);
 }
