@@ -6,31 +6,23 @@
 #include <opencv2/core.hpp>
 
 #include "agtm/agtm_apply.h"
+#include "tests/engine/engine_test_util.h"
 
 namespace kelvo {
 namespace {
 
-agtm_param_api_ Table(int32_t raw) {
+// Every entry `raw`, then entry i = `at[i]`.
+agtm_param_api_ Table(int32_t raw, std::initializer_list<std::pair<int, int32_t>> at = {}) {
     agtm_param_api_ param;
     param.lut.assign(256, raw);
+    for (const auto& [i, v] : at) param.lut[i] = v;
     return param;
 }
 
 cv::Mat Pixel(int b, int g, int r) { return cv::Mat(1, 1, CV_32SC3, cv::Scalar(b, g, r)); }
 
-struct Result {
-    cv::Vec3i reference, integer;
-};
-
-Result Apply(const agtm_param_api_& param, int b, int g, int r) {
-    cv::Mat reference, result;
-    ToneMappingOneImageByScalerLUTImple_(Pixel(b, g, r), param, reference, result);
-    return {reference.at<cv::Vec3i>(0, 0), result.at<cv::Vec3i>(0, 0)};
-}
-
 TEST(AgtmApplyTest, UnitTableReturnsTheInputOnBothPaths) {
-    cv::Mat frame(37, 23, CV_32SC3);
-    cv::randu(frame, cv::Scalar::all(0), cv::Scalar::all(4096));
+    const cv::Mat frame = testing_util::Random12(37, 23, 1);
     cv::Mat reference, result;
     ToneMappingOneImageByScalerLUTImple_(frame, Table(2048), reference, result);
     ASSERT_EQ(result.type(), CV_32SC3);
@@ -40,86 +32,60 @@ TEST(AgtmApplyTest, UnitTableReturnsTheInputOnBothPaths) {
 }
 
 TEST(AgtmApplyTest, WorkedPixels) {
-    // 1.5 everywhere on a white pixel: 6142 (integer) and 6142.5 (reference) both limit to 4095.
-    Result r = Apply(Table(3072), 4095, 4095, 4095);
-    EXPECT_EQ(r.integer, cv::Vec3i(4095, 4095, 4095));
-    EXPECT_EQ(r.reference, cv::Vec3i(4095, 4095, 4095));
-
-    // (100, 50, 3000): index 187, frac 8, half-way between 1.0 and 2.0; the same gain on all three.
-    agtm_param_api_ ramp = Table(2048);
-    ramp.lut[188] = 4096;
-    r = Apply(ramp, 100, 50, 3000);
-    EXPECT_EQ(r.integer, cv::Vec3i(150, 75, 4095));
-    EXPECT_EQ(r.reference, cv::Vec3i(150, 75, 4095));
-
-    // The reference rounds half away from zero, the integer path truncates: 3 * 1.5 = 4.5.
-    r = Apply(Table(3072), 3, 2, 1);
-    EXPECT_EQ(r.reference, cv::Vec3i(5, 3, 2));
-    EXPECT_EQ(r.integer, cv::Vec3i(4, 3, 1));
-}
-
-TEST(AgtmApplyTest, CodesFrom4080UseTheLastEntryAlone) {
-    agtm_param_api_ param = Table(0);
-    param.lut[255] = 4096;  // 2.0; entry 0 (what a wrapped index would read) is 0
-    for (int brightest : {4080, 4085, 4095}) {
-        const Result r = Apply(param, 1000, brightest, 10);
-        EXPECT_EQ(r.integer, cv::Vec3i(2000, 4095, 20)) << brightest;
-        EXPECT_EQ(r.reference, cv::Vec3i(2000, 4095, 20)) << brightest;
+    const struct { agtm_param_api_ table; cv::Vec3i in, reference, integer; } cases[] = {
+        // 1.5 on white: 6142 (integer) and 6142.5 (reference) both limit to 4095.
+        {Table(3072), {4095, 4095, 4095}, {4095, 4095, 4095}, {4095, 4095, 4095}},
+        // Index 187, frac 8: half-way between 1.0 and 2.0, the same gain on all three channels.
+        {Table(2048, {{188, 4096}}), {100, 50, 3000}, {150, 75, 4095}, {150, 75, 4095}},
+        // The reference rounds half away from zero, the integer path truncates: 3 * 1.5 = 4.5.
+        {Table(3072), {3, 2, 1}, {5, 3, 2}, {4, 3, 1}},
+        // From 4080 on only entry 255 counts (entry 0, where a wrapped index would read, is 0).
+        {Table(0, {{255, 4096}}), {1000, 4080, 10}, {2000, 4095, 20}, {2000, 4095, 20}},
+        {Table(0, {{255, 4096}}), {1000, 4095, 10}, {2000, 4095, 20}, {2000, 4095, 20}},
+        // Just below, idx 254 frac 15: (1 * 2048 + 15 * 4096) / 16 = 1.9375.
+        {Table(0, {{254, 2048}, {255, 4096}}), {4079, 1000, 0}, {4095, 1938, 0}, {4095, 1937, 0}},
+        // 255.99951171875 is capped at 255.0 on the integer path only.
+        {Table(524287), {10, 1, 0}, {2560, 256, 0}, {2550, 255, 0}},
+        // A negative gain: 0 on the reference, negative (truncated toward zero) on the integer path.
+        {Table(-3072), {3, 100, 0}, {0, 0, 0}, {-4, -150, 0}},
+        // 4096 wraps to entry 0 on the integer path; the reference looks it up as 4095.
+        {Table(2048, {{0, 1024}}), {4096, 0, 0}, {4095, 0, 0}, {2048, 0, 0}},
+    };
+    for (const auto& c : cases) {
+        cv::Mat reference, result;
+        ToneMappingOneImageByScalerLUTImple_(Pixel(c.in[0], c.in[1], c.in[2]), c.table, reference, result);
+        EXPECT_EQ(reference.at<cv::Vec3i>(0, 0), c.reference) << c.in;
+        EXPECT_EQ(result.at<cv::Vec3i>(0, 0), c.integer) << c.in;
     }
-    // Just below, the integer path interpolates towards entry 255 in sixteenths.
-    param.lut[254] = 2048;
-    const Result r = Apply(param, 4079, 0, 0);  // idx 254, frac 15: (1*2048 + 15*4096) / 64 = 992
-    EXPECT_EQ(r.integer[0], 4079 * 992 / 512 > 4095 ? 4095 : 4079 * 992 / 512);
-}
-
-TEST(AgtmApplyTest, GainCapAndNegativeGains) {
-    // 255.99951171875 is capped at 255.0 on the integer path.
-    Result r = Apply(Table(524287), 10, 1, 0);
-    EXPECT_EQ(r.integer, cv::Vec3i(2550, 255, 0));
-    EXPECT_EQ(r.reference, cv::Vec3i(2560, 256, 0));
-    // A negative gain: 0 on the reference, negative values (truncated toward zero) on the integer path.
-    r = Apply(Table(-3072), 3, 100, 0);
-    EXPECT_EQ(r.reference, cv::Vec3i(0, 0, 0));
-    EXPECT_EQ(r.integer, cv::Vec3i(-4, -150, 0));
-}
-
-TEST(AgtmApplyTest, OutOfRangeCodesStayInsideTheTable) {
-    agtm_param_api_ param = Table(2048);
-    param.lut[0] = 1024;  // 0.5
-    // 4096 wraps to entry 0 on the integer path; the reference looks it up as 4095.
-    Result r = Apply(param, 4096, 0, 0);
-    EXPECT_EQ(r.integer, cv::Vec3i(2048, 0, 0));
-    EXPECT_EQ(r.reference, cv::Vec3i(4095, 0, 0));
     // Extreme values: no overflow trap, no read outside the table (the sanitizer build checks).
-    const int extremes[] = {INT_MIN, -1, -4096, 65535, 1 << 24, INT_MAX};
-    for (int v : extremes) {
-        r = Apply(param, v, v / 2, v == INT_MIN ? INT_MAX : -v);
-        EXPECT_GE(r.reference[0], 0);
-        EXPECT_LE(r.reference[0], 4095);
-        EXPECT_LE(r.integer[0], 4095);
+    for (const int v : {INT_MIN, -1, -4096, 65535, 1 << 24, INT_MAX}) {
+        cv::Mat reference, result;
+        ToneMappingOneImageByScalerLUTImple_(Pixel(v, v / 2, v == INT_MIN ? INT_MAX : -v), Table(2048, {{0, 1024}}),
+                                             reference, result);
+        EXPECT_GE(reference.at<cv::Vec3i>(0, 0)[0], 0);
+        EXPECT_LE(reference.at<cv::Vec3i>(0, 0)[0], 4095);
+        EXPECT_LE(result.at<cv::Vec3i>(0, 0)[0], 4095);
     }
 }
 
 TEST(AgtmApplyTest, OutputsOfAnotherShapeOrTypeAndRefusedInputs) {
     const cv::Mat frame = Pixel(100, 200, 300);
-    cv::Mat reference(5, 5, CV_8UC1), result(1, 1, CV_16SC3, cv::Scalar::all(-1));
+    cv::Mat reference(5, 5, CV_8UC1), result(1, 1, CV_16SC3, cv::Scalar::all(-1)), out8, ref8;
     ToneMappingOneImageByScalerLUTImple_(frame, Table(4096), reference, result);
     EXPECT_EQ(reference.type(), CV_32SC3);  // wrong size: made anew
     EXPECT_EQ(reference.at<cv::Vec3i>(0, 0), cv::Vec3i(200, 400, 600));
     EXPECT_EQ(result.type(), CV_16SC3);  // right size: written in its own type
     EXPECT_EQ(result.at<cv::Vec3s>(0, 0), cv::Vec3s(200, 400, 600));
-
     // An 8-bit frame is taken at its values.
-    cv::Mat out8, ref8;
     ToneMappingOneImageByScalerLUTImple_(cv::Mat(2, 2, CV_8UC3, cv::Scalar(10, 20, 30)), Table(4096), ref8, out8);
     EXPECT_EQ(out8.at<cv::Vec3i>(1, 1), cv::Vec3i(20, 40, 60));
 
     // Refused: a short table, a single-channel frame. Outputs stay as they were.
     cv::Mat untouched = Pixel(7, 7, 7), ref;
-    agtm_param_api_ shortTable;
-    shortTable.lut.assign(10, 2048);
+    agtm_param_api_ short_table;
+    short_table.lut.assign(10, 2048);
     testing::internal::CaptureStdout();
-    ToneMappingOneImageByScalerLUTImple_(frame, shortTable, ref, untouched);
+    ToneMappingOneImageByScalerLUTImple_(frame, short_table, ref, untouched);
     ToneMappingOneImageByScalerLUTImple_(cv::Mat(2, 2, CV_32SC1, cv::Scalar(5)), Table(2048), ref, untouched);
     const std::string log = testing::internal::GetCapturedStdout();
     EXPECT_NE(log.find("256 needed"), std::string::npos);
@@ -128,22 +94,9 @@ TEST(AgtmApplyTest, OutputsOfAnotherShapeOrTypeAndRefusedInputs) {
     EXPECT_TRUE(ref.empty());
 }
 
-TEST(AgtmApplyTest, ClimpUncharFixRoundsHalvesAwayAndClampsOnTheUnroundedValue) {
-    EXPECT_EQ(ClimpUncharFix(-0.4f, 4095.0f), 0.0f);
-    EXPECT_EQ(ClimpUncharFix(-0.0f, 4095.0f), 0.0f);
-    EXPECT_EQ(ClimpUncharFix(2.5f, 4095.0f), 3.0f);
-    EXPECT_EQ(ClimpUncharFix(2.49f, 4095.0f), 2.0f);
-    EXPECT_EQ(ClimpUncharFix(4094.6f, 4095.0f), 4095.0f);
-    EXPECT_EQ(ClimpUncharFix(1e9f, 255.0f), 255.0f);
-}
-
 TEST(AgtmApplyTest, InPlaceOutputReadsEachPixelBeforeWritingIt) {
-    cv::Mat frame(3, 4, CV_32SC3);
-    cv::randu(frame, cv::Scalar::all(0), cv::Scalar::all(4096));
-    const cv::Mat original = frame.clone();
-    cv::Mat expected_ref, expected_res;
-    ToneMappingOneImageByScalerLUTImple_(original, Table(3000), expected_ref, expected_res);
-    cv::Mat ref;
+    cv::Mat frame = testing_util::Random12(3, 4, 2), expected_ref, expected_res, ref;
+    ToneMappingOneImageByScalerLUTImple_(frame.clone(), Table(3000), expected_ref, expected_res);
     ToneMappingOneImageByScalerLUTImple_(frame, Table(3000), ref, frame);
     EXPECT_EQ(cv::norm(frame, expected_res, cv::NORM_INF), 0.0);
     EXPECT_EQ(cv::norm(ref, expected_ref, cv::NORM_INF), 0.0);

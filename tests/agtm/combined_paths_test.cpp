@@ -7,18 +7,18 @@
 
 #include "agtm/agtm_apply.h"
 #include "agtm/display_panel_model.h"
-#include "tests/cltm/cltm_test_util.h"
+#include "tests/engine/engine_test_util.h"
 
 namespace kelvo {
 namespace {
 
-using testing_util::Stdout;
+using Path = void (*)(cv::Mat&, const std::vector<int32_t>&, cv::Mat&, cv::Mat&, ContentLTM&);
+const Path kDeep = ToneMappingOneImageLTMAGTMDeepFixed, kLtmAgtm = ToneMappingOneImageLTMAGTMConcatenateFixed,
+           kAgtmLtm = ToneMappingOneImageAGTMLTMConcatenateFixed;
 
-cv::Mat Picture(uint64_t seed) {
-    cv::Mat m(90, 170, CV_32SC3);
-    cv::RNG(seed).fill(m, cv::RNG::UNIFORM, 0, 4096);
-    return m;
-}
+using testing_util::Same;
+
+cv::Mat Picture(uint64_t seed) { return testing_util::Random12(90, 170, seed); }
 
 // The table the engine makes for a bright destination.
 std::vector<int32_t> SunlightTable() {
@@ -26,46 +26,30 @@ std::vector<int32_t> SunlightTable() {
     return ComputeAGTMTable(model);
 }
 
-bool Same(const cv::Mat& a, const cv::Mat& b) {
-    return a.size() == b.size() && a.type() == b.type() && cv::norm(a, b, cv::NORM_INF) == 0.0;
-}
-
-cv::Mat BrightestChannel(const cv::Mat& picture) {
-    std::vector<cv::Mat> ch;
-    cv::split(picture, ch);
-    cv::Mat m = cv::max(cv::max(ch[0], ch[1]), ch[2]), out;
-    m.convertTo(out, CV_64F);
-    return out;
-}
-
 TEST(CombinedPathsTest, LtmAgtmConcatenateIsTheAgtmStageForAnyLtm) {
-    cv::Mat picture = Picture(21);
-    const std::vector<int32_t> table = SunlightTable();
+    cv::Mat picture = Picture(21), expected_ref, expected_res;
     agtm_param_api_ param;
-    param.lut = table;
-    cv::Mat expected_ref, expected_res;
+    param.lut = SunlightTable();
     ToneMappingOneImageByScalerLUTImple_(picture, param, expected_ref, expected_res);
-
-    alad_cltm_user filtered;
-    filtered.filter_flag = 1;
-    ContentLTM still, video(alad_cltm_user{}, true), with_filter(filtered, false);
+    ContentLTM still, video(alad_cltm_user{}, true), with_filter(alad_cltm_user{256, 256, 1, 8, 1}, false);
     for (ContentLTM* ltm : {&still, &video, &with_filter}) {
         cv::Mat reference, result;
-        ToneMappingOneImageLTMAGTMConcatenateFixed(picture, table, reference, result, *ltm);
+        kLtmAgtm(picture, param.lut, reference, result, *ltm);
         EXPECT_TRUE(Same(reference, expected_ref));
         EXPECT_TRUE(Same(result, expected_res));
     }
 }
 
 TEST(CombinedPathsTest, UnitTableLeavesTheLtmAlone) {
-    cv::Mat picture = Picture(22);
+    cv::Mat picture = Picture(22), reference, result, ltm_gain, ltm_luma, local, brightest;
     const std::vector<int32_t> unit(256, 2048);
     ContentLTM ltm, probe;
-
     // Merged path: s = 32768, so the integer gain is trunc(G * 1024) / 2 with 9 fraction bits.
-    cv::Mat reference, result, ltm_gain, ltm_luma;
-    ToneMappingOneImageLTMAGTMDeepFixed(picture, unit, reference, result, ltm);
-    ASSERT_EQ(probe.CLTMGrayMode(BrightestChannel(picture), ltm_gain, ltm_luma, 0), 0);
+    kDeep(picture, unit, reference, result, ltm);
+    std::vector<cv::Mat> ch;
+    cv::split(picture, ch);
+    cv::Mat(cv::max(cv::max(ch[0], ch[1]), ch[2])).convertTo(brightest, CV_64F);
+    ASSERT_EQ(probe.CLTMGrayMode(brightest, ltm_gain, ltm_luma, 0), 0);
     for (int y = 0; y < picture.rows; ++y) {
         for (int x = 0; x < picture.cols; ++x) {
             const int64_t gain = static_cast<int64_t>(ltm_gain.at<float>(y, x) * 1024) / 2;
@@ -75,48 +59,39 @@ TEST(CombinedPathsTest, UnitTableLeavesTheLtmAlone) {
             }
         }
     }
-    // The reference stays close to the integer result.
-    EXPECT_LE(cv::norm(reference, result, cv::NORM_INF), 8.0);
-
+    EXPECT_LE(cv::norm(reference, result, cv::NORM_INF), 8.0);  // the reference stays close
     // AGTM then LTM: the AGTM reference (here the input) and the LTM of the input.
-    cv::Mat local;
     ASSERT_EQ(probe.CLTMBGRMode(picture, local, 0), 0);
-    ToneMappingOneImageAGTMLTMConcatenateFixed(picture, unit, reference, result, ltm);
+    kAgtmLtm(picture, unit, reference, result, ltm);
     EXPECT_TRUE(Same(reference, picture));
     EXPECT_TRUE(Same(result, local));
 }
 
 TEST(CombinedPathsTest, MergedPathWithRealTableAndUnusualInputs) {
-    cv::Mat picture = Picture(23);
+    cv::Mat picture = Picture(23), reference, result;
     const std::vector<int32_t> table = SunlightTable();
     ContentLTM still, video(alad_cltm_user{}, true);
-    cv::Mat reference, result;
-    ToneMappingOneImageLTMAGTMDeepFixed(picture, table, reference, result, still);
+    kDeep(picture, table, reference, result, still);
     EXPECT_LE(cv::norm(reference, result, cv::NORM_INF), 24.0);
     cv::Mat lifted = result > picture;  // bright ambient light lifts the picture
     EXPECT_GT(cv::countNonZero(lifted.reshape(1)), picture.total() * 3 / 2);
-
     // A video object's first frame comes out on a 16-bit scale: the table reads stay in the table.
-    Stdout quiet;
-    ToneMappingOneImageLTMAGTMDeepFixed(picture, table, reference, result, video);
+    testing_util::Stdout quiet;
+    kDeep(picture, table, reference, result, video);
     EXPECT_EQ(result.size(), picture.size());
 
     // Refused: a short table, a picture of another type. The outputs are left as they were.
     const cv::Mat keep(3, 3, CV_32SC3, cv::Scalar::all(9));
-    cv::Mat wrong(8, 8, CV_8UC3, cv::Scalar::all(1));
-    using Path = void (*)(cv::Mat&, const std::vector<int32_t>&, cv::Mat&, cv::Mat&, ContentLTM&);
-    for (const Path path : {static_cast<Path>(ToneMappingOneImageLTMAGTMDeepFixed),
-                            static_cast<Path>(ToneMappingOneImageLTMAGTMConcatenateFixed),
-                            static_cast<Path>(ToneMappingOneImageAGTMLTMConcatenateFixed)}) {
+    cv::Mat wrong(8, 8, CV_8UC3, cv::Scalar::all(1)), wild = picture.clone();
+    // Extreme table entries and codes outside 12 bits are computed without leaving the table.
+    wild.row(0).setTo(cv::Scalar(-5, 70000, INT32_MIN));
+    std::vector<int32_t> extreme(256, INT32_MAX);
+    for (size_t i = 0; i < extreme.size(); i += 2) extreme[i] = INT32_MIN;
+    for (const Path path : {kDeep, kLtmAgtm, kAgtmLtm}) {
         cv::Mat ref = keep.clone(), res = keep.clone();
         path(picture, std::vector<int32_t>(255, 2048), ref, res, still);
         path(wrong, table, ref, res, still);
         EXPECT_TRUE(Same(ref, keep) && Same(res, keep));
-        // Extreme table entries and codes outside 12 bits are computed without leaving the table.
-        cv::Mat wild = picture.clone();
-        wild.row(0).setTo(cv::Scalar(-5, 70000, INT32_MIN));
-        std::vector<int32_t> extreme(256, INT32_MAX);
-        for (size_t i = 0; i < extreme.size(); i += 2) extreme[i] = INT32_MIN;
         path(wild, extreme, ref, res, still);
         EXPECT_EQ(res.size(), picture.size());
     }

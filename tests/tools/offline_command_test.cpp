@@ -5,30 +5,26 @@
 #include <string>
 #include <vector>
 
+#include "tests/cltm/cltm_test_util.h"
 #include "tools/commands.h"
 #include "tools/tool_common.h"
 
 namespace alad_tool {
 namespace {
 
-// Runs the command; returns what it printed on standard output.
-std::string RunCommand(std::vector<std::string> args) {
+// Runs `alad offline`; returns what it printed on standard output.
+std::string Offline(std::vector<std::string> args) {
     std::vector<char*> argv;
     for (std::string& a : args) argv.push_back(a.data());
-    testing::internal::CaptureStdout();
-    try {
-        RunOffline(static_cast<int>(argv.size()), argv.data());
-    } catch (...) {
-        testing::internal::GetCapturedStdout();
-        throw;
-    }
-    return testing::internal::GetCapturedStdout();
+    kelvo::testing_util::Stdout out;
+    RunOffline(static_cast<int>(argv.size()), argv.data());
+    return out.Text();
 }
 
 TEST(OfflineCommandTest, AllWritesEveryVariantAndTheContactSheet) {
     const std::filesystem::path dir = std::filesystem::path(testing::TempDir()) / "alad_offline_all";
     std::filesystem::remove_all(dir);
-    const std::string out = RunCommand({"all", ALAD_SAMPLE_PICTURE, dir.string(), "--level", "35", "--stats"});
+    const std::string out = Offline({"all", ALAD_SAMPLE_PICTURE, dir.string(), "--level", "35", "--stats"});
     const cv::Mat input = cv::imread(ALAD_SAMPLE_PICTURE);
     for (const char* name : {"gray", "1d", "combine", "scaler", "deep", "ltm-agtm", "agtm-ltm"}) {
         const cv::Mat picture = cv::imread((dir / (std::string(name) + ".png")).string());
@@ -46,11 +42,11 @@ TEST(OfflineCommandTest, AllWritesEveryVariantAndTheContactSheet) {
 
 TEST(OfflineCommandTest, MistakesAreReported) {
     const std::string out = testing::TempDir() + "alad_offline_out.png";
-    EXPECT_THROW(RunCommand({"sepia", ALAD_SAMPLE_PICTURE, out}), UsageError);
-    EXPECT_THROW(RunCommand({"gray", ALAD_SAMPLE_PICTURE, out, "--stats"}), UsageError);
-    EXPECT_THROW(RunCommand({"deep", ALAD_SAMPLE_PICTURE, out, "--level", "3", "--src", "10"}), UsageError);
-    EXPECT_THROW(RunCommand({"deep", ALAD_SAMPLE_PICTURE}), UsageError);
-    EXPECT_THROW(RunCommand({"deep", testing::TempDir() + "missing.png", out}), RunError);
+    EXPECT_THROW(Offline({"sepia", ALAD_SAMPLE_PICTURE, out}), UsageError);
+    EXPECT_THROW(Offline({"gray", ALAD_SAMPLE_PICTURE, out, "--stats"}), UsageError);
+    EXPECT_THROW(Offline({"deep", ALAD_SAMPLE_PICTURE, out, "--level", "3", "--src", "10"}), UsageError);
+    EXPECT_THROW(Offline({"deep", ALAD_SAMPLE_PICTURE}), UsageError);
+    EXPECT_THROW(Offline({"deep", testing::TempDir() + "missing.png", out}), RunError);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -13,95 +13,82 @@
 namespace alad_tool {
 namespace {
 
-int RunCommand(std::vector<std::string> args) {
+// Runs `alad process` with its console output captured and dropped.
+int Process(std::vector<std::string> args) {
+    struct Capture {
+        Capture() {
+            testing::internal::CaptureStdout();
+            testing::internal::CaptureStderr();
+        }
+        ~Capture() {
+            testing::internal::GetCapturedStdout();
+            testing::internal::GetCapturedStderr();
+        }
+    } capture;
     std::vector<char*> argv;
     for (std::string& a : args) argv.push_back(a.data());
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    try {
-        const int rc = RunProcess(static_cast<int>(argv.size()), argv.data());
-        testing::internal::GetCapturedStdout();
-        testing::internal::GetCapturedStderr();
-        return rc;
-    } catch (...) {
-        testing::internal::GetCapturedStdout();
-        testing::internal::GetCapturedStderr();
-        throw;
-    }
+    return RunProcess(static_cast<int>(argv.size()), argv.data());
 }
 
-cv::Mat Gradient(int width, int height, int shift) {
-    cv::Mat picture(height, width, CV_8UC3);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            picture.at<cv::Vec3b>(y, x) = cv::Vec3b(static_cast<uint8_t>((x * 4 + shift) & 255),
-                                                    static_cast<uint8_t>(y * 2), static_cast<uint8_t>((x + y) / 3));
-        }
+cv::Mat Gradient(int shift) {
+    cv::Mat picture(48, 64, CV_8UC3);
+    for (int y = 0; y < 48; ++y) {
+        for (int x = 0; x < 64; ++x) picture.at<cv::Vec3b>(y, x) = cv::Vec3b((x * 4 + shift) & 255, y * 2, (x + y) / 3);
     }
     return picture;
 }
 
-TEST(ProcessCommandTest, StillPictureShowsTheLocalStage) {
-    const std::string in = testing::TempDir() + "alad_process_in.png";
-    const std::string agtm = testing::TempDir() + "alad_process_agtm.png";
-    const std::string cltm = testing::TempDir() + "alad_process_cltm.png";
-    const cv::Mat picture = Gradient(64, 48, 0);
-    WritePicture(in, picture);
-    ASSERT_EQ(RunCommand({"--order", "4", "--src", "300", "--dst", "300", in, agtm}), 0);
-    ASSERT_EQ(RunCommand({"--order", "3", "--strength", "16", "--block", "64", in, cltm}), 0);
+// Each test works in a folder of its own: the tests may run at the same time.
+class ProcessCommandTest : public testing::Test {
+protected:
+    void SetUp() override { std::filesystem::create_directories(dir_); }
+    void TearDown() override { std::filesystem::remove_all(dir_); }
+    std::string Path(const std::string& name) const { return (dir_ / name).string(); }
+    std::filesystem::path dir_ = std::filesystem::path(testing::TempDir()) /
+                                 ("alad_" + std::string(testing::UnitTest::GetInstance()->current_test_info()->name()));
+};
+
+TEST_F(ProcessCommandTest, StillPictureShowsTheLocalStage) {
+    const cv::Mat picture = Gradient(0);
+    WritePicture(Path("in.png"), picture);
+    ASSERT_EQ(Process({"--order", "4", "--src", "300", "--dst", "300", Path("in.png"), Path("agtm.png")}), 0);
+    ASSERT_EQ(Process({"--order", "3", "--strength", "16", "--block", "64", Path("in.png"), Path("cltm.png")}), 0);
     // Order 4 with the same light on both sides is close to the input; order 3 is the primed
     // local mapping, visibly different from a pass-through.
-    EXPECT_LE(cv::norm(cv::imread(agtm), picture, cv::NORM_INF), 8.0);
-    EXPECT_GT(cv::norm(cv::imread(cltm), picture, cv::NORM_INF), 16.0);
-    std::remove(in.c_str());
-    std::remove(agtm.c_str());
-    std::remove(cltm.c_str());
+    EXPECT_LE(cv::norm(cv::imread(Path("agtm.png")), picture, cv::NORM_INF), 8.0);
+    EXPECT_GT(cv::norm(cv::imread(Path("cltm.png")), picture, cv::NORM_INF), 16.0);
 }
 
-TEST(ProcessCommandTest, DriverBufferPathMatchesTheEnginePath) {
-    const std::string in = testing::TempDir() + "alad_process_drv_in.png";
-    const std::string engine = testing::TempDir() + "alad_process_engine.png";
-    const std::string driver = testing::TempDir() + "alad_process_driver.png";
-    WritePicture(in, Gradient(64, 48, 5));
-    ASSERT_EQ(RunCommand({"--level", "35", "--block", "64", in, engine}), 0);
-    ASSERT_EQ(RunCommand({"--argb", "--level", "35", "--block", "64", in, driver}), 0);
+TEST_F(ProcessCommandTest, DriverBufferPathMatchesTheEnginePathAndMistakesAreReported) {
+    const std::string in = Path("in.png"), engine = Path("engine.png"), driver = Path("driver.png");
+    WritePicture(in, Gradient(5));
+    ASSERT_EQ(Process({"--level", "35", "--block", "64", in, engine}), 0);
+    ASSERT_EQ(Process({"--argb", "--level", "35", "--block", "64", in, driver}), 0);
     // The same engine; only the last step differs: the driver rounds 12 to 8 bits (scale 1/16), the
     // tool drops the low bits.
     EXPECT_LE(cv::norm(cv::imread(engine), cv::imread(driver), cv::NORM_INF), 1.0);
-    EXPECT_THROW(RunCommand({"--argb", "--filter", in, driver}), UsageError);
-    EXPECT_THROW(RunCommand({"--level", "40", in, driver}), UsageError);
-    EXPECT_THROW(RunCommand({"--level", "3", "--dst", "5", in, driver}), UsageError);
-    std::remove(in.c_str());
-    std::remove(engine.c_str());
-    std::remove(driver.c_str());
+    const std::vector<std::vector<std::string>> mistakes = {{"--argb", "--filter"}, {"--level", "40"},
+                                                            {"--level", "3", "--dst", "5"}, {"--order", "5"},
+                                                            {"--strength", "17"}};
+    for (std::vector<std::string> args : mistakes) {
+        args.insert(args.end(), {in, driver});
+        EXPECT_THROW(Process(args), UsageError) << args[0] << " " << args[1];
+    }
+    EXPECT_THROW(Process({Path("does_not_exist.avi"), Path("b.avi")}), RunError);
 }
 
-TEST(ProcessCommandTest, VideoIsProcessedFrameByFrame) {
-    const std::string in = testing::TempDir() + "alad_process_in.avi";
-    const std::string out = testing::TempDir() + "alad_process_out.avi";
+TEST_F(ProcessCommandTest, VideoIsProcessedFrameByFrame) {
     {
-        cv::VideoWriter writer(in, cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 10.0, cv::Size(64, 48));
+        cv::VideoWriter writer(Path("in.avi"), cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 10.0, cv::Size(64, 48));
         ASSERT_TRUE(writer.isOpened());
-        for (int i = 0; i < 5; ++i) writer.write(Gradient(64, 48, 10 * i));
+        for (int i = 0; i < 5; ++i) writer.write(Gradient(10 * i));
     }
-    ASSERT_EQ(RunCommand({"--dst", "20000", "--filter", in, out}), 0);
-    cv::VideoCapture result(out);
+    ASSERT_EQ(Process({"--dst", "20000", "--filter", Path("in.avi"), Path("out.avi")}), 0);
+    cv::VideoCapture result(Path("out.avi"));
     ASSERT_TRUE(result.isOpened());
     int frames = 0;
-    cv::Mat frame;
-    while (result.read(frame)) {
-        EXPECT_EQ(frame.size(), cv::Size(64, 48));
-        ++frames;
-    }
+    for (cv::Mat frame; result.read(frame); ++frames) EXPECT_EQ(frame.size(), cv::Size(64, 48));
     EXPECT_EQ(frames, 5);
-    std::remove(in.c_str());
-    std::remove(out.c_str());
-}
-
-TEST(ProcessCommandTest, MistakesAreReportedNotThrownFurther) {
-    EXPECT_THROW(RunCommand({"--order", "5", "a.png", "b.png"}), UsageError);
-    EXPECT_THROW(RunCommand({"--strength", "17", "a.png", "b.png"}), UsageError);
-    EXPECT_THROW(RunCommand({testing::TempDir() + "does_not_exist.avi", "b.avi"}), RunError);
 }
 
 }  // namespace
