@@ -14,8 +14,7 @@
 
 namespace {
 
-using alad_test::EngineRegs;
-using alad_test::Printed;
+using namespace alad_test;
 
 // The AGTM table of the driver's default panel, 300 lux -> dst lux.
 std::vector<int32_t> PanelTable(double dst) {
@@ -54,9 +53,8 @@ TEST(RegisterCheckTest, BoundsPassAndEveryViolationIsReportedInOrder) {
         (&r.reg_tm_mode)[c.field] = c.value;
         EXPECT_EQ(check(r), c.line < 0 ? "" : lines[c.line]) << c.field << " = " << c.value;
     }
-    for (auto [size, block] : {std::pair{0u, 64u}, {64u, 64u}, {65u, 128u}, {128u, 128u}, {129u, 256u}, {4000u, 256u}}) {
+    for (auto [size, block] : {std::pair{0u, 64u}, {64u, 64u}, {65u, 128u}, {128u, 128u}, {129u, 256u}, {4000u, 256u}})
         EXPECT_EQ(_check_blk_size_driver(size), block) << size;
-    }
 }
 
 TEST(DriverEntryTest, InitResetsTheCallersRecordsAndStartsWithTheDefaults) {
@@ -82,14 +80,16 @@ TEST(DriverEntryTest, InitResetsTheCallersRecordsAndStartsWithTheDefaults) {
     user.tm_mode = 4;
     Printed([&] { UpdateCLTMParameterForDriver(&user); ALADRegistratorsInfoForDriver(&regs); });
     const EngineRegs engine;
-    EXPECT_EQ(std::vector<int>({regs.reg_blk_width_b, regs.reg_tm_mode, regs.reg_blk_w_num, regs.reg_strength_interval}),
-              std::vector<int>({128, engine.regs.reg_tm_mode, engine.regs.reg_blk_w_num,
-                                engine.regs.reg_strength_interval}));
+    EXPECT_EQ(regs.reg_blk_width_b, 128);
+    const auto& e = engine.regs;
+    EXPECT_EQ(std::vector<int>({regs.reg_tm_mode, regs.reg_blk_w_num, regs.reg_strength_interval}),
+              std::vector<int>({e.reg_tm_mode, e.reg_blk_w_num, e.reg_strength_interval}));
     EXPECT_EQ(table, engine.table);
 
     // Missing records are named, not dereferenced.
     EXPECT_NE(Printed([] { UpdateCLTMParameterForDriver(nullptr); }).find("null pointer"), std::string::npos);
-    EXPECT_NE(Printed([] { InitEngineALADforDriver(nullptr, nullptr, nullptr); }).find("null pointer"), std::string::npos);
+    EXPECT_NE(Printed([] { InitEngineALADforDriver(nullptr, nullptr, nullptr); }).find("null pointer"),
+              std::string::npos);
     EXPECT_NE(Printed([] { RunOneFrameBufferALADforDriver(nullptr); }).find("null pointer"), std::string::npos);
 }
 
@@ -146,11 +146,9 @@ TEST(DriverEntryTest, EightBitPicturePathWidensFirst) {
 }
 
 TEST(AmbientLevelTest, NearestLevelWithTiesGoingDownAndClampedTables) {
-    const struct { int lux, level; } cases[] = {{-5, 0},    {300, 0},   {301, 0},     {320, 0},    {321, 1},     {340, 1},
-                                                {2380, 21}, {2381, 22}, {48999, 39}, {49000, 39}, {100000, 39}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(Printed([&] { EXPECT_EQ(getAGTMLevel(c.lux), c.level) << c.lux; }), "getArrayLen(agtmLuxTable) = 40\n");
-    }
+    for (auto [lux, level] : {std::pair{-5, 0}, {300, 0}, {301, 0}, {320, 0}, {321, 1}, {340, 1}, {2380, 21},
+                              {2381, 22}, {48999, 39}, {49000, 39}, {100000, 39}})
+        EXPECT_EQ(Printed([&] { EXPECT_EQ(getAGTMLevel(lux), level) << lux; }), "getArrayLen(agtmLuxTable) = 40\n");
     for (int level = 0; level < ALAD_AGTM_LEVELS; ++level) {
         Printed([&] { EXPECT_EQ(getAGTMLevel(agtmLuxTable[level]), level); });
     }

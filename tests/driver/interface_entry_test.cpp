@@ -10,8 +10,7 @@
 
 namespace {
 
-using alad_test::Capture;
-using alad_test::EngineRegs;
+using namespace alad_test;
 
 TEST(InterfaceEntryTest, DefaultsAndInitDiscardTheCallersRecords) {
     ad_user_interface_t_ user;
@@ -48,8 +47,8 @@ TEST(InterfaceEntryTest, DefaultsAndInitDiscardTheCallersRecords) {
 }
 
 TEST(InterfaceEntryTest, RegisterFilesAndRegisterSetsThroughTheInterface) {
-    alad_test::ScratchDir dir;
-    const std::string path = alad_test::WriteText(dir / "regs.txt",
+    ScratchDir dir;
+    const std::string path = WriteText(dir / "regs.txt",
                                                   "tm_mode=4 width=64 height=32 blk_width_b=64 blk_height_b=64 "
                                                   "strength_step=3\nagtm_entry005=4096 hist_adj_curv_07=100\n");
     std::vector<int32_t> hist(65, -1), agtm(256, -1);

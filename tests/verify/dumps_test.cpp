@@ -9,14 +9,11 @@
 
 namespace {
 
-using alad_test::Capture;
-using alad_test::Captured;
-using alad_test::ReadLines;
-using alad_test::WriteText;
+using namespace alad_test;
 using Lines = std::vector<std::string>;
 
 TEST(DumpTest, ArraysAreEightDigitLowerCaseHex) {
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     kelvo::alad_debug_output_::Terminate();  // a fresh, empty store
     const unsigned int hist[] = {0, 4095, 0xFFFFFFFFu, 0xABCDEF}, curve[] = {65535};
     kelvo::alad_debug_output_::GetInstance()->SetADProcCalcCurveHistData(hist, 4);
@@ -40,7 +37,7 @@ TEST(DumpTest, ArraysAreEightDigitLowerCaseHex) {
 }
 
 TEST(DumpTest, ImagesAreRGBLinesThatReadBackUnchanged) {
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     const std::string path = dir / "image.txt";
     // The last pixel is over range: the width is a minimum.
     const cv::Mat image = (cv::Mat_<cv::Vec3i>(1, 4) << cv::Vec3i(0x789, 0x456, 0x123), cv::Vec3i(0, 0, 0),
@@ -71,7 +68,7 @@ TEST(DumpTest, ImagesAreRGBLinesThatReadBackUnchanged) {
 }
 
 TEST(DumpTest, UnwritableFilesAndOtherImagesAreReported) {
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     const std::string nowhere = dir / "no/such/folder.txt";
     Captured out = Capture([&] { EXPECT_EQ(WriteImageDump(nowhere, cv::Mat::zeros(1, 1, CV_32SC3)), -1); });
     EXPECT_EQ(out.out + out.err,

@@ -9,8 +9,7 @@
 
 namespace {
 
-using alad_test::Capture;
-using alad_test::WriteText;
+using namespace alad_test;
 
 constexpr int32_t kUntouched = -7;
 
@@ -34,7 +33,7 @@ struct Record {
 };
 
 TEST(RegisterFileTest, ScalarKeysSetTheirFieldsAndNothingElse) {
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     const struct {
         std::string text;
         std::map<int, int32_t> fields;
@@ -56,7 +55,7 @@ TEST(RegisterFileTest, ScalarKeysSetTheirFieldsAndNothingElse) {
     for (const auto& c : cases) {
         Record r;
         const std::string path = WriteText(dir / "regs.txt", c.text);
-        const alad_test::Captured out = Capture([&] { EXPECT_EQ(ReadRegisterFile(path.c_str(), r.reg), 0); });
+        const Captured out = Capture([&] { EXPECT_EQ(ReadRegisterFile(path.c_str(), r.reg), 0); });
         EXPECT_EQ(r.Set(), c.fields) << c.text;
         EXPECT_EQ(out.out + out.err, "") << c.text;
         EXPECT_TRUE(r.TablesUntouched()) << c.text;
@@ -64,7 +63,7 @@ TEST(RegisterFileTest, ScalarKeysSetTheirFieldsAndNothingElse) {
 }
 
 TEST(RegisterFileTest, TableKeysTakeTheirIndexFromFixedPositionsInsideTheTables) {
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     Record r, expected;
     // The index is at characters 15-16 ("hist") and 11-13 ("agtm") whatever the free text says; a
     // one-character index sits at position 14 alone.
@@ -74,7 +73,7 @@ TEST(RegisterFileTest, TableKeysTakeTheirIndexFromFixedPositionsInsideTheTables)
                        "agtm_entry255=1 hist_adj_curv_0=5 agtm_entry12=6";
     for (const char* token : outside) text += std::string(" ") + token;
     const std::string path = WriteText(dir / "regs.txt", text);
-    const alad_test::Captured out = Capture([&] { EXPECT_EQ(ReadRegisterFile(path.c_str(), r.reg), 0); });
+    const Captured out = Capture([&] { EXPECT_EQ(ReadRegisterFile(path.c_str(), r.reg), 0); });
     EXPECT_TRUE(r.Set().empty());
     for (auto [i, v] : {std::pair{7, 100u}, {64, static_cast<uint32_t>(-3)}, {0, 5u}}) expected.hist[i] = v;
     for (auto [i, v] : {std::pair{123, 4000}, {0, 2048}, {255, 1}, {12, 6}}) expected.agtm[i] = v;
@@ -88,7 +87,7 @@ TEST(RegisterFileTest, TableKeysTakeTheirIndexFromFixedPositionsInsideTheTables)
 }
 
 TEST(RegisterFileTest, ConversionErrorsNameTheFileAndTheToken) {
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     const struct {
         std::string token;
         bool invalid;  // std::invalid_argument, else std::out_of_range
@@ -114,7 +113,7 @@ TEST(RegisterFileTest, ConversionErrorsNameTheFileAndTheToken) {
 }
 
 TEST(RegisterFileTest, UnreadableEmptyAndOverlongInput) {
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     Record r;
     const std::string missing = dir / "missing.txt";
     EXPECT_EQ(Capture([&] { EXPECT_EQ(ReadRegisterFile(missing.c_str(), r.reg), -1); }).err,
@@ -126,7 +125,7 @@ TEST(RegisterFileTest, UnreadableEmptyAndOverlongInput) {
     // are refused whole, so that their tail never becomes a token of its own.
     std::string longest = "agtm_entry010=5";
     longest += std::string(1023 - longest.size(), 'z');
-    const std::string path = WriteText(dir / "long.txt", longest + "\n" + std::string(1024, 'a') + "width=1 height=4\n");
+    const std::string path = WriteText(dir / "long.txt", longest + "\n" + std::string(1024, 'a') + "width=1 height=4");
     const std::string err = Capture([&] { EXPECT_EQ(ReadRegisterFile(path.c_str(), r.reg), 0); }).err;
     EXPECT_NE(err.find("longer than 1023 characters"), std::string::npos);
     EXPECT_EQ(r.agtm[10], 5);

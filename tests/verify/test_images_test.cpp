@@ -8,13 +8,11 @@
 
 namespace {
 
-using alad_test::Capture;
-using alad_test::Captured;
-using alad_test::WriteText;
+using namespace alad_test;
 using Px = std::vector<cv::Vec3i>;
 
 TEST(PixelFileTest, LinesArePixelsRowByRowAndTheCountIsChecked) {
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     const struct {
         bool packed;
         std::string text;
@@ -40,10 +38,10 @@ TEST(PixelFileTest, LinesArePixelsRowByRowAndTheCountIsChecked) {
         cv::Mat image;
         const std::string path = WriteText(dir / "pixels.txt", c.text);
         const auto read = c.packed ? parseImageFromFileCmodel : parseImageFromFile;
-        const Captured out = Capture([&] { EXPECT_EQ(read(path, c.width, c.height, image), c.mismatch.empty() ? 0 : -1); });
+        const int status = c.mismatch.empty() ? 0 : -1;
+        const Captured out = Capture([&] { EXPECT_EQ(read(path, c.width, c.height, image), status); });
         EXPECT_EQ(out.out, (c.packed ? "open success: " : "open success! ") + path + "\n");
-        EXPECT_EQ(out.err, c.mismatch.empty() ? "" : "parameter error: pixel number != width*height: " + c.mismatch + "\n")
-            << c.text;
+        EXPECT_EQ(out.err, status ? "parameter error: pixel number != width*height: " + c.mismatch + "\n" : "");
         ASSERT_EQ(image.type(), CV_32SC3);
         EXPECT_EQ(image.size(), cv::Size(c.width, c.height));
         EXPECT_EQ(Px(image.begin<cv::Vec3i>(), image.end<cv::Vec3i>()), c.pixels) << c.text;
@@ -51,18 +49,15 @@ TEST(PixelFileTest, LinesArePixelsRowByRowAndTheCountIsChecked) {
 }
 
 TEST(PixelFileTest, UnusableSizesAndMissingFilesAreRefused) {
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     const std::string path = WriteText(dir / "one.txt", "123456789\n"), missing = dir / "missing.txt";
-    const struct {
-        int width, height;
-    } sizes[] = {{0, 0}, {0, 1}, {1, 0}, {-1, 5}, {5, -1}, {-2147483647 - 1, 1}, {100000, 100000}, {2147483647, 2}};
-    for (const auto& s : sizes) {
+    for (const auto& [w, h] : {std::pair{0, 0}, {0, 1}, {1, 0}, {-1, 5}, {5, -1}, {-2147483647 - 1, 1},
+                               {100000, 100000}, {2147483647, 2}}) {
         for (const auto read : {parseImageFromFile, parseImageFromFileCmodel}) {
             cv::Mat image(2, 2, CV_32SC3);
-            const Captured out = Capture([&] { EXPECT_EQ(read(path, s.width, s.height, image), -1); });
+            const std::string err = Capture([&] { EXPECT_EQ(read(path, w, h, image), -1); }).err;
             EXPECT_TRUE(image.empty());
-            const std::string size = std::to_string(s.width) + "x" + std::to_string(s.height);
-            EXPECT_NE(out.err.find("frame size " + size + " is not usable"), std::string::npos) << out.err;
+            EXPECT_NE(err.find(cv::format("frame size %dx%d is not usable", w, h)), std::string::npos) << err;
         }
     }
     cv::Mat image;
@@ -76,10 +71,10 @@ TEST(PixelFileTest, UnusableSizesAndMissingFilesAreRefused) {
 }
 
 TEST(YuvFileTest, ConvertsWithTheRoundingConstantSaturatesAndIndexesChromaRowsOfWidthBytes) {
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     cv::Mat image;
     // 4x2, planar 10-bit little-endian 4:2:0: two chroma samples per plane, for columns 0-1 and 2-3.
-    const std::string frame = alad_test::Le16({64, 940, 1023, 0, 64, 940, 1023, 0, 512, 1023, 512, 512});
+    const std::string frame = Le16({64, 940, 1023, 0, 64, 940, 1023, 0, 512, 1023, 512, 512});
     yuv10BitLE2BGR(WriteText(dir / "frame.yuv", frame), 4, 2, image);
     ASSERT_EQ(image.type(), CV_32SC3);
     const Px row = {{2, 2, 2},           // c = 0: (0 + 512) >> 8
@@ -95,7 +90,7 @@ TEST(YuvFileTest, ConvertsWithTheRoundingConstantSaturatesAndIndexesChromaRowsOf
     // 3x3: each chroma plane is read as 4 x 2 = 8 bytes, and row r of chroma starts at byte 3 * r,
     // so the last row's samples straddle byte pairs 3-4 and 5-6.
     const std::string u = {0x00, 0x02, char(0xC0), 0x01, 0x02, 0x00, 0x02, 0x00}, v = {0, 2, 0, 0, 2, 0, 2, 0};
-    yuv10BitLE2BGR(WriteText(dir / "odd.yuv", alad_test::Le16(std::vector<int>(9, 500)) + u + v), 3, 3, image);
+    yuv10BitLE2BGR(WriteText(dir / "odd.yuv", Le16(std::vector<int>(9, 500)) + u + v), 3, 3, image);
     ASSERT_EQ(image.size(), cv::Size(3, 3));
     const int c = 298 * 500 - 19072;
     // Row 2, column 0: U at bytes 3-4 = 0x0201 (513), V at bytes 3-4 = 0x0200 (512).
@@ -105,7 +100,7 @@ TEST(YuvFileTest, ConvertsWithTheRoundingConstantSaturatesAndIndexesChromaRowsOf
 }
 
 TEST(YuvFileTest, ShortOrMissingFilesAndBadSizesLeaveNoImage) {
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     cv::Mat image;
     // 2x2 needs 8 bytes of luma and 2 of each chroma plane: 12.
     const std::string complete = WriteText(dir / "complete.yuv", std::string(12, '\0')), none = dir / "none.yuv";
@@ -129,7 +124,7 @@ TEST(YuvFileTest, ShortOrMissingFilesAndBadSizesLeaveNoImage) {
 }
 
 TEST(GammaFileTest, PrintsTheCheckAndCountsEntries) {
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     const std::string path = WriteText(dir / "gamma.txt", "100 ff\n\n0 0\n80 3f\n");
     EXPECT_EQ(Capture([&] { EXPECT_EQ(parseGammaLUTFromFile(path, 3), 0); }).out,
               "open success! " + path + "\naddr: 4096,   value: 255.   pow(v, 2.2): 4096\n"

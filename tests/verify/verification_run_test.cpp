@@ -10,11 +10,7 @@
 
 namespace {
 
-using alad_test::Capture;
-using alad_test::Captured;
-using alad_test::EngineRegs;
-using alad_test::ReadLines;
-using alad_test::WriteText;
+using namespace alad_test;
 namespace fs = std::filesystem;
 
 const std::vector<std::string> kDumps = {"hist",      "foreward_curve", "backward_curve", "curve",  "smooth_curve",
@@ -34,9 +30,7 @@ protected:
     int32_t Run(std::string regs, std::string folder = "", std::vector<const char*> names = {},
                 const std::string& image = "image.txt") {
         if (regs.find('=') != std::string::npos) {  // the scalars, then every AGTM entry at a unit gain (2048)
-            for (int i = 0; i < 256; ++i) {
-                regs += "\nagtm_entry" + std::string(i < 10 ? "00" : i < 100 ? "0" : "") + std::to_string(i) + "=2048";
-            }
+            for (int i = 0; i < 256; ++i) regs += cv::format("\nagtm_entry%03d=2048", i);
             regs = WriteText(dir / "regs.txt", regs);
         }
         int32_t status = 0;
@@ -52,16 +46,14 @@ protected:
         Capture([&] { EXPECT_EQ(parseImageFromFileCmodel(file, width, height, image), 0); });
         return image;
     }
-    alad_test::ScratchDir dir;
+    ScratchDir dir;
     Captured printed;
 };
 
 TEST_F(VerificationRunTest, EveryOrderWritesTheEightDumpsInOrderThenTheResult) {
-    {  // the reference configuration before any register file: no size, order 1
-        const EngineRegs r;
-        EXPECT_EQ(std::vector<int>({r.regs.reg_tm_mode, r.regs.width, r.regs.height, r.regs.reg_blk_width_b,
-                                    r.regs.reg_strength_target}), std::vector<int>({1, 0, 0, 256, 128}));
-    }
+    const EngineRegs init;  // the reference configuration before any register file: no size, order 1
+    EXPECT_EQ(std::vector<int>({init.regs.reg_tm_mode, init.regs.width, init.regs.height, init.regs.reg_blk_width_b,
+                                init.regs.reg_strength_target}), std::vector<int>({1, 0, 0, 256, 128}));
     const cv::Mat picture = WriteVector(8, 4, 1);
     for (const int order : {1, 2, 3, 4, 0}) {
         const std::string folder = dir / ("order" + std::to_string(order));
@@ -83,10 +75,8 @@ TEST_F(VerificationRunTest, EveryOrderWritesTheEightDumpsInOrderThenTheResult) {
 
     // Names are taken in order, the missing ones defaulted.
     EXPECT_EQ(Run("tm_mode=4 width=8 height=4", "", {"h.txt", nullptr, "", "c.txt"}), 0);
-    for (size_t i = 0; i < kDumps.size(); ++i) {
-        const std::string name = i == 0 ? "h" : i == 3 ? "c" : kDumps[i];
-        EXPECT_TRUE(fs::exists(dir / (name + ".txt"))) << name;
-    }
+    for (size_t i = 0; i < kDumps.size(); ++i)
+        EXPECT_TRUE(fs::exists(dir / ((i == 0 ? "h" : i == 3 ? "c" : kDumps[i]) + ".txt"))) << kDumps[i];
     EXPECT_EQ(Run("tm_mode=4 width=8 height=4", "", {"", "", "", "", "", "", "", "", "out.txt"}), 0);
     EXPECT_EQ(ReadLines(dir / "out.txt").size(), 32u);
 }
@@ -99,13 +89,8 @@ TEST_F(VerificationRunTest, RegisterFileSwitchesTheEngineToItsFrameSize) {
     EXPECT_NE(printed.out.find("INFO: video size 1080x2400"), std::string::npos);
     // The first frame of a sequence passes the local stage (which works on 10 bits) and a unit gain
     // keeps it.
-    cv::Mat expected(picture.size(), CV_32SC3);
-    for (int y = 0; y < picture.rows; ++y) {
-        for (int i = 0; i < picture.cols * 3; ++i) {
-            const int32_t v10 = picture.ptr<int32_t>(y)[i] >> 2;
-            expected.ptr<int32_t>(y)[i] = 4 * v10 + (v10 >> 8);
-        }
-    }
+    cv::Mat expected = picture.clone();
+    for (int32_t& v : cv::Mat_<int32_t>(expected.reshape(1))) v = 4 * (v >> 2) + (v >> 10);
     EXPECT_EQ(cv::norm(Result(dir / "result.txt", 1080, 2400), expected, cv::NORM_INF), 0.0);
     EXPECT_EQ(ReadLines(dir / "hist.txt").size(), 5u * 10u * 128u);  // 5 x 10 blocks of 256
 }
