@@ -48,9 +48,8 @@ TEST(InterfaceEntryTest, DefaultsAndInitDiscardTheCallersRecords) {
 
 TEST(InterfaceEntryTest, RegisterFilesAndRegisterSetsThroughTheInterface) {
     ScratchDir dir;
-    const std::string path = WriteText(dir / "regs.txt",
-                                                  "tm_mode=4 width=64 height=32 blk_width_b=64 blk_height_b=64 "
-                                                  "strength_step=3\nagtm_entry005=4096 hist_adj_curv_07=100\n");
+    const std::string path = WriteText(dir / "regs.txt", "tm_mode=4 width=64 height=32 blk_width_b=64 blk_height_b=64 "
+                                                         "strength_step=3\nagtm_entry005=4096 hist_adj_curv_07=100\n");
     std::vector<int32_t> hist(65, -1), agtm(256, -1);
     alad_verification_registrator_interface_ reg{};
     reg.reg_hist = hist.data();
