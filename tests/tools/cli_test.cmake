@@ -63,7 +63,6 @@ foreach(command vector verify diff regs)
 endforeach()
 expect(0 "-> ${WORK}/vec/image.txt, ${WORK}/vec/regs.txt \\(order 1, 300 -> 20000 lux\\)"
        vector "${SAMPLE}" "${WORK}/vec" --src 300 --dst 20000)
-expect(0 "blk_w_num          3" regs "${WORK}/vec/regs.txt")
 set(image "${WORK}/vec/image.txt")
 expect(0 "frame-002: .*alad verify: 3 frames of 600x400, order 1"
        verify "${WORK}/vec/regs.txt" "${WORK}/run" "${image}" "${image}" "${image}")
@@ -84,6 +83,26 @@ file(WRITE "${WORK}/changed/frame-001/hist.txt" "${text}\n")
 expect(1 "frame-001/hist.txt: 1 of [0-9]+ lines differ; first at line 3: ${old} \\| 0000abcd; largest difference [0-9]+\nalad diff: 26 identical, 1 different, 0 in one folder only"
        diff "${WORK}/run" "${WORK}/changed")
 
+# diff spells out counts, channel differences and files in one folder only; two files compare directly.
+file(WRITE "${WORK}/da/f/hist.txt" "00000001\n00000fff\n")
+file(WRITE "${WORK}/db/f/hist.txt" "00000001\r\n00000FFF  \n")  # the same values, spelt otherwise
+file(WRITE "${WORK}/da/f/result.txt" "123456789\n000000000\nfff000fff\n")
+file(WRITE "${WORK}/db/f/result.txt" "123456788\n000000000\n000000fff\n")
+file(WRITE "${WORK}/da/f/curve.txt" "00000010\n00000020\n00000030\n")
+file(WRITE "${WORK}/db/f/curve.txt" "00000010\n00000025\n")
+file(WRITE "${WORK}/da/only_a.txt" "x\n")
+file(WRITE "${WORK}/db/f/only_b.txt" "y\n")
+expect(1 "^f/curve.txt: 2 of 3 lines differ \\(3 lines against 2\\); first at line 2: 00000020 \\| 00000025; largest difference 5
+f/result.txt: 2 of 3 lines differ; first at line 1: 123456789 \\| 123456788; largest difference R 4095, G 0, B 1
+only in ${WORK}/da: only_a.txt
+only in ${WORK}/db: f/only_b.txt
+alad diff: 1 identical, 2 different, 2 in one folder only\n$" diff "${WORK}/da" "${WORK}/db")
+expect(0 "" diff "${WORK}/da/f/hist.txt" "${WORK}/db/f/hist.txt")
+expect(1 "^hist.txt: 3 of 3 lines differ \\(2 lines against 3\\)" diff "${WORK}/da/f/hist.txt" "${WORK}/da/f/curve.txt")
+expect(2 "needs DIR_A and DIR_B" diff "${WORK}/da")
+expect(2 "'${WORK}/missing' does not exist" diff "${WORK}/da" "${WORK}/missing")
+expect(2 "must be two folders or two files" diff "${WORK}/da" "${WORK}/da/f/hist.txt")
+
 expect(1 "frame-001: .*FAILED.*open failed: ${WORK}/missing.txt.*1 of 2 frames failed"
        verify "${WORK}/vec/regs.txt" "${WORK}/run2" "${image}" "${WORK}/missing.txt")
 file(WRITE "${WORK}/bad_regs.txt" "width=600 height=400 agtm_entry=5\n")
@@ -92,6 +111,16 @@ file(WRITE "${WORK}/no_size.txt" "tm_mode=1\n")
 expect(1 "'${WORK}/no_size.txt' sets the frame size 0x0" verify "${WORK}/no_size.txt" "${WORK}/run4" "${image}")
 expect(2 "needs REGFILE, OUTDIR and at least one IMAGE" verify "${WORK}/vec/regs.txt" "${WORK}/run4")
 
-# regs ends with the driver's range check.
+# regs: the registers, the block counts, both tables, then the driver's range check.
+file(WRITE "${WORK}/regs.txt" "tm_mode=2 width=600 height=400 blk_width_b=100 blk_height_b=256 strength_step=5 hist_adj_curv_12=777 agtm_entry017=2048\n")
+expect(0 "  tm_mode            2\n  width              600\n.*  strength_interval  0
+  blk_h_num          2  \\(height in blocks of 256\\)
+  blk_w_num          5  \\(width in blocks of 128\\)
+hist .*\n  00: 0 0 0 0 0 0 0 0 0 0 0 0 777\n.*\n  016: 0 2048 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n" regs "${WORK}/regs.txt")
 file(WRITE "${WORK}/odd_regs.txt" "tm_mode=7 width=64 height=64 blk_width_b=64 blk_height_b=64 strength_step=1\n")
 expect(0 "driver range check.*\nerror reg_tm_mode out of range \\[1~6\\] !\n$" regs "${WORK}/odd_regs.txt")
+file(WRITE "${WORK}/bad_table.txt" "width=5 agtm_entryabc=1\n")
+expect(1 "^alad regs: register file '${WORK}/bad_table.txt': token 'agtm_entryabc=1': AGTM table index 'abc' is not a number\n$"
+       regs "${WORK}/bad_table.txt")
+expect(1 "alad regs: cannot read register file '${WORK}/missing.txt'" regs "${WORK}/missing.txt")
+expect(2 "needs one REGFILE" regs)

@@ -9,54 +9,42 @@
 
 namespace {
 
-using alad_test::Capture;
-using alad_test::ReadLines;
-using alad_test::ScratchDir;
-
+using namespace alad_test;
 using Lines = std::vector<std::string>;
 
 TEST(DumpTest, ArraysAreEightDigitLowerCaseHex) {
     ScratchDir dir;
     kelvo::alad_debug_output_::Terminate();  // a fresh, empty store
-    kelvo::alad_debug_output_* store = kelvo::alad_debug_output_::GetInstance();
-    const unsigned int hist[] = {0, 4095, 0xFFFFFFFFu, 0xABCDEF};
-    store->SetADProcCalcCurveHistData(hist, 4);
-    const unsigned int curve[] = {65535};
-    store->SetADProcCalcCurveSmoothCurveData(curve, 1);
-
+    const unsigned int hist[] = {0, 4095, 0xFFFFFFFFu, 0xABCDEF}, curve[] = {65535};
+    kelvo::alad_debug_output_::GetInstance()->SetADProcCalcCurveHistData(hist, 4);
+    kelvo::alad_debug_output_::GetInstance()->SetADProcCalcCurveSmoothCurveData(curve, 1);
     const std::string path = dir / "hist.txt";
-    const alad_test::Captured out = Capture([&] { printDebugInfo(path, "hist"); });
+    EXPECT_EQ(Capture([&] { printDebugInfo(path, "hist"); }).out, "printDebugInfo: " + path + ", infoType: hist\n");
     EXPECT_EQ(ReadLines(path), (Lines{"00000000", "00000fff", "ffffffff", "00abcdef"}));
-    EXPECT_EQ(out.out, "printDebugInfo: " + path + ", infoType: hist\n");
     Capture([&] { printDebugInfo(7, dir / "smooth.txt", "ignored", "smooth_curve"); });
     EXPECT_EQ(ReadLines(dir / "smooth.txt"), (Lines{"0000ffff"}));
 
     // Entries the engine has not produced, and unknown types, leave an empty file.
-    for (const char* type : {"foreward_curve", "backward_curve", "curve", "trans_curve", "agtm_result", "cltm_result"}) {
-        const std::string file = dir / (std::string(type) + ".txt");
-        alad_test::WriteText(file, "stale\n");
-        Capture([&] { EXPECT_EQ(WriteDebugDump(file, type), 0); });
+    for (const std::string type : {"foreward_curve", "backward_curve", "curve", "trans_curve", "agtm_result",
+                                   "cltm_result", "Hist"}) {
+        const std::string file = WriteText(dir / (type + "_.txt"), "stale\n");
+        const Captured c = Capture([&] { EXPECT_EQ(WriteDebugDump(file, type), type == "Hist" ? -1 : 0); });
         EXPECT_TRUE(ReadLines(file).empty()) << type;
+        EXPECT_EQ(c.out, "printDebugInfo: " + file + ", infoType: " + type + "\n");
+        EXPECT_EQ(c.err, type == "Hist" ? "the infoType is:Hist\n" : "") << type;
     }
-    const std::string unknown = alad_test::WriteText(dir / "unknown.txt", "stale\n");
-    const alad_test::Captured refused = Capture([&] { EXPECT_EQ(WriteDebugDump(unknown, "Hist"), -1); });
-    EXPECT_EQ(refused.err, "the infoType is:Hist\n");
-    EXPECT_EQ(refused.out, "printDebugInfo: " + unknown + ", infoType: Hist\n");
-    EXPECT_TRUE(ReadLines(unknown).empty());
     kelvo::alad_debug_output_::Terminate();
 }
 
 TEST(DumpTest, ImagesAreRGBLinesThatReadBackUnchanged) {
     ScratchDir dir;
-    cv::Mat image(1, 4, CV_32SC3);
-    image.at<cv::Vec3i>(0, 0) = cv::Vec3i(0x789, 0x456, 0x123);
-    image.at<cv::Vec3i>(0, 1) = cv::Vec3i(0, 0, 0);
-    image.at<cv::Vec3i>(0, 2) = cv::Vec3i(4095, 4095, 4095);
-    image.at<cv::Vec3i>(0, 3) = cv::Vec3i(0x1000, 0, 4095);  // over range: the width is a minimum
     const std::string path = dir / "image.txt";
-    const alad_test::Captured out = Capture([&] { printImageInfo(path, image); });
+    // The last pixel is over range: the width is a minimum.
+    const cv::Mat image = (cv::Mat_<cv::Vec3i>(1, 4) << cv::Vec3i(0x789, 0x456, 0x123), cv::Vec3i(0, 0, 0),
+                           cv::Vec3i(4095, 4095, 4095), cv::Vec3i(0x1000, 0, 4095));
+    EXPECT_EQ(Capture([&] { printImageInfo(path, image); }).out,
+              "printImageInfo: " + path + "\nprintImageInfo: " + path + "\n");
     EXPECT_EQ(ReadLines(path), (Lines{"123456789", "000000000", "fffffffff", "fff0001000"}));
-    EXPECT_EQ(out.out, "printImageInfo: " + path + "\nprintImageInfo: " + path + "\n");
 
     // Random 12-bit pictures of awkward sizes survive a dump and a read.
     cv::RNG rng(12);
@@ -70,48 +58,38 @@ TEST(DumpTest, ImagesAreRGBLinesThatReadBackUnchanged) {
         EXPECT_EQ(cv::norm(picture, back, cv::NORM_INF), 0.0) << size;
     }
 
-    // A view into a larger image is written row by row.
+    // A view into a larger image is written row by row; 8-bit images as they are.
     cv::Mat big(4, 4, CV_32SC3, cv::Scalar(1, 2, 3));
     big(cv::Rect(1, 1, 2, 2)).setTo(cv::Scalar(0xA, 0xB, 0xC));
     Capture([&] { EXPECT_EQ(WriteImageDump(path, big(cv::Rect(1, 1, 2, 2))), 0); });
     EXPECT_EQ(ReadLines(path), (Lines(4, "00c00b00a")));
+    Capture([&] { EXPECT_EQ(WriteImageDump(path, cv::Mat(1, 1, CV_8UC3, cv::Scalar(1, 2, 255))), 0); });
+    EXPECT_EQ(ReadLines(path), (Lines{"0ff002001"}));
 }
 
 TEST(DumpTest, UnwritableFilesAndOtherImagesAreReported) {
     ScratchDir dir;
     const std::string nowhere = dir / "no/such/folder.txt";
-    alad_test::Captured out = Capture([&] { EXPECT_EQ(WriteImageDump(nowhere, cv::Mat::zeros(1, 1, CV_32SC3)), -1); });
-    EXPECT_EQ(out.err, "open failed: " + nowhere + "\n");
-    EXPECT_EQ(out.out, "printImageInfo: " + nowhere + "\nprintImageInfo: " + nowhere + "\n");
-    out = Capture([&] { EXPECT_EQ(WriteDebugDump(nowhere, "hist"), -1); });
-    EXPECT_EQ(out.err, "open failed: " + nowhere + "\n");
-
+    Captured out = Capture([&] { EXPECT_EQ(WriteImageDump(nowhere, cv::Mat::zeros(1, 1, CV_32SC3)), -1); });
+    EXPECT_EQ(out.out + out.err,
+              "printImageInfo: " + nowhere + "\nprintImageInfo: " + nowhere + "\nopen failed: " + nowhere + "\n");
+    EXPECT_EQ(Capture([&] { EXPECT_EQ(WriteDebugDump(nowhere, "hist"), -1); }).err, "open failed: " + nowhere + "\n");
     out = Capture([&] { EXPECT_EQ(WriteImageDump(dir / "gray.txt", cv::Mat::zeros(2, 2, CV_32SC1)), -1); });
     EXPECT_NE(out.err.find("1-channel image"), std::string::npos);
-    cv::Mat bytes(1, 1, CV_8UC3, cv::Scalar(1, 2, 255));
-    Capture([&] { EXPECT_EQ(WriteImageDump(dir / "bytes.txt", bytes), 0); });
-    EXPECT_EQ(ReadLines(dir / "bytes.txt"), (Lines{"0ff002001"}));
 }
 
 TEST(DumpTest, StatisticsCompareFloatWithFixed) {
-    cv::Mat reference(1, 2, CV_32FC3), fixed(1, 2, CV_32SC3);
-    reference.at<cv::Vec3f>(0, 0) = cv::Vec3f(10, 20, 30);
-    reference.at<cv::Vec3f>(0, 1) = cv::Vec3f(1, 2, 3);
-    fixed.at<cv::Vec3i>(0, 0) = cv::Vec3i(12, 20, 25);
-    fixed.at<cv::Vec3i>(0, 1) = cv::Vec3i(1, 3, 3);
-    alad_test::Captured out = Capture([&] { StatisticsForFloatFixed(reference, fixed, "agtm"); });
-    // Differences -2, 0, 5 and 0, -1, 0; the minimum comes first.
-    EXPECT_EQ(out.out.rfind("agtm:  Float and Fixed PSNR: ", 0), 0u) << out.out;
-    EXPECT_NE(out.out.find(";    DifferenceSum : [2, 1, 5, 0];  MaxMinV: -2, 5\n"), std::string::npos) << out.out;
-
+    cv::Mat reference = (cv::Mat_<cv::Vec3f>(1, 2) << cv::Vec3f(10, 20, 30), cv::Vec3f(1, 2, 3));
+    cv::Mat fixed = (cv::Mat_<cv::Vec3i>(1, 2) << cv::Vec3i(12, 20, 25), cv::Vec3i(1, 3, 3)), other(2, 2, CV_32SC3);
+    // Differences -2, 0, 5 and 0, -1, 0: a mean square of 5 against 255, the absolute sums per channel, then the
+    // minimum and the maximum.
+    EXPECT_EQ(Capture([&] { StatisticsForFloatFixed(reference, fixed, "agtm"); }).out,
+              "agtm:  Float and Fixed PSNR: 41.1411;    DifferenceSum : [2, 1, 5, 0];  MaxMinV: -2, 5\n");
     cv::Mat same = fixed.clone();
-    out = Capture([&] { StatisticsForFloatFixed(fixed, same, "same"); });
-    EXPECT_EQ(out.out, "same:  Float and Fixed PSNR: 361.202;    DifferenceSum : [0, 0, 0, 0];  MaxMinV: 0, 0\n");
-
-    cv::Mat other(2, 2, CV_32SC3);
-    out = Capture([&] { StatisticsForFloatFixed(fixed, other, "sizes"); });
-    EXPECT_EQ(out.out, "");
-    EXPECT_NE(out.err.find("sizes"), std::string::npos);
+    EXPECT_EQ(Capture([&] { StatisticsForFloatFixed(fixed, same, "same"); }).out,
+              "same:  Float and Fixed PSNR: 361.202;    DifferenceSum : [0, 0, 0, 0];  MaxMinV: 0, 0\n");
+    const Captured sizes = Capture([&] { StatisticsForFloatFixed(fixed, other, "sizes"); });
+    EXPECT_TRUE(sizes.out.empty() && sizes.err.find("sizes") != std::string::npos) << sizes.err;
 }
 
 }  // namespace

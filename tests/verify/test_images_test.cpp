@@ -8,100 +8,60 @@
 
 namespace {
 
-using alad_test::Capture;
-using alad_test::ScratchDir;
-using alad_test::WriteText;
+using namespace alad_test;
+using Px = std::vector<cv::Vec3i>;
 
-cv::Vec3i Pixel(const cv::Mat& image, int y, int x) { return image.at<cv::Vec3i>(y, x); }
-
-TEST(PixelFileTest, TextPixelsAreRGBAndBothReadersCountPixels) {
+TEST(PixelFileTest, LinesArePixelsRowByRowAndTheCountIsChecked) {
     ScratchDir dir;
-    const std::string rgb = WriteText(dir / "rgb.txt", "FFF 0 0\n0 0 FFF\n");
-    const std::string packed = WriteText(dir / "packed.txt", "fff000000\n000000FFF\n");
-    cv::Mat image;
-
-    alad_test::Captured out = Capture([&] { EXPECT_EQ(parseImageFromFile(rgb, 2, 1, image), 0); });
-    EXPECT_EQ(out.out, "open success! " + rgb + "\n");
-    ASSERT_EQ(image.type(), CV_32SC3);
-    EXPECT_EQ(Pixel(image, 0, 0), cv::Vec3i(0, 0, 4095));
-    EXPECT_EQ(Pixel(image, 0, 1), cv::Vec3i(4095, 0, 0));
-
-    out = Capture([&] { EXPECT_EQ(parseImageFromFileCmodel(packed, 2, 1, image), 0); });
-    EXPECT_EQ(out.out, "open success: " + packed + "\n");
-    EXPECT_EQ(Pixel(image, 0, 0), cv::Vec3i(0, 0, 4095));
-    EXPECT_EQ(Pixel(image, 0, 1), cv::Vec3i(4095, 0, 0));
-
-    for (const std::string& path : {rgb, packed}) {
-        out = Capture([&] {
-            const int r = path == rgb ? parseImageFromFile(path, 3, 1, image) : parseImageFromFileCmodel(path, 3, 1, image);
-            EXPECT_EQ(r, -1);
-        });
-        EXPECT_EQ(out.err, "parameter error: pixel number != width*height: 2 != 3\n");
-        EXPECT_EQ(image.size(), cv::Size(3, 1));
-        EXPECT_EQ(Pixel(image, 0, 2), cv::Vec3i(0, 0, 0));  // what the file did not hold reads 0
+    const struct {
+        bool packed;
+        std::string text;
+        int width, height;
+        std::string mismatch;  // "<pixels read> != <pixels wanted>", or none
+        Px pixels;             // row by row
+    } cases[] = {
+        {false, "FFF 0 0\n0 0 FFF\n", 2, 1, "", {{0, 0, 4095}, {4095, 0, 0}}},
+        {false, "FFF 0 0\n0 0 FFF\n", 3, 1, "2 != 3", {{0, 0, 4095}, {4095, 0, 0}, {0, 0, 0}}},  // the rest reads 0
+        {true, "fff000000\n000000FFF\n", 2, 1, "", {{0, 0, 4095}, {4095, 0, 0}}},
+        {true, "fff000000\n000000FFF\n", 3, 1, "2 != 3", {{0, 0, 4095}, {4095, 0, 0}, {0, 0, 0}}},
+        // A third line for two pixels overwrites the first and is counted.
+        {false, "1 2 3\n4 5 6\n7 8 9\n", 2, 1, "3 != 2", {{9, 8, 7}, {6, 5, 4}}},
+        // The empty line ends row 0 after one pixel; row 1 takes the next two lines.
+        {false, "1 2 3\n\n4 5 6\n7 8 9\n", 2, 2, "3 != 4", {{3, 2, 1}, {0, 0, 0}, {6, 5, 4}, {9, 8, 7}}},
+        // Missing or malformed numbers read 0, and so does everything after a malformed one.
+        {false, "FFF\nabc zz 5\n0x10 20 30", 3, 1, "", {{0, 0, 0xFFF}, {0, 0, 0xABC}, {0x30, 0x20, 0x10}}},
+        // Nine digits carry R, G, B; higher digits are ignored, fewer are the low channels.
+        {true, "123456789\nABC123456789\nfff\nzz\n-1\n", 5, 1, "",
+         {{0x789, 0x456, 0x123}, {0x789, 0x456, 0x123}, {0xFFF, 0, 0}, {0, 0, 0}, {0xFFF, 0xFFF, 0xFFF}}},
+    };
+    for (const auto& c : cases) {
+        cv::Mat image;
+        const std::string path = WriteText(dir / "pixels.txt", c.text);
+        const auto read = c.packed ? parseImageFromFileCmodel : parseImageFromFile;
+        const int status = c.mismatch.empty() ? 0 : -1;
+        const Captured out = Capture([&] { EXPECT_EQ(read(path, c.width, c.height, image), status); });
+        EXPECT_EQ(out.out, (c.packed ? "open success: " : "open success! ") + path + "\n");
+        EXPECT_EQ(out.err, status ? "parameter error: pixel number != width*height: " + c.mismatch + "\n" : "");
+        ASSERT_EQ(image.type(), CV_32SC3);
+        EXPECT_EQ(image.size(), cv::Size(c.width, c.height));
+        EXPECT_EQ(Px(image.begin<cv::Vec3i>(), image.end<cv::Vec3i>()), c.pixels) << c.text;
     }
-}
-
-TEST(PixelFileTest, ExtraLinesStartAgainAndEmptyLinesEndARow) {
-    ScratchDir dir;
-    cv::Mat image;
-    // A third line for two pixels overwrites the first and is counted.
-    const std::string extra = WriteText(dir / "extra.txt", "1 2 3\n4 5 6\n7 8 9\n");
-    alad_test::Captured out = Capture([&] { EXPECT_EQ(parseImageFromFile(extra, 2, 1, image), -1); });
-    EXPECT_EQ(out.err, "parameter error: pixel number != width*height: 3 != 2\n");
-    EXPECT_EQ(Pixel(image, 0, 0), cv::Vec3i(9, 8, 7));
-    EXPECT_EQ(Pixel(image, 0, 1), cv::Vec3i(6, 5, 4));
-
-    // The empty line ends row 0 after one pixel; row 1 takes the next two lines.
-    const std::string gap = WriteText(dir / "gap.txt", "1 2 3\n\n4 5 6\n7 8 9\n");
-    out = Capture([&] { EXPECT_EQ(parseImageFromFile(gap, 2, 2, image), -1); });
-    EXPECT_EQ(out.err, "parameter error: pixel number != width*height: 3 != 4\n");
-    EXPECT_EQ(Pixel(image, 0, 0), cv::Vec3i(3, 2, 1));
-    EXPECT_EQ(Pixel(image, 0, 1), cv::Vec3i(0, 0, 0));
-    EXPECT_EQ(Pixel(image, 1, 0), cv::Vec3i(6, 5, 4));
-    EXPECT_EQ(Pixel(image, 1, 1), cv::Vec3i(9, 8, 7));
-
-    // Missing or malformed numbers read 0, and so does everything after a malformed one.
-    const std::string partial = WriteText(dir / "partial.txt", "FFF\nabc zz 5\n0x10 20 30");
-    Capture([&] { EXPECT_EQ(parseImageFromFile(partial, 3, 1, image), 0); });
-    EXPECT_EQ(Pixel(image, 0, 0), cv::Vec3i(0, 0, 0xFFF));
-    EXPECT_EQ(Pixel(image, 0, 1), cv::Vec3i(0, 0, 0xABC));
-    EXPECT_EQ(Pixel(image, 0, 2), cv::Vec3i(0x30, 0x20, 0x10));
-}
-
-TEST(PixelFileTest, PackedLinesHoldTwelveBitsPerChannel) {
-    ScratchDir dir;
-    cv::Mat image;
-    // Nine digits carry R, G, B; higher digits are ignored, fewer are the low channels.
-    const std::string path = WriteText(dir / "packed.txt", "123456789\nABC123456789\nfff\nzz\n-1\n");
-    Capture([&] { EXPECT_EQ(parseImageFromFileCmodel(path, 5, 1, image), 0); });
-    EXPECT_EQ(Pixel(image, 0, 0), cv::Vec3i(0x789, 0x456, 0x123));
-    EXPECT_EQ(Pixel(image, 0, 1), cv::Vec3i(0x789, 0x456, 0x123));
-    EXPECT_EQ(Pixel(image, 0, 2), cv::Vec3i(0xFFF, 0, 0));
-    EXPECT_EQ(Pixel(image, 0, 3), cv::Vec3i(0, 0, 0));
-    EXPECT_EQ(Pixel(image, 0, 4), cv::Vec3i(0xFFF, 0xFFF, 0xFFF));
 }
 
 TEST(PixelFileTest, UnusableSizesAndMissingFilesAreRefused) {
     ScratchDir dir;
-    const std::string path = WriteText(dir / "one.txt", "123456789\n");
-    const struct {
-        int width, height;
-    } sizes[] = {{0, 0}, {0, 1}, {1, 0}, {-1, 5}, {5, -1}, {-2147483647 - 1, 1}, {100000, 100000}, {2147483647, 2}};
-    for (const auto& s : sizes) {
-        cv::Mat image(2, 2, CV_32SC3);
-        const alad_test::Captured out = Capture([&] {
-            EXPECT_EQ(parseImageFromFileCmodel(path, s.width, s.height, image), -1);
-            EXPECT_EQ(parseImageFromFile(path, s.width, s.height, image), -1);
-        });
-        EXPECT_TRUE(image.empty());
-        EXPECT_NE(out.err.find("frame size " + std::to_string(s.width) + "x" + std::to_string(s.height) +
-                               " is not usable"),
-                  std::string::npos);
+    const std::string path = WriteText(dir / "one.txt", "123456789\n"), missing = dir / "missing.txt";
+    for (const auto& [w, h] : {std::pair{0, 0}, {0, 1}, {1, 0}, {-1, 5}, {5, -1}, {-2147483647 - 1, 1},
+                               {100000, 100000}, {2147483647, 2}}) {
+        for (const auto read : {parseImageFromFile, parseImageFromFileCmodel}) {
+            cv::Mat image(2, 2, CV_32SC3);
+            const std::string err = Capture([&] { EXPECT_EQ(read(path, w, h, image), -1); }).err;
+            EXPECT_TRUE(image.empty());
+            EXPECT_NE(err.find(cv::format("frame size %dx%d is not usable", w, h)), std::string::npos) << err;
+        }
     }
     cv::Mat image;
-    const std::string missing = dir / "missing.txt";
-    const alad_test::Captured out = Capture([&] {
+    const Captured out = Capture([&] {
         EXPECT_EQ(parseImageFromFileCmodel(missing, 2, 2, image), -1);
         EXPECT_EQ(parseImageFromFile(missing, 2, 2, image), -1);
         EXPECT_EQ(parseGammaLUTFromFile(missing, 2), -1);
@@ -110,96 +70,66 @@ TEST(PixelFileTest, UnusableSizesAndMissingFilesAreRefused) {
     EXPECT_EQ(out.out, "");
 }
 
-// A planar 10-bit little-endian 4:2:0 file: Y samples, then the two chroma planes given as bytes.
-std::string YuvFile(const std::string& path, const std::vector<uint16_t>& y, const std::vector<uint8_t>& u,
-                    const std::vector<uint8_t>& v) {
-    std::string bytes;
-    for (uint16_t s : y) {
-        bytes.push_back(static_cast<char>(s & 0xFF));
-        bytes.push_back(static_cast<char>(s >> 8));
-    }
-    bytes.append(u.begin(), u.end());
-    bytes.append(v.begin(), v.end());
-    return WriteText(path, bytes);
-}
-
-std::vector<uint8_t> Samples(const std::vector<uint16_t>& samples) {
-    std::vector<uint8_t> bytes;
-    for (uint16_t s : samples) {
-        bytes.push_back(static_cast<uint8_t>(s & 0xFF));
-        bytes.push_back(static_cast<uint8_t>(s >> 8));
-    }
-    return bytes;
-}
-
-TEST(YuvFileTest, ConvertsWithTheRoundingConstantAndSaturates) {
+TEST(YuvFileTest, ConvertsWithTheRoundingConstantSaturatesAndIndexesChromaRowsOfWidthBytes) {
     ScratchDir dir;
-    // 4x2: two chroma samples per plane, shared by columns 0-1 and 2-3.
-    const std::string path = YuvFile(dir / "frame.yuv", {64, 940, 1023, 0, 64, 940, 1023, 0},
-                                     Samples({512, 1023}), Samples({512, 512}));
     cv::Mat image;
-    yuv10BitLE2BGR(path, 4, 2, image);
+    // 4x2, planar 10-bit little-endian 4:2:0: two chroma samples per plane, for columns 0-1 and 2-3.
+    const std::string frame = Le16({64, 940, 1023, 0, 64, 940, 1023, 0, 512, 1023, 512, 512});
+    yuv10BitLE2BGR(WriteText(dir / "frame.yuv", frame), 4, 2, image);
     ASSERT_EQ(image.type(), CV_32SC3);
+    const Px row = {{2, 2, 2},           // c = 0: (0 + 512) >> 8
+                    {1021, 1021, 1021},  // c = 261048
+                    // Y 1023 with U 1023: blue and the luma saturate, green falls: c - 100 * 511.
+                    {1023, (285782 - 51100 + 512) >> 8, 1023},
+                    // Y 0: c = -19072, and U 1023 gives B = (-19072 + 263676 + 512) >> 8.
+                    {(-19072 + 516 * 511 + 512) >> 8, 0, 0}};
     ASSERT_EQ(image.size(), cv::Size(4, 2));
-    for (int y = 0; y < 2; ++y) {
-        EXPECT_EQ(Pixel(image, y, 0), cv::Vec3i(2, 2, 2));  // c = 0: (0 + 512) >> 8
-        EXPECT_EQ(Pixel(image, y, 1), cv::Vec3i(1021, 1021, 1021));  // c = 261048
-        // Y 1023 with U 1023: blue and the luma saturate, green falls: c - 100 * 511.
-        EXPECT_EQ(Pixel(image, y, 2), cv::Vec3i(1023, (285782 - 51100 + 512) >> 8, 1023));
-        // Y 0: c = -19072, and U 1023 gives B = (-19072 + 263676 + 512) >> 8.
-        EXPECT_EQ(Pixel(image, y, 3), cv::Vec3i((-19072 + 516 * 511 + 512) >> 8, 0, 0));
-    }
-}
+    for (int y : {0, 1}) EXPECT_EQ(Px(image.ptr<cv::Vec3i>(y), image.ptr<cv::Vec3i>(y) + 4), row) << "row " << y;
 
-TEST(YuvFileTest, OddSizesIndexChromaRowsOfWidthBytes) {
-    ScratchDir dir;
     // 3x3: each chroma plane is read as 4 x 2 = 8 bytes, and row r of chroma starts at byte 3 * r,
     // so the last row's samples straddle byte pairs 3-4 and 5-6.
-    const std::vector<uint8_t> u = {0x00, 0x02, 0xC0, 0x01, 0x02, 0x00, 0x02, 0x00};
-    const std::vector<uint8_t> v = {0x00, 0x02, 0x00, 0x00, 0x02, 0x00, 0x02, 0x00};
-    const std::string path = YuvFile(dir / "odd.yuv", std::vector<uint16_t>(9, 500), u, v);
-    cv::Mat image;
-    yuv10BitLE2BGR(path, 3, 3, image);
+    const std::string u = {0x00, 0x02, char(0xC0), 0x01, 0x02, 0x00, 0x02, 0x00}, v = {0, 2, 0, 0, 2, 0, 2, 0};
+    yuv10BitLE2BGR(WriteText(dir / "odd.yuv", Le16(std::vector<int>(9, 500)) + u + v), 3, 3, image);
     ASSERT_EQ(image.size(), cv::Size(3, 3));
     const int c = 298 * 500 - 19072;
-    // Row 2, column 0: U sample at bytes 3-4 = 0x0201 (513), V at bytes 3-4 = 0x0200 (512).
-    EXPECT_EQ(Pixel(image, 2, 0), cv::Vec3i((c + 516 + 512) >> 8, (c - 100 + 512) >> 8, (c + 512) >> 8));
-    // Row 0, column 2: U sample at bytes 2-3 = 0x01C0 (448).
-    EXPECT_EQ(Pixel(image, 0, 2)[0], (c + 516 * (448 - 512) + 512) >> 8);
-    // Row 2, column 2: U sample at bytes 5-6 = 0x0200.
-    EXPECT_EQ(Pixel(image, 2, 2)[0], (c + 512) >> 8);
+    // Row 2, column 0: U at bytes 3-4 = 0x0201 (513), V at bytes 3-4 = 0x0200 (512).
+    EXPECT_EQ(image.at<cv::Vec3i>(2, 0), cv::Vec3i((c + 516 + 512) >> 8, (c - 100 + 512) >> 8, (c + 512) >> 8));
+    EXPECT_EQ(image.at<cv::Vec3i>(0, 2)[0], (c + 516 * (448 - 512) + 512) >> 8);  // U at bytes 2-3 = 0x01C0
+    EXPECT_EQ(image.at<cv::Vec3i>(2, 2)[0], (c + 512) >> 8);                      // U at bytes 5-6 = 0x0200
 }
 
 TEST(YuvFileTest, ShortOrMissingFilesAndBadSizesLeaveNoImage) {
     ScratchDir dir;
-    // 2x2 needs 8 bytes of luma and 2 of each chroma plane: 12.
-    const std::string complete = WriteText(dir / "complete.yuv", std::string(12, '\0'));
-    const std::string short_file = WriteText(dir / "short.yuv", std::string(11, '\0'));
     cv::Mat image;
+    // 2x2 needs 8 bytes of luma and 2 of each chroma plane: 12.
+    const std::string complete = WriteText(dir / "complete.yuv", std::string(12, '\0')), none = dir / "none.yuv";
     yuv10BitLE2BGR(complete, 2, 2, image);
     EXPECT_EQ(image.size(), cv::Size(2, 2));
-    alad_test::Captured out = Capture([&] { yuv10BitLE2BGR(short_file, 2, 2, image); });
-    EXPECT_TRUE(image.empty());
-    EXPECT_NE(out.err.find("'" + short_file + "' is shorter than a 2x2 frame (12 bytes)"), std::string::npos);
-    out = Capture([&] { yuv10BitLE2BGR(dir / "none.yuv", 2, 2, image); });
-    EXPECT_TRUE(image.empty());
-    EXPECT_EQ(out.err, "open failed: " + (dir / "none.yuv") + "\n");
-    out = Capture([&] { yuv10BitLE2BGR(complete, -2, 2, image); });
-    EXPECT_TRUE(image.empty());
-    EXPECT_NE(out.err.find("not usable"), std::string::npos);
+    const struct {
+        std::string path, err;
+        int width;
+    } cases[] = {
+        {WriteText(dir / "short.yuv", std::string(11, '\0')),
+         "yuv10BitLE2BGR: '" + (dir / "short.yuv") + "' is shorter than a 2x2 frame (12 bytes); nothing read\n", 2},
+        {none, "open failed: " + none + "\n", 2},
+        {complete, "yuv10BitLE2BGR: '" + complete + "': frame size -2x2 is not usable", -2},
+    };
+    for (const auto& c : cases) {
+        image.create(1, 1, CV_32SC3);
+        const Captured out = Capture([&] { yuv10BitLE2BGR(c.path, c.width, 2, image); });
+        EXPECT_TRUE(image.empty()) << c.path;
+        EXPECT_EQ(out.err.rfind(c.err, 0), 0u) << out.err;  // the message starts the output
+    }
 }
 
 TEST(GammaFileTest, PrintsTheCheckAndCountsEntries) {
     ScratchDir dir;
     const std::string path = WriteText(dir / "gamma.txt", "100 ff\n\n0 0\n80 3f\n");
-    alad_test::Captured out = Capture([&] { EXPECT_EQ(parseGammaLUTFromFile(path, 3), 0); });
-    EXPECT_EQ(out.out,
-              "open success! " + path + "\n"
-              "addr: 4096,   value: 255.   pow(v, 2.2): 4096\n"
-              "addr: 0,   value: 0.   pow(v, 2.2): 0\n"
-              "addr: 2048,   value: 63.   pow(v, 2.2): 891\n");
-    out = Capture([&] { EXPECT_EQ(parseGammaLUTFromFile(path, 4), -1); });
-    EXPECT_EQ(out.err, "parameter error: pixel number != lenght: 3 != 4\n");
+    EXPECT_EQ(Capture([&] { EXPECT_EQ(parseGammaLUTFromFile(path, 3), 0); }).out,
+              "open success! " + path + "\naddr: 4096,   value: 255.   pow(v, 2.2): 4096\n"
+              "addr: 0,   value: 0.   pow(v, 2.2): 0\naddr: 2048,   value: 63.   pow(v, 2.2): 891\n");
+    EXPECT_EQ(Capture([&] { EXPECT_EQ(parseGammaLUTFromFile(path, 4), -1); }).err,
+              "parameter error: pixel number != lenght: 3 != 4\n");
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Scratch files for the harness tests.
+// Scratch files, console capture and the engine's register read-back, shared by the harness,
+// tool and driver tests.
 #ifndef ALAD_TESTS_VERIFY_VERIFY_TEST_UTIL_H
 #define ALAD_TESTS_VERIFY_VERIFY_TEST_UTIL_H
 
@@ -6,31 +7,21 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
+
+#include "alad/alad_engine.h"
 
 namespace alad_test {
 
 // A fresh folder per test, removed afterwards.
-class ScratchDir {
-public:
-    ScratchDir() {
-        const testing::TestInfo* info = testing::UnitTest::GetInstance()->current_test_info();
-        path_ = std::filesystem::path(testing::TempDir()) /
-                ("alad_" + std::string(info->test_suite_name()) + "_" + info->name());
-        std::filesystem::remove_all(path_);
-        std::filesystem::create_directories(path_);
-    }
-    ~ScratchDir() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
+struct ScratchDir {
+    const testing::TestInfo* info = testing::UnitTest::GetInstance()->current_test_info();
+    std::filesystem::path path = std::filesystem::path(testing::TempDir()) /
+                                 ("alad_" + std::string(info->test_suite_name()) + "_" + info->name());
+    ScratchDir() { std::filesystem::remove_all(path); std::filesystem::create_directories(path); }
+    ~ScratchDir() { std::error_code ignored; std::filesystem::remove_all(path, ignored); }
+    std::string operator/(const std::string& name) const { return (path / name).string(); }
 };
 
 inline std::string WriteText(const std::string& path, const std::string& text) {
@@ -45,27 +36,43 @@ inline std::vector<std::string> ReadLines(const std::string& path) {
     return lines;
 }
 
-// Standard output and standard error of a call.
+// 16-bit little-endian samples as bytes, as in 10-bit YUV files.
+inline std::string Le16(const std::vector<int>& samples) {
+    std::string bytes;
+    for (int s : samples) bytes += {static_cast<char>(s & 0xFF), static_cast<char>(s >> 8)};
+    return bytes;
+}
+
+// Standard output and standard error of a call (also when it throws).
 struct Captured {
     std::string out, err;
 };
-
 template <typename Call>
 Captured Capture(Call&& call) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    Captured c;
-    try {
-        call();
-    } catch (...) {
-        c.out = testing::internal::GetCapturedStdout();
-        c.err = testing::internal::GetCapturedStderr();
-        throw;
-    }
-    c.out = testing::internal::GetCapturedStdout();
-    c.err = testing::internal::GetCapturedStderr();
-    return c;
+    const auto end = [] {
+        return Captured{testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
+    };
+    try { call(); } catch (...) { end(); throw; }
+    return end();
 }
+template <typename Call>
+std::string Printed(Call&& call) {
+    return Capture(call).out;
+}
+
+// The register set the engine runs now.
+struct EngineRegs {
+    std::vector<uint32_t> curve = std::vector<uint32_t>(65);
+    std::vector<int32_t> table = std::vector<int32_t>(256);
+    kelvo::alad_verification_registrator regs;
+    EngineRegs() {
+        regs.hist_adjust_curve = curve.data();
+        regs.agtm = table.data();
+        EXPECT_EQ(kelvo::ALADRegistratorsInfoForDriverDraftEngine(regs), 0);
+    }
+};
 
 }  // namespace alad_test
 
