@@ -28,6 +28,9 @@ TEST(PixelFileTest, LinesArePixelsRowByRowAndTheCountIsChecked) {
         {false, "1 2 3\n4 5 6\n7 8 9\n", 2, 1, "3 != 2", {{9, 8, 7}, {6, 5, 4}}},
         // The empty line ends row 0 after one pixel; row 1 takes the next two lines.
         {false, "1 2 3\n\n4 5 6\n7 8 9\n", 2, 2, "3 != 4", {{3, 2, 1}, {0, 0, 0}, {6, 5, 4}, {9, 8, 7}}},
+        // An empty line that starts a pass only ends that pass's row: the next pass reads on.
+        {false, "\n1 2 3\n4 5 6\n", 2, 1, "", {{3, 2, 1}, {6, 5, 4}}},
+        {true, "\n123456789\n", 1, 1, "", {{0x789, 0x456, 0x123}}},
         // Missing or malformed numbers read 0, and so does everything after a malformed one.
         {false, "FFF\nabc zz 5\n0x10 20 30", 3, 1, "", {{0, 0, 0xFFF}, {0, 0, 0xABC}, {0x30, 0x20, 0x10}}},
         // Nine digits carry R, G, B; higher digits are ignored, fewer are the low channels.
