@@ -85,33 +85,33 @@ void imageMatARGB2RGB(cv::Mat& argb, cv::Mat& rgb, cv::Mat& alpha) {
     alpha = planes[0].clone();
 }
 
+namespace {
+
+// B, G, R plus an alpha plane into A, R, G, B; without one, the opaque alpha that the BGR to BGRA
+// conversion adds.
+void JoinARGB(const cv::Mat& bgr, const cv::Mat* alpha, cv::Mat& argb) {
+    if (bgr.channels() != 3) {
+        Say("not 3 channels input mat !");
+        return;
+    }
+    cv::Mat bgra;
+    cv::cvtColor(bgr, bgra, cv::COLOR_BGR2BGRA);
+    std::vector<cv::Mat> planes;
+    cv::split(bgra, planes);
+    cv::merge(std::vector<cv::Mat>{alpha ? *alpha : planes[3], planes[2], planes[1], planes[0]}, argb);
+}
+
+}  // namespace
+
 void imageBGR2ARGB_8888(cv::Mat& bgr, cv::Mat& alpha, cv::Mat& argb) {
     if (bgr.rows != alpha.rows || bgr.cols != alpha.cols) {
         Say("matBGRsrc'size is different from matAsrc'size !");
         return;
     }
-    if (bgr.channels() != 3) {
-        Say("not 3 channels input mat !");
-        return;
-    }
-    cv::Mat bgra;
-    cv::cvtColor(bgr, bgra, cv::COLOR_BGR2BGRA);
-    std::vector<cv::Mat> planes;
-    cv::split(bgra, planes);
-    cv::merge(std::vector<cv::Mat>{alpha, planes[2], planes[1], planes[0]}, argb);
+    JoinARGB(bgr, &alpha, argb);
 }
 
-void imageBGR2ARGB_8888(cv::Mat& bgr, cv::Mat& argb) {
-    if (bgr.channels() != 3) {
-        Say("not 3 channels input mat !");
-        return;
-    }
-    cv::Mat bgra;
-    cv::cvtColor(bgr, bgra, cv::COLOR_BGR2BGRA);
-    std::vector<cv::Mat> planes;
-    cv::split(bgra, planes);
-    cv::merge(std::vector<cv::Mat>{planes[3], planes[2], planes[1], planes[0]}, argb);
-}
+void imageBGR2ARGB_8888(cv::Mat& bgr, cv::Mat& argb) { JoinARGB(bgr, nullptr, argb); }
 
 void transform8To12(cv::Mat& src, cv::Mat& dst) {
     if (!PrepareWidenedOutput(src, CV_8UC3, dst, "transform8To12")) return;
