@@ -4,6 +4,9 @@
 #include <cmath>
 #include <cstdio>
 
+#include <opencv2/core/hal/intrin.hpp>
+
+#include "common/threads.h"
 #include "common/wrap_int.h"
 
 namespace kelvo {
@@ -80,6 +83,61 @@ void FinishOutput(const cv::Mat& work, cv::Mat& out) {
     if (work.data != out.data) work.convertTo(out, out.type());
 }
 
+// The checks both entry points make before touching anything.
+bool Acceptable(const cv::Mat& src, const agtm_param_api_& param) {
+    if (param.lut.size() < static_cast<size_t>(kTableSize)) {
+        std::printf("ToneMappingOneImageByScalerLUTImple_: the AGTM table has %zu entries, %d needed\n",
+                    param.lut.size(), kTableSize);
+        std::fflush(stdout);
+        return false;
+    }
+    if (src.channels() != 3) {
+        std::printf("ToneMappingOneImageByScalerLUTImple_: the input has %d channels, 3 needed\n", src.channels());
+        std::fflush(stdout);
+        return false;
+    }
+    return true;
+}
+
+// The integer path of one pixel, any code.
+inline void IntegerPixel(const int32_t* in, int32_t* out, const int32_t* lut, const int32_t* gains) {
+    const int32_t px[3] = {in[0], in[1], in[2]};
+    const int32_t m = InTableBrightest(px);
+    const int32_t gain = m >= 0 ? gains[m] : IntegerGain(lut, alad::TruncToInt32(BrightestChannel(px)));
+    for (int c = 0; c < 3; ++c) out[c] = IntegerChannel(gain, px[c]);
+}
+
+#if CV_SIMD128
+// gain * c / 512 truncated toward zero (the product wraps at 32 bits, as the scalar path's), then
+// limited to 4095: an arithmetic shift rounds down, so negative products get 511 added first.
+inline cv::v_int32x4 ScaleChannel(const cv::v_int32x4& gain, const cv::v_int32x4& c) {
+    const cv::v_int32x4 p = gain * c;
+    const cv::v_int32x4 toward_zero = cv::v_shr<31>(p) & cv::v_setall_s32(511);
+    return cv::v_min(cv::v_shr<9>(p + toward_zero), cv::v_setall_s32(kMaxCode));
+}
+#endif
+
+// One row of the integer path, four pixels at a time. A group with any code outside 0..4095 goes
+// pixel by pixel, so that such codes take exactly the scalar route. The row may be written in
+// place: each group is read whole before it is written.
+void IntegerRow(const int32_t* in, int32_t* out, int cols, const int32_t* lut, const int32_t* gains) {
+    int x = 0;
+#if CV_SIMD128
+    const cv::v_int32x4 outside = cv::v_setall_s32(~kMaxCode), zero = cv::v_setzero_s32();
+    for (; x + 4 <= cols; x += 4) {
+        cv::v_int32x4 b, g, r;
+        cv::v_load_deinterleave(in + 3 * x, b, g, r);
+        if (!cv::v_check_all(((b | g | r) & outside) == zero)) {
+            for (int k = 0; k < 4; ++k) IntegerPixel(in + 3 * (x + k), out + 3 * (x + k), lut, gains);
+            continue;
+        }
+        const cv::v_int32x4 gain = cv::v_lut(gains, cv::v_max(cv::v_max(b, g), r));
+        cv::v_store_interleave(out + 3 * x, ScaleChannel(gain, b), ScaleChannel(gain, g), ScaleChannel(gain, r));
+    }
+#endif
+    for (; x < cols; ++x) IntegerPixel(in + 3 * x, out + 3 * x, lut, gains);
+}
+
 }  // namespace
 
 float ClimpUncharFix(float value, float maximum) {
@@ -89,17 +147,7 @@ float ClimpUncharFix(float value, float maximum) {
 
 void ToneMappingOneImageByScalerLUTImple_(const cv::Mat& src, const agtm_param_api_& param,
                                           cv::Mat& reference, cv::Mat& result) {
-    if (param.lut.size() < static_cast<size_t>(kTableSize)) {
-        std::printf("ToneMappingOneImageByScalerLUTImple_: the AGTM table has %zu entries, %d needed\n",
-                    param.lut.size(), kTableSize);
-        std::fflush(stdout);
-        return;
-    }
-    if (src.channels() != 3) {
-        std::printf("ToneMappingOneImageByScalerLUTImple_: the input has %d channels, 3 needed\n", src.channels());
-        std::fflush(stdout);
-        return;
-    }
+    if (!Acceptable(src, param)) return;
     cv::Mat input = src;
     if (src.type() != CV_32SC3) src.convertTo(input, CV_32SC3);
 
@@ -140,6 +188,25 @@ void ToneMappingOneImageByScalerLUTImple_(const cv::Mat& src, const agtm_param_a
         }
     }
     FinishOutput(ref, reference);
+    FinishOutput(res, result);
+}
+
+void ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result) {
+    if (!Acceptable(src, param)) return;
+    cv::Mat input = src;
+    if (src.type() != CV_32SC3) src.convertTo(input, CV_32SC3);
+
+    const int32_t* lut = param.lut.data();
+    int32_t gains[kMaxCode + 1];
+    for (int32_t m = 0; m <= kMaxCode; ++m) gains[m] = IntegerGain(lut, m);
+
+    cv::Mat res = PrepareOutput(result, input.size());
+    // Rows are independent; an output that is the input itself is still read before it is written
+    // row by row, and no stripe touches another's rows.
+    const int stripes = alad::StripeCount(input.rows, alad::EngineThreads());
+    alad::ForEachStripe(input.rows, stripes, [&](int, int begin, int end) {
+        for (int y = begin; y < end; ++y) IntegerRow(input.ptr<int32_t>(y), res.ptr<int32_t>(y), input.cols, lut, gains);
+    });
     FinishOutput(res, result);
 }
 

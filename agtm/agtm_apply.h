@@ -30,6 +30,11 @@ float ClimpUncharFix(float value, float maximum);
 void ToneMappingOneImageByScalerLUTImple_(const cv::Mat& src, const agtm_param_api_& param,
                                           cv::Mat& reference, cv::Mat& result);
 
+// The integer result alone, for callers that have no use for the reference (the pipeline): the
+// same values as ToneMappingOneImageByScalerLUTImple_ leaves in `result`, with the same refusals
+// and output rules, in one vectorised pass whose rows are shared among the engine's threads.
+void ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result);
+
 }  // namespace kelvo
 
 #endif  // ALAD_AGTM_AGTM_APPLY_H

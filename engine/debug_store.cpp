@@ -118,9 +118,17 @@ void alad_debug_output_::SetADProcCalcCurveTransitionCurveData(const unsigned in
 }
 
 // A copy that cannot be made leaves the store without that image rather than failing the frame.
+// While nobody else holds the kept image, its buffer takes the new copy in place (no allocation
+// for a steady frame size); an image someone still holds is left alone and a fresh copy made.
 static void KeepCopy(cv::Mat& kept, const cv::Mat& image, const char* name) {
     try {
-        kept = image.clone();
+        const bool reusable = kept.u != nullptr && kept.u->refcount == 1 && kept.isContinuous() &&
+                              kept.size == image.size && kept.type() == image.type() && kept.data != image.data;
+        if (reusable) {
+            image.copyTo(kept);
+        } else {
+            kept = image.clone();
+        }
     } catch (const std::exception& e) {
         kept.release();
         std::printf("ERROR: the %s result cannot be kept: %s\n", name, e.what());

@@ -56,8 +56,9 @@ void ALADConcatenateMode::RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Ma
     CLTMVideoRunOneFrameImple_(input, mCLTMParam, context, *mBuffers, scratch, output);
 }
 
-void ALADConcatenateMode::RunAGTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output) {
-    ToneMappingOneImageByScalerLUTImple_(input, mAGTMParam, scratch, output);
+void ALADConcatenateMode::RunAGTM(const cv::Mat& input, cv::Mat& output) {
+    // Only the integer result is the stage's output; the floating-point reference is not computed.
+    ToneMappingOneImageByScalerLUTIntegerImple_(input, mAGTMParam, output);
 }
 
 int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
@@ -67,7 +68,10 @@ int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
     alad::LogLine("mCLTMParam.height = %u , sz.height = %d", mCLTMParam.height, src.rows);
     alad::LogLine("LCH 00.");
     alad::LogLine("LCH 01.");
-    cv::Mat scratch, intermediate;
+    // The scratch and intermediate images live from frame to frame, so that a steady frame size
+    // does not allocate (and fault in) two full frames every time.
+    cv::Mat& scratch = mScratch;
+    cv::Mat& intermediate = mIntermediate;
     if (dst.rows != src.rows || dst.cols != src.cols) dst.create(src.rows, src.cols, CV_32SC3);
     alad::LogLine("LCH 02.");
 
@@ -93,12 +97,12 @@ int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
             alad::LogLine("case order 1: CLTM + AGTM.");
             RunCLTM(input, scratch, intermediate);
             store->SetADCLTMResultData(intermediate);
-            RunAGTM(intermediate, scratch, output);
+            RunAGTM(intermediate, output);
             store->SetADAGTMResultData(output);
             break;
         case kOrderAGTMThenCLTM:
             alad::LogLine("case order 2: AGTM + CLTM.");
-            RunAGTM(input, scratch, intermediate);
+            RunAGTM(input, intermediate);
             store->SetADAGTMResultData(intermediate);
             RunCLTM(intermediate, scratch, output);
             store->SetADCLTMResultData(output);
@@ -110,7 +114,7 @@ int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
             break;
         default:
             alad::LogLine("case order 4: AGTM.");
-            RunAGTM(input, scratch, output);
+            RunAGTM(input, output);
             store->SetADAGTMResultData(output);
             break;
     }

@@ -68,7 +68,7 @@ private:
 
     bool Initialised() const;
     void RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output);
-    void RunAGTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output);
+    void RunAGTM(const cv::Mat& input, cv::Mat& output);
 
     std::unique_ptr<ad_cxt_t, VideoContextDeleter> mVideoContext;
     cltm_params_api_ mCLTMParam;                  // what the CLTM frame run receives
@@ -78,6 +78,8 @@ private:
     uint32_t mOutputBitDepth = 8;
     uint32_t mOrder = kOrderPassThrough;
     std::unique_ptr<CLTMBufferManager> mBuffers;
+    cv::Mat mScratch;       // the stages' working image, kept between frames
+    cv::Mat mIntermediate;  // the first stage's output in orders 1 and 2, kept between frames
 };
 
 }  // namespace kelvo
