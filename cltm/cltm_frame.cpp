@@ -174,9 +174,10 @@ public:
     int16_t* Mapped() { return Array(21); }
     uint32_t* UpperPairs() { return reinterpret_cast<uint32_t*>(Array(22)); }
     uint32_t* LowerPairs() { return reinterpret_cast<uint32_t*>(Array(24)); }  // two int16 arrays each
+    uint16_t* Reciprocal() { return reinterpret_cast<uint16_t*>(Array(26)); }
 
 private:
-    static constexpr int kArrays = 26;
+    static constexpr int kArrays = 27;
     // Each array may be read kRowPad elements before its start and up to its padding after.
     int16_t* Array(int index) { return storage_.data() + static_cast<size_t>(index) * stride_ + cltm_rows::kRowPad; }
 
@@ -251,17 +252,19 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, const 
         }
         int16_t* mapped = rows.Mapped();
         if (!filter) {
-            cltm_rows::ToneRow(f.tables, y, luma, f.cols, rows.UpperPairs(), rows.LowerPairs(), mapped);
+            cltm_rows::ToneRow(f.tables, y, luma, f.cols, rows.UpperPairs(), rows.LowerPairs(), mapped, luma,
+                               rows.Reciprocal());
         } else {
             const int16_t* below = rows.Luma(clamped(y + 1));
             cltm_rows::DownWeights(f.tables, luma, below, f.cols, rows.Below(y));
             cltm_rows::RightWeights(f.tables, luma, f.cols, rows.Right());
             cltm_rows::FilterRow(f.tables, rows.Luma(clamped(y - 1)), luma, below, rows.Below(y - 1), rows.Below(y),
                                  rows.Right(), f.cols, rows.Filtered());
-            cltm_rows::ToneRow(f.tables, y, rows.Filtered(), f.cols, rows.UpperPairs(), rows.LowerPairs(), rows.Tone());
+            cltm_rows::ToneRow(f.tables, y, rows.Filtered(), f.cols, rows.UpperPairs(), rows.LowerPairs(), rows.Tone(),
+                               luma, rows.Reciprocal());
             cltm_rows::DetailRow(f.tables, luma, rows.Filtered(), rows.Tone(), f.cols, mapped);
         }
-        cltm_rows::ColourRow(f.colour, c0, c1, c2, luma, mapped, f.cols, plane_row, image_row);
+        cltm_rows::ColourRow(f.colour, c0, c1, c2, luma, mapped, rows.Reciprocal(), f.cols, plane_row, image_row);
     }
 }
 

@@ -273,15 +273,25 @@ void SampleRow(const int16_t* luma, int cols, uint32_t mode, int32_t next_row_fi
 }
 
 void ToneRow(const MapTables& t, int y, const int16_t* index, int cols, uint32_t* upper_pairs, uint32_t* lower_pairs,
-             int16_t* out) {
+             int16_t* out, const int16_t* luma, uint16_t* reciprocal) {
     const uint32_t* up = t.pair.data() + t.upper[y];
     const uint32_t* down = t.pair.data() + t.lower[y];
     const int32_t* column = t.column.data();
     const int padded = PaddedWidth(cols);
-    for (int x = 0; x < padded; ++x) {
-        const int32_t at = column[x] + index[x];
-        upper_pairs[x] = up[at];
-        lower_pairs[x] = down[at];
+    if (reciprocal != nullptr) {
+        const uint16_t* q = kReciprocalByLuma.data();
+        for (int x = 0; x < padded; ++x) {
+            const int32_t at = column[x] + index[x];
+            upper_pairs[x] = up[at];
+            lower_pairs[x] = down[at];
+            reciprocal[x] = q[luma[x]];
+        }
+    } else {
+        for (int x = 0; x < padded; ++x) {
+            const int32_t at = column[x] + index[x];
+            upper_pairs[x] = up[at];
+            lower_pairs[x] = down[at];
+        }
     }
     const v_int32x4 wy = cv::v_setall_s32(static_cast<int32_t>(t.wy[y]));
     const int32_t* wx = reinterpret_cast<const int32_t*>(t.wx.data());
@@ -392,7 +402,7 @@ void DetailRow(const MapTables& t, const int16_t* luma, const int16_t* filtered,
 }
 
 void ColourRow(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
-               const int16_t* mapped, int cols, uint32_t* plane, int32_t* image) {
+               const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane, int32_t* image) {
     const bool linear = step.offset != 0 || step.ratio != 0;
     const bool blend = step.strength < 255;
     const v_int32x4 offset = cv::v_setall_s32(step.offset), ratio = cv::v_setall_s32(step.ratio);
@@ -406,7 +416,7 @@ void ColourRow(const ColourStep& step, const int16_t* c0, const int16_t* c1, con
         const v_int16x8 y_new = cv::v_load(mapped + x);
         // gain = (Q[y_old >> 2] * y_new) >> 8, about 1024 * y_new / y_old, below 2^18: its low
         // 16 bits and the rest, from the 32-bit product's halves.
-        const v_uint16x8 q = Gather(kReciprocalByLuma.data(), y_old);
+        const v_uint16x8 q = cv::v_load(reciprocal + x);
         const v_uint16x8 p_lo = cv::v_mul_wrap(q, cv::v_reinterpret_as_u16(y_new));
         const v_uint16x8 p_hi = cv::v_mul_hi(q, cv::v_reinterpret_as_u16(y_new));
         const v_uint16x8 gain_lo = cv::v_shl<8>(p_hi) | cv::v_shr<8>(p_lo);

@@ -88,8 +88,10 @@ void SampleRow(const int16_t* luma, int cols, uint32_t mode, int32_t next_row_fi
 
 // Luma through the four block curves of each pixel of row y, blended by the column and row
 // weights: out[x] = _tone_mapping(curves of x, index[x], wx, wy). The pair rows are scratch.
+// With `luma`, the same pass also looks up the colour step's reciprocal Q[luma >> 2] into
+// `reciprocal` (one scalar pass does all the table look-ups of a row).
 void ToneRow(const MapTables& t, int y, const int16_t* index, int cols, uint32_t* upper_pairs, uint32_t* lower_pairs,
-             int16_t* out);
+             int16_t* out, const int16_t* luma = nullptr, uint16_t* reciprocal = nullptr);
 
 // The filter's neighbour weights of one row (see FilterRow): between the row and the one below,
 // straight down, down-right and down-left, each indexed by the upper pixel.
@@ -120,8 +122,9 @@ struct ColourStep {
     int32_t ratio = 0;
     uint32_t strength = 255;
 };
+// `reciprocal` holds Q[luma >> 2] per pixel (from ToneRow).
 void ColourRow(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
-               const int16_t* mapped, int cols, uint32_t* plane, int32_t* image);
+               const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane, int32_t* image);
 
 // The first frame's pass-through: the planar 10-bit rows written interleaved as they are.
 void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);

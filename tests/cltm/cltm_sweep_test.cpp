@@ -266,9 +266,11 @@ TEST(CLTMSweepTest, RowKernelsEqualTheScalarFunctions) {
         }
         const int32_t linear[2] = {step.offset, step.ratio};
         ad_enhance_rgb(expected.data(), rgb.data(), mapped.data(), luma.data(), cols, 1, step.strength, linear);
+        std::vector<uint16_t> reciprocal(stride);
+        for (int x = 0; x < cols; ++x) reciprocal[x] = static_cast<uint16_t>(kMapReciprocal[luma[x] >> 2]);
         std::vector<int32_t> image(cols * 3);
-        cltm_rows::ColourRow(step, plane_row(0), plane_row(1), plane_row(2), plane_row(3), plane_row(4), cols,
-                             plane.data(), image.data());
+        cltm_rows::ColourRow(step, plane_row(0), plane_row(1), plane_row(2), plane_row(3), plane_row(4),
+                             reciprocal.data(), cols, plane.data(), image.data());
         ASSERT_EQ(plane, expected);
         for (int i = 0; i < cols * 3; ++i) ASSERT_EQ(image[i], static_cast<int32_t>(4 * expected[i] + (expected[i] >> 8)));
     }
