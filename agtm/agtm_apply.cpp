@@ -4,10 +4,15 @@
 #include <cmath>
 #include <cstdio>
 
-#include <opencv2/core/hal/intrin.hpp>
-
+#include "agtm/agtm_rows.h"
+#include "common/simd.h"
 #include "common/threads.h"
 #include "common/wrap_int.h"
+
+// The baseline build of the vectorised row.
+#define ALAD_SIMD_NAMESPACE baseline
+#include "agtm/agtm_row_kernels.h"
+#undef ALAD_SIMD_NAMESPACE
 
 namespace kelvo {
 
@@ -100,42 +105,18 @@ bool Acceptable(const cv::Mat& src, const agtm_param_api_& param) {
 }
 
 // The integer path of one pixel, any code.
-inline void IntegerPixel(const int32_t* in, int32_t* out, const int32_t* lut, const int32_t* gains) {
+void IntegerPixel(const int32_t* in, int32_t* out, const agtm_rows::Gains& g) {
     const int32_t px[3] = {in[0], in[1], in[2]};
     const int32_t m = InTableBrightest(px);
-    const int32_t gain = m >= 0 ? gains[m] : IntegerGain(lut, alad::TruncToInt32(BrightestChannel(px)));
+    const int32_t gain = m >= 0 ? g.gains[m] : IntegerGain(g.lut, alad::TruncToInt32(BrightestChannel(px)));
     for (int c = 0; c < 3; ++c) out[c] = IntegerChannel(gain, px[c]);
 }
 
-#if CV_SIMD128
-// gain * c / 512 truncated toward zero (the product wraps at 32 bits, as the scalar path's), then
-// limited to 4095: an arithmetic shift rounds down, so negative products get 511 added first.
-inline cv::v_int32x4 ScaleChannel(const cv::v_int32x4& gain, const cv::v_int32x4& c) {
-    const cv::v_int32x4 p = gain * c;
-    const cv::v_int32x4 toward_zero = cv::v_shr<31>(p) & cv::v_setall_s32(511);
-    return cv::v_min(cv::v_shr<9>(p + toward_zero), cv::v_setall_s32(kMaxCode));
-}
+const agtm_rows::RowKernels& ActiveKernels() {
+#if defined(ALAD_HAVE_AVX2_KERNELS)
+    if (alad::ActiveSimdLevel() == alad::SimdLevel::kAvx2) return agtm_rows::avx2::Kernels();
 #endif
-
-// One row of the integer path, four pixels at a time. A group with any code outside 0..4095 goes
-// pixel by pixel, so that such codes take exactly the scalar route. The row may be written in
-// place: each group is read whole before it is written.
-void IntegerRow(const int32_t* in, int32_t* out, int cols, const int32_t* lut, const int32_t* gains) {
-    int x = 0;
-#if CV_SIMD128
-    const cv::v_int32x4 outside = cv::v_setall_s32(~kMaxCode), zero = cv::v_setzero_s32();
-    for (; x + 4 <= cols; x += 4) {
-        cv::v_int32x4 b, g, r;
-        cv::v_load_deinterleave(in + 3 * x, b, g, r);
-        if (!cv::v_check_all(((b | g | r) & outside) == zero)) {
-            for (int k = 0; k < 4; ++k) IntegerPixel(in + 3 * (x + k), out + 3 * (x + k), lut, gains);
-            continue;
-        }
-        const cv::v_int32x4 gain = cv::v_lut(gains, cv::v_max(cv::v_max(b, g), r));
-        cv::v_store_interleave(out + 3 * x, ScaleChannel(gain, b), ScaleChannel(gain, g), ScaleChannel(gain, r));
-    }
-#endif
-    for (; x < cols; ++x) IntegerPixel(in + 3 * x, out + 3 * x, lut, gains);
+    return agtm_rows::baseline::Kernels();
 }
 
 }  // namespace
@@ -196,16 +177,31 @@ void ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_
     cv::Mat input = src;
     if (src.type() != CV_32SC3) src.convertTo(input, CV_32SC3);
 
+    // The gain depends only on the brightest code: work it out once per frame for the 4096 codes
+    // of 12 bits, with the function the per-pixel path uses for any other code.
     const int32_t* lut = param.lut.data();
     int32_t gains[kMaxCode + 1];
-    for (int32_t m = 0; m <= kMaxCode; ++m) gains[m] = IntegerGain(lut, m);
+    int32_t split[kMaxCode + 1];
+    bool non_negative = true;
+    for (int32_t m = 0; m <= kMaxCode; ++m) {
+        gains[m] = IntegerGain(lut, m);
+        non_negative = non_negative && gains[m] >= 0;
+        split[m] = (gains[m] & 0x7FFF) | ((gains[m] >> 15) << 16);
+    }
+    agtm_rows::Gains g;
+    g.gains = gains;
+    g.split = split;
+    g.non_negative = non_negative;
+    g.pixel = IntegerPixel;
+    g.lut = lut;
 
     cv::Mat res = PrepareOutput(result, input.size());
     // Rows are independent; an output that is the input itself is still read before it is written
     // row by row, and no stripe touches another's rows.
+    const agtm_rows::RowKernels& kernels = ActiveKernels();
     const int stripes = alad::StripeCount(input.rows, alad::EngineThreads());
     alad::ForEachStripe(input.rows, stripes, [&](int, int begin, int end) {
-        for (int y = begin; y < end; ++y) IntegerRow(input.ptr<int32_t>(y), res.ptr<int32_t>(y), input.cols, lut, gains);
+        for (int y = begin; y < end; ++y) kernels.integer_row(input.ptr<int32_t>(y), res.ptr<int32_t>(y), input.cols, g);
     });
     FinishOutput(res, result);
 }

@@ -7,6 +7,7 @@
 #include <opencv2/core.hpp>
 
 #include "agtm/agtm_apply.h"
+#include "common/simd.h"
 #include "common/threads.h"
 
 namespace kelvo {
@@ -154,7 +155,7 @@ TEST(AgtmApplyTest, InPlaceOutputReadsEachPixelBeforeWritingIt) {
 // The integer-only pass (vectorised, rows shared among threads) against the integer result of the
 // two-output reference, on random sizes, tables (extreme and negative gains too), pixels (codes
 // outside 0..4095 too), output images and thread counts.
-TEST(AgtmApplyTest, IntegerOnlyPassEqualsTheReferenceIntegerResult) {
+void IntegerOnlyPassEqualsTheReference() {
     std::mt19937 rng(2718);
     auto uniform = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
     const int sizes[] = {1, 2, 3, 4, 5, 17, 65, 127, 129};
@@ -194,6 +195,17 @@ TEST(AgtmApplyTest, IntegerOnlyPassEqualsTheReferenceIntegerResult) {
         ASSERT_EQ(out.type(), output_kind == 2 ? CV_64FC3 : CV_32SC3);
         ASSERT_EQ(cv::norm(out, expected_in_type, cv::NORM_INF), 0.0) << w << "x" << h << " table " << table_kind;
     }
+}
+
+TEST(AgtmApplyTest, IntegerOnlyPassEqualsTheReferenceIntegerResult) {
+    const alad::SimdLevel kept = alad::ActiveSimdLevel();
+    for (alad::SimdLevel level : {alad::SimdLevel::kBaseline, alad::SimdLevel::kAvx2}) {
+        if (!alad::SimdLevelAvailable(level)) continue;
+        alad::SetSimdLevel(level);
+        SCOPED_TRACE(level == alad::SimdLevel::kAvx2 ? "AVX2 kernels" : "baseline kernels");
+        IntegerOnlyPassEqualsTheReference();
+    }
+    alad::SetSimdLevel(kept);
 
     // Refused like the two-output call: nothing written.
     cv::Mat untouched = Pixel(7, 7, 7);

@@ -93,8 +93,8 @@ void RandomFilterTables(Rng& rng, ad_param_t_& p) {
     }
 }
 
-TEST(CLTMSweepTest, VideoFramesEqualThePlainPathInEverythingTheyLeave) {
-    Rng rng(4242);
+void VideoFramesEqualThePlainPath(uint32_t seed) {
+    Rng rng(seed);
     const uint32_t blocks[] = {32, 64, 128, 256}, shifts[] = {0, 1, 4, 5, 9, 31, 37};
     int mapped_frames = 0;
     for (int iter = 0; iter < 160; ++iter) {
@@ -179,6 +179,10 @@ TEST(CLTMSweepTest, VideoFramesEqualThePlainPathInEverythingTheyLeave) {
     EXPECT_GT(mapped_frames, 300);  // most runs really map frames
 }
 
+TEST(CLTMSweepTest, VideoFramesEqualThePlainPathInEverythingTheyLeave) {
+    testing_util::ForEachSimdLevel([] { VideoFramesEqualThePlainPath(4242); });
+}
+
 TEST(CLTMSweepTest, ThreadCountsGiveIdenticalFrames) {
     const alad_cltm_user user{64, 64, 1, 8, 1};
     const uint32_t w = 203, h = 187;
@@ -205,7 +209,7 @@ TEST(CLTMSweepTest, ThreadCountsGiveIdenticalFrames) {
 // The row kernels on their own, against the scalar functions: one curve's 1024 values against
 // _tone_mapping with that curve four times; the filter against _filter3x3 on random rows; the
 // colour step against ad_enhance_rgb.
-TEST(CLTMSweepTest, RowKernelsEqualTheScalarFunctions) {
+void RowKernelsEqualTheScalarFunctions() {
     Rng rng(31);
     for (int iter = 0; iter < 40; ++iter) {
         std::vector<uint32_t> curve(64);
@@ -275,6 +279,8 @@ TEST(CLTMSweepTest, RowKernelsEqualTheScalarFunctions) {
         for (int i = 0; i < cols * 3; ++i) ASSERT_EQ(image[i], static_cast<int32_t>(4 * expected[i] + (expected[i] >> 8)));
     }
 }
+
+TEST(CLTMSweepTest, RowKernelsEqualTheScalarFunctions) { testing_util::ForEachSimdLevel(RowKernelsEqualTheScalarFunctions); }
 
 }  // namespace
 }  // namespace kelvo

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "cltm/cltm_params.h"
+#include "common/simd.h"
 
 namespace kelvo {
 namespace testing_util {
@@ -36,6 +37,20 @@ private:
     bool done_ = false;
     std::string text_;
 };
+
+// Runs `body` once with each build of the vectorised kernels this machine can run (the baseline
+// and, on x86-64 processors with it, AVX2), then restores the one that was in use.
+template <typename Body>
+void ForEachSimdLevel(Body&& body) {
+    const alad::SimdLevel kept = alad::ActiveSimdLevel();
+    for (alad::SimdLevel level : {alad::SimdLevel::kBaseline, alad::SimdLevel::kAvx2}) {
+        if (!alad::SimdLevelAvailable(level)) continue;
+        alad::SetSimdLevel(level);
+        SCOPED_TRACE(level == alad::SimdLevel::kAvx2 ? "AVX2 kernels" : "baseline kernels");
+        body();
+    }
+    alad::SetSimdLevel(kept);
+}
 
 using Rng = std::mt19937;
 
