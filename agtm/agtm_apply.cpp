@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 #include "agtm/agtm_rows.h"
 #include "common/simd.h"
@@ -172,8 +173,10 @@ void ToneMappingOneImageByScalerLUTImple_(const cv::Mat& src, const agtm_param_a
     FinishOutput(res, result);
 }
 
-void ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result) {
-    if (!Acceptable(src, param)) return;
+namespace {
+
+bool IntegerPass(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result, cv::Mat* copy) {
+    if (!Acceptable(src, param)) return false;
     cv::Mat input = src;
     if (src.type() != CV_32SC3) src.convertTo(input, CV_32SC3);
 
@@ -196,14 +199,32 @@ void ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_
     g.lut = lut;
 
     cv::Mat res = PrepareOutput(result, input.size());
+    if (copy != nullptr) copy->create(input.size(), CV_32SC3);
     // Rows are independent; an output that is the input itself is still read before it is written
-    // row by row, and no stripe touches another's rows.
+    // row by row, and no stripe touches another's rows. The copy is taken from each row while it
+    // is still in the cache.
     const agtm_rows::RowKernels& kernels = ActiveKernels();
+    const size_t row_bytes = static_cast<size_t>(input.cols) * 3 * sizeof(int32_t);
     const int stripes = alad::StripeCount(input.rows, alad::EngineThreads());
     alad::ForEachStripe(input.rows, stripes, [&](int, int begin, int end) {
-        for (int y = begin; y < end; ++y) kernels.integer_row(input.ptr<int32_t>(y), res.ptr<int32_t>(y), input.cols, g);
+        for (int y = begin; y < end; ++y) {
+            kernels.integer_row(input.ptr<int32_t>(y), res.ptr<int32_t>(y), input.cols, g);
+            if (copy != nullptr && row_bytes > 0) std::memcpy(copy->ptr(y), res.ptr(y), row_bytes);
+        }
     });
     FinishOutput(res, result);
+    return true;
+}
+
+}  // namespace
+
+void ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result) {
+    IntegerPass(src, param, result, nullptr);
+}
+
+bool ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result,
+                                                 cv::Mat& copy) {
+    return IntegerPass(src, param, result, &copy);
 }
 
 }  // namespace kelvo

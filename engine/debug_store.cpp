@@ -140,6 +140,17 @@ void alad_debug_output_::SetADAGTMResultData(const cv::Mat& image) { KeepCopy(mA
 
 void alad_debug_output_::SetADCLTMResultData(const cv::Mat& image) { KeepCopy(mCLTMResult, image, "CLTM"); }
 
+// The kept image and the caller's change places; the caller gets the old one back only when it
+// is then its sole holder, so that nobody else's image is ever written.
+static void TakeOver(cv::Mat& kept, cv::Mat& image) {
+    cv::swap(kept, image);
+    if (image.u == nullptr || image.u->refcount != 1) image.release();
+}
+
+void alad_debug_output_::KeepADAGTMResultData(cv::Mat& image) { TakeOver(mAGTMResult, image); }
+
+void alad_debug_output_::KeepADCLTMResultData(cv::Mat& image) { TakeOver(mCLTMResult, image); }
+
 void alad_debug_output_::InitBuffer() {
     for (alad_debug_buffer_* buffer : {&mSmoothCurveBuffer, &mTmpCurveBuffer, &mHistBuffer, &mTransitionCurveBuffer}) {
         if (buffer->data != nullptr) {

@@ -102,5 +102,31 @@ TEST_F(DebugStoreTest, ResultImagesAreCopiesWhetherOrNotTheirBufferIsReused) {
     EXPECT_TRUE(Store().GetCLTMResultData().empty());
 }
 
+// Handing an image over instead of copying it: the store holds it, and the caller gets the
+// previously kept image back only when nobody else holds that one.
+TEST_F(DebugStoreTest, HandedOverImagesComeBackOnlyWhenNobodyElseHoldsThem) {
+    cv::Mat mine(3, 4, CV_32SC3, cv::Scalar(1, 2, 3));
+    const uchar* first = mine.data;
+    Store().KeepADCLTMResultData(mine);
+    EXPECT_TRUE(mine.empty());  // nothing was kept before
+    EXPECT_EQ(Store().GetCLTMResultData().data, first);
+    EXPECT_EQ(Store().GetCLTMResultData().at<cv::Vec3i>(2, 3), cv::Vec3i(1, 2, 3));
+
+    cv::Mat next(3, 4, CV_32SC3, cv::Scalar(4, 5, 6));
+    Store().KeepADCLTMResultData(next);
+    EXPECT_EQ(next.data, first);  // the previous one, to write the next result into
+    EXPECT_EQ(Store().GetCLTMResultData().at<cv::Vec3i>(0, 0), cv::Vec3i(4, 5, 6));
+
+    const cv::Mat held = Store().GetCLTMResultData();
+    cv::Mat third(3, 4, CV_32SC3, cv::Scalar(7, 8, 9));
+    Store().KeepADCLTMResultData(third);
+    EXPECT_TRUE(third.empty());  // still held by someone: not handed out for writing
+    EXPECT_EQ(held.at<cv::Vec3i>(0, 0), cv::Vec3i(4, 5, 6));
+    EXPECT_EQ(Store().GetCLTMResultData().at<cv::Vec3i>(0, 0), cv::Vec3i(7, 8, 9));
+
+    Store().KeepADAGTMResultData(next);
+    EXPECT_EQ(Store().GetAGTMResultData().data, first);
+}
+
 }  // namespace
 }  // namespace kelvo
