@@ -11,8 +11,8 @@ namespace agtm_rows {
 // A frame's gains by brightest code, 4096 of each.
 struct Gains {
     const int32_t* gains = nullptr;  // the integer gain, 9 fraction bits
-    // The same split for 16-bit multiply-adds: gl | gh << 16 with gain = gh * 2^15 + gl. Used when
-    // every gain is non-negative (all are at most 255.0 anyway).
+    // The same split for 16-bit multiply-adds: gl | (gh * 2^13) << 16 with gain = gh * 2^15 + gl.
+    // Used when every gain is non-negative (all are at most 255.0 anyway).
     const int32_t* split = nullptr;
     bool non_negative = false;
     // The integer path of one pixel with any codes, for groups holding a code outside 0..4095.

@@ -185,6 +185,19 @@ private:
     std::vector<int16_t> storage_;
 };
 
+}  // namespace
+
+// The sweep's working storage, kept by the buffer manager from frame to frame so that a steady
+// frame size allocates (and faults in) nothing.
+struct CLTMSweepStorage {
+    cltm_rows::MapTables tables;
+    std::vector<uint32_t> hist, raw, smooth, partial;
+    std::vector<StripeRows> stripe_rows;
+    int stripe_cols = -1;
+};
+
+namespace {
+
 struct SweepFrame {
     const cv::Mat* src = nullptr;
     uchar* image = nullptr;  // CV_32SC3 rows of the output image, or of a stand-in converted into it
@@ -193,7 +206,7 @@ struct SweepFrame {
     int rows = 0;
     int cols = 0;
     bool first = false;  // pass-through: no mapping
-    cltm_rows::MapTables tables;
+    const cltm_rows::MapTables* tables = nullptr;
     cltm_rows::ColourStep colour;
     uint32_t hist_mode = 0;
     cltm_detail::BlockGrid grid;
@@ -207,7 +220,7 @@ struct StripeHistograms {
 };
 
 void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, const StripeHistograms& hist) {
-    const bool filter = !f.first && f.tables.filter;
+    const bool filter = !f.first && f.tables->filter;
     const int padded = cltm_rows::PaddedWidth(f.cols);
     auto convert = [&](int y) {
         int16_t* luma = rows.Luma(y);
@@ -223,7 +236,7 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, const 
     if (filter) {
         if (begin > 0) convert(begin - 1);
         convert(begin);
-        cltm_rows::DownWeights(f.tables, rows.Luma(clamped(begin - 1)), rows.Luma(begin), f.cols,
+        cltm_rows::DownWeights(*f.tables, rows.Luma(clamped(begin - 1)), rows.Luma(begin), f.cols,
                                rows.Below(begin - 1));
     }
     const size_t block_row_bins = static_cast<size_t>(f.grid.bw) * kHistBins;
@@ -252,17 +265,17 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, const 
         }
         int16_t* mapped = rows.Mapped();
         if (!filter) {
-            cltm_rows::ToneRow(f.tables, y, luma, f.cols, rows.UpperPairs(), rows.LowerPairs(), mapped, luma,
+            cltm_rows::ToneRow(*f.tables, y, luma, f.cols, rows.UpperPairs(), rows.LowerPairs(), mapped, luma,
                                rows.Reciprocal());
         } else {
             const int16_t* below = rows.Luma(clamped(y + 1));
-            cltm_rows::DownWeights(f.tables, luma, below, f.cols, rows.Below(y));
-            cltm_rows::RightWeights(f.tables, luma, f.cols, rows.Right());
-            cltm_rows::FilterRow(f.tables, rows.Luma(clamped(y - 1)), luma, below, rows.Below(y - 1), rows.Below(y),
+            cltm_rows::DownWeights(*f.tables, luma, below, f.cols, rows.Below(y));
+            cltm_rows::RightWeights(*f.tables, luma, f.cols, rows.Right());
+            cltm_rows::FilterRow(*f.tables, rows.Luma(clamped(y - 1)), luma, below, rows.Below(y - 1), rows.Below(y),
                                  rows.Right(), f.cols, rows.Filtered());
-            cltm_rows::ToneRow(f.tables, y, rows.Filtered(), f.cols, rows.UpperPairs(), rows.LowerPairs(), rows.Tone(),
+            cltm_rows::ToneRow(*f.tables, y, rows.Filtered(), f.cols, rows.UpperPairs(), rows.LowerPairs(), rows.Tone(),
                                luma, rows.Reciprocal());
-            cltm_rows::DetailRow(f.tables, luma, rows.Filtered(), rows.Tone(), f.cols, mapped);
+            cltm_rows::DetailRow(*f.tables, luma, rows.Filtered(), rows.Tone(), f.cols, mapped);
         }
         cltm_rows::ColourRow(f.colour, c0, c1, c2, luma, mapped, rows.Reciprocal(), f.cols, plane_row, image_row);
     }
@@ -296,19 +309,21 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
     const size_t blocks = f.grid.count();
     const size_t bins = blocks * kHistBins;
     const int stripes = Overlap(src, out) ? 1 : alad::StripeCount(f.rows, alad::EngineThreads());
-    std::vector<uint32_t> hist, raw, smooth, partial;
-    std::vector<StripeRows> stripe_rows;
     cv::Mat image;
     try {
-        if (!f.first && !cltm_rows::BuildMapTables(buffers.mToneCurves, width, height, *param, f.grid, &f.tables)) {
+        if (!buffers.mSweepStorage) buffers.mSweepStorage = std::make_shared<CLTMSweepStorage>();
+        CLTMSweepStorage& w = *buffers.mSweepStorage;
+        if (!f.first && !cltm_rows::BuildMapTables(buffers.mToneCurves, width, height, *param, f.grid, &w.tables)) {
             return false;
         }
-        hist.assign(bins, 0);
-        raw.resize(blocks * kCurvePoints);
-        smooth.resize(blocks * kCurvePoints);
-        if (stripes > 1) partial.assign(static_cast<size_t>(stripes) * (bins + kHistBins + 1), 0);
-        stripe_rows.reserve(static_cast<size_t>(stripes));
-        for (int s = 0; s < stripes; ++s) stripe_rows.emplace_back(f.cols);
+        f.tables = &w.tables;
+        w.hist.assign(bins, 0);
+        w.raw.resize(blocks * kCurvePoints);
+        w.smooth.resize(blocks * kCurvePoints);
+        if (stripes > 1) w.partial.assign(static_cast<size_t>(stripes) * (bins + kHistBins + 1), 0);
+        if (w.stripe_cols != f.cols) w.stripe_rows.clear();
+        w.stripe_cols = f.cols;
+        while (w.stripe_rows.size() < static_cast<size_t>(stripes)) w.stripe_rows.emplace_back(f.cols);
         image = out.type() == CV_32SC3 ? out : cv::Mat(f.rows, f.cols, CV_32SC3);
         f.image = image.data;
         f.image_step = image.step[0];
@@ -332,6 +347,9 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
     uint32_t* global = buffers.mHistBuffer;
     uint32_t* sum = global + kHistBins;
     std::memset(global, 0, (kHistBins + 1) * sizeof(uint32_t));
+    CLTMSweepStorage& w = *buffers.mSweepStorage;
+    std::vector<uint32_t>& hist = w.hist;
+    std::vector<uint32_t>& partial = w.partial;
     alad::ForEachStripe(f.rows, stripes, [&](int s, int begin, int end) {
         StripeHistograms h{hist.data(), global, sum};
         if (stripes > 1) {
@@ -339,7 +357,7 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
             h.global = h.block + bins;
             h.sum = h.global + kHistBins;
         }
-        SweepRows(f, begin, end, stripe_rows[static_cast<size_t>(s)], h);
+        SweepRows(f, begin, end, w.stripe_rows[static_cast<size_t>(s)], h);
     });
     if (stripes > 1) {
         // Counts add up the same in any order (32-bit wrapping, as the plain path's).
@@ -350,7 +368,7 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
         }
     }
     if (image.data != out.data) StoreImage(image, out);
-    cltm_detail::CurvesFromHistograms(buffers.mToneCurves, hist.data(), raw.data(), smooth.data(), width, height,
+    cltm_detail::CurvesFromHistograms(buffers.mToneCurves, hist.data(), w.raw.data(), w.smooth.data(), width, height,
                                       weight, *param, f.grid, true);
     ctx->first_frame = 0;
     *result = 0;
