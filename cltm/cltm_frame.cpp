@@ -279,6 +279,7 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, const 
         }
         cltm_rows::ColourRow(f.colour, c0, c1, c2, luma, mapped, rows.Reciprocal(), f.cols, plane_row, image_row);
     }
+    cltm_rows::FinishRows();
 }
 
 bool Overlap(const cv::Mat& a, const cv::Mat& b) {

@@ -98,15 +98,31 @@ inline void StoreInterleaved(int32_t* dst, int count, const v_s16& a, const v_s1
     cv::v_store_interleave(packed, a, b, c);
     alignas(64) int32_t tail[3 * kLanes16];
     int32_t* out = count == kLanes16 ? dst : tail;
+    // Whole vectors at aligned addresses go straight to memory (non-temporal stores, where the
+    // processor has them): the frame is written once and not read back here, and this saves
+    // reading every output line in before writing it.
+    const bool stream = count == kLanes16 && reinterpret_cast<uintptr_t>(dst) % sizeof(v_s32) == 0;
     for (int k = 0; k < 3; ++k) {
         v_s16 v = cv::vx_load_aligned(packed + kLanes16 * k);
         if (twelve_bit) v = To12Bit(v);
         v_u32 low, high;
         cv::v_expand(cv::v_reinterpret_as_u16(v), low, high);
-        cv::v_store(out + kLanes16 * k, cv::v_reinterpret_as_s32(low));
-        cv::v_store(out + kLanes16 * k + kLanes32, cv::v_reinterpret_as_s32(high));
+        if (stream) {
+            cv::v_store_aligned_nocache(out + kLanes16 * k, cv::v_reinterpret_as_s32(low));
+            cv::v_store_aligned_nocache(out + kLanes16 * k + kLanes32, cv::v_reinterpret_as_s32(high));
+        } else {
+            cv::v_store(out + kLanes16 * k, cv::v_reinterpret_as_s32(low));
+            cv::v_store(out + kLanes16 * k + kLanes32, cv::v_reinterpret_as_s32(high));
+        }
     }
     if (count != kLanes16) std::memcpy(dst, tail, static_cast<size_t>(count) * 3 * sizeof(int32_t));
+}
+
+// Orders the non-temporal stores before whatever follows (another thread reading the rows).
+void StreamFenceKernel() {
+#if CV_SSE2
+    _mm_sfence();
+#endif
 }
 
 const int16_t kRamp[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
@@ -363,7 +379,7 @@ void CopyRowKernel(const int16_t* c0, const int16_t* c1, const int16_t* c2, int 
 const RowKernels& Kernels() {
     static const RowKernels kernels = {CurveValuesKernel, ZipPairsKernel,  ConvertRowKernel, ToneRowKernel,
                                        DownWeightsKernel, RightWeightsKernel, FilterRowKernel,  DetailRowKernel,
-                                       ColourRowKernel,   CopyRowKernel};
+                                       ColourRowKernel,   CopyRowKernel,      StreamFenceKernel};
     return kernels;
 }
 

@@ -205,5 +205,7 @@ void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, 
     Active().copy(c0, c1, c2, cols, plane, image);
 }
 
+void FinishRows() { Active().stream_fence(); }
+
 }  // namespace cltm_rows
 }  // namespace kelvo

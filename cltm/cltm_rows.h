@@ -144,6 +144,10 @@ void ColourRow(const ColourStep& step, const int16_t* c0, const int16_t* c1, con
 // The first frame's pass-through: the planar 10-bit rows written interleaved as they are.
 void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
 
+// ColourRow and CopyRow write whole aligned vectors with non-temporal stores; a thread calls this
+// after its last row so that the rows are in memory before another thread reads them.
+void FinishRows();
+
 // The vectorised kernels of one build (cltm_row_kernels.h); the functions above call those of
 // the build in use (common/simd.h).
 struct RowKernels {
@@ -164,6 +168,7 @@ struct RowKernels {
                    const int16_t* luma, const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane,
                    int32_t* image);
     void (*copy)(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
+    void (*stream_fence)();
 };
 namespace baseline {
 const RowKernels& Kernels();
