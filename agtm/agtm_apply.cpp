@@ -201,16 +201,15 @@ bool IntegerPass(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& resu
     cv::Mat res = PrepareOutput(result, input.size());
     if (copy != nullptr) copy->create(input.size(), CV_32SC3);
     // Rows are independent; an output that is the input itself is still read before it is written
-    // row by row, and no stripe touches another's rows. The copy is taken from each row while it
-    // is still in the cache.
+    // row by row, and no stripe touches another's rows. The copy is written with the result.
     const agtm_rows::RowKernels& kernels = ActiveKernels();
-    const size_t row_bytes = static_cast<size_t>(input.cols) * 3 * sizeof(int32_t);
     const int stripes = alad::StripeCount(input.rows, alad::EngineThreads());
     alad::ForEachStripe(input.rows, stripes, [&](int, int begin, int end) {
         for (int y = begin; y < end; ++y) {
-            kernels.integer_row(input.ptr<int32_t>(y), res.ptr<int32_t>(y), input.cols, g);
-            if (copy != nullptr && row_bytes > 0) std::memcpy(copy->ptr(y), res.ptr(y), row_bytes);
+            kernels.integer_row(input.ptr<int32_t>(y), res.ptr<int32_t>(y),
+                                copy != nullptr ? copy->ptr<int32_t>(y) : nullptr, input.cols, g);
         }
+        kernels.stream_fence();
     });
     FinishOutput(res, result);
     return true;

@@ -55,50 +55,81 @@ inline v_s32 ScaleChannel32(const v_s32& gain, const v_s32& c) {
     return cv::v_min(cv::v_shr<9>(p + toward_zero), cv::vx_setall_s32(kMaxCode));
 }
 
+// Whole vectors at aligned addresses go straight to memory (non-temporal stores, where the
+// processor has them): the frame is written once and not read back here.
+inline void Store(int32_t* out, const v_s32& b, const v_s32& g, const v_s32& r) {
+    if (reinterpret_cast<uintptr_t>(out) % sizeof(v_s32) == 0) {
+        cv::v_store_interleave(out, b, g, r, cv::hal::STORE_ALIGNED_NOCACHE);
+    } else {
+        cv::v_store_interleave(out, b, g, r);
+    }
+}
+
 // A vector's worth of pixels (kLanes32), all codes 0..4095 (true returned), or nothing written.
-inline bool Group(const int32_t* in, int32_t* out, const Gains& g) {
+// `copy`, when given, receives the same values.
+inline bool Group(const int32_t* in, int32_t* out, int32_t* copy, const Gains& g) {
     v_s32 b, gr, r;
     cv::v_load_deinterleave(in, b, gr, r);
     if (!cv::v_check_all(((b | gr | r) & cv::vx_setall_s32(~kMaxCode)) == cv::vx_setzero_s32())) return false;
     const v_s32 m = cv::v_max(cv::v_max(b, gr), r);
+    v_s32 ob, og, orr;
     if (g.non_negative) {
         const v_s32 split = Lookup(g.split, m);
-        cv::v_store_interleave(out, ScaleBySplitGain(b, split), ScaleBySplitGain(gr, split),
-                               ScaleBySplitGain(r, split));
+        ob = ScaleBySplitGain(b, split);
+        og = ScaleBySplitGain(gr, split);
+        orr = ScaleBySplitGain(r, split);
     } else {
         const v_s32 gain = Lookup(g.gains, m);
-        cv::v_store_interleave(out, ScaleChannel32(gain, b), ScaleChannel32(gain, gr), ScaleChannel32(gain, r));
+        ob = ScaleChannel32(gain, b);
+        og = ScaleChannel32(gain, gr);
+        orr = ScaleChannel32(gain, r);
     }
+    Store(out, ob, og, orr);
+    if (copy != nullptr) Store(copy, ob, og, orr);
     return true;
 }
 
-void IntegerRowKernel(const int32_t* in, int32_t* out, int cols, const Gains& g) {
+void IntegerRowKernel(const int32_t* in, int32_t* out, int32_t* copy, int cols, const Gains& g) {
     for (int x = 0; x < cols; x += kLanes32) {
         const int count = cols - x < kLanes32 ? cols - x : kLanes32;
+        const size_t values = static_cast<size_t>(count) * 3;
         const int32_t* src = in + 3 * x;
         int32_t* dst = out + 3 * x;
+        int32_t* dst_copy = copy != nullptr ? copy + 3 * x : nullptr;
         alignas(64) int32_t tail_in[3 * kLanes32];
         alignas(64) int32_t tail_out[3 * kLanes32];
         if (count != kLanes32) {
             std::memset(tail_in, 0, sizeof(tail_in));
-            std::memcpy(tail_in, src, static_cast<size_t>(count) * 3 * sizeof(int32_t));
+            std::memcpy(tail_in, src, values * sizeof(int32_t));
             src = tail_in;
             dst = tail_out;
+            dst_copy = nullptr;
         }
         // Each group is read whole before it is written, so the output may be the input itself.
-        if (!Group(src, dst, g)) {
+        if (!Group(src, dst, dst_copy, g)) {
             // A code outside 0..4095: these pixels take the per-pixel path, in order.
             for (int k = 0; k < count; ++k) g.pixel(in + 3 * (x + k), out + 3 * (x + k), g);
+            if (copy != nullptr) std::memcpy(copy + 3 * x, out + 3 * x, values * sizeof(int32_t));
             continue;
         }
-        if (count != kLanes32) std::memcpy(out + 3 * x, tail_out, static_cast<size_t>(count) * 3 * sizeof(int32_t));
+        if (count != kLanes32) {
+            std::memcpy(out + 3 * x, tail_out, values * sizeof(int32_t));
+            if (copy != nullptr) std::memcpy(copy + 3 * x, tail_out, values * sizeof(int32_t));
+        }
     }
+}
+
+// Orders the non-temporal stores before whatever follows (another thread reading the rows).
+void StreamFenceKernel() {
+#if CV_SSE2
+    _mm_sfence();
+#endif
 }
 
 }  // namespace
 
 const RowKernels& Kernels() {
-    static const RowKernels kernels = {IntegerRowKernel};
+    static const RowKernels kernels = {IntegerRowKernel, StreamFenceKernel};
     return kernels;
 }
 

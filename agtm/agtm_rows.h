@@ -21,8 +21,11 @@ struct Gains {
 };
 
 struct RowKernels {
-    // One row of `cols` pixels; `out` may be `in`.
-    void (*integer_row)(const int32_t* in, int32_t* out, int cols, const Gains& gains);
+    // One row of `cols` pixels; `out` may be `in`; `copy` (when not null) receives the same. Whole
+    // aligned vectors are written with non-temporal stores.
+    void (*integer_row)(const int32_t* in, int32_t* out, int32_t* copy, int cols, const Gains& gains);
+    // Orders those stores before what follows; called by a thread after its last row.
+    void (*stream_fence)();
 };
 
 namespace baseline {

@@ -187,7 +187,15 @@ void IntegerOnlyPassEqualsTheReference() {
         if (output_kind == 2) out.create(h, w, CV_64FC3);  // written in its own type
         if (output_kind == 3) out = in.clone();             // in place
         alad::SetEngineThreadCount(uniform(1, 3));
-        ToneMappingOneImageByScalerLUTIntegerImple_(output_kind == 3 ? out : in, param, out);
+        const bool with_copy = uniform(0, 1) == 1;  // the debug store's copy, written in the same pass
+        cv::Mat copy;
+        if (with_copy) {
+            ASSERT_TRUE(ToneMappingOneImageByScalerLUTIntegerImple_(output_kind == 3 ? out : in, param, out, copy));
+            ASSERT_EQ(copy.type(), CV_32SC3);
+            ASSERT_EQ(cv::norm(copy, expected, cv::NORM_INF), 0.0) << w << "x" << h << " copy";
+        } else {
+            ToneMappingOneImageByScalerLUTIntegerImple_(output_kind == 3 ? out : in, param, out);
+        }
         alad::SetEngineThreadCount(1);
         cv::Mat expected_in_type;
         expected.convertTo(expected_in_type, out.type());
@@ -213,6 +221,9 @@ TEST(AgtmApplyTest, IntegerOnlyPassEqualsTheReferenceIntegerResult) {
     short_table.lut.assign(10, 2048);
     testing::internal::CaptureStdout();
     ToneMappingOneImageByScalerLUTIntegerImple_(Pixel(1, 2, 3), short_table, untouched);
+    cv::Mat no_copy;
+    EXPECT_FALSE(ToneMappingOneImageByScalerLUTIntegerImple_(Pixel(1, 2, 3), short_table, untouched, no_copy));
+    EXPECT_TRUE(no_copy.empty());
     ToneMappingOneImageByScalerLUTIntegerImple_(cv::Mat(2, 2, CV_32SC1, cv::Scalar(5)), Table(2048), untouched);
     const std::string log = testing::internal::GetCapturedStdout();
     EXPECT_NE(log.find("256 needed"), std::string::npos);
