@@ -241,7 +241,14 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, const 
     }
     const size_t block_row_bins = static_cast<size_t>(f.grid.bw) * kHistBins;
     for (int y = begin; y < end; ++y) {
-        if (!filter) {
+        uint32_t* plane_row = f.plane + static_cast<size_t>(y) * f.cols * 3;
+        int32_t* image_row = reinterpret_cast<int32_t*>(f.image + static_cast<size_t>(y) * f.image_step);
+        // Without the filter a row is mapped in one pass, which leaves its luma for the histograms.
+        const bool mapped_in_one = !f.first && !filter;
+        if (mapped_in_one) {
+            cltm_rows::MapRow(*f.tables, f.colour, y, f.src->ptr<int32_t>(y), f.cols, rows.Luma(y), plane_row,
+                              image_row);
+        } else if (!filter) {
             convert(y);
         } else if (y + 1 < f.rows) {
             convert(y + 1);
@@ -254,8 +261,7 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, const 
                                  hist.block + (static_cast<uint32_t>(y) >> f.grid.log2h) * block_row_bins, hist.global,
                                  hist.sum);
         }
-        uint32_t* plane_row = f.plane + static_cast<size_t>(y) * f.cols * 3;
-        int32_t* image_row = reinterpret_cast<int32_t*>(f.image + static_cast<size_t>(y) * f.image_step);
+        if (mapped_in_one) continue;
         const int16_t* c0 = rows.Channel(y, 0);
         const int16_t* c1 = rows.Channel(y, 1);
         const int16_t* c2 = rows.Channel(y, 2);
@@ -263,20 +269,16 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, const 
             cltm_rows::CopyRow(c0, c1, c2, f.cols, plane_row, image_row);
             continue;
         }
+        // The filtered row: the filter, the base through the curves, the detail added back.
         int16_t* mapped = rows.Mapped();
-        if (!filter) {
-            cltm_rows::ToneRow(*f.tables, y, luma, f.cols, rows.UpperPairs(), rows.LowerPairs(), mapped, luma,
-                               rows.Reciprocal());
-        } else {
-            const int16_t* below = rows.Luma(clamped(y + 1));
-            cltm_rows::DownWeights(*f.tables, luma, below, f.cols, rows.Below(y));
-            cltm_rows::RightWeights(*f.tables, luma, f.cols, rows.Right());
-            cltm_rows::FilterRow(*f.tables, rows.Luma(clamped(y - 1)), luma, below, rows.Below(y - 1), rows.Below(y),
-                                 rows.Right(), f.cols, rows.Filtered());
-            cltm_rows::ToneRow(*f.tables, y, rows.Filtered(), f.cols, rows.UpperPairs(), rows.LowerPairs(), rows.Tone(),
-                               luma, rows.Reciprocal());
-            cltm_rows::DetailRow(*f.tables, luma, rows.Filtered(), rows.Tone(), f.cols, mapped);
-        }
+        const int16_t* below = rows.Luma(clamped(y + 1));
+        cltm_rows::DownWeights(*f.tables, luma, below, f.cols, rows.Below(y));
+        cltm_rows::RightWeights(*f.tables, luma, f.cols, rows.Right());
+        cltm_rows::FilterRow(*f.tables, rows.Luma(clamped(y - 1)), luma, below, rows.Below(y - 1), rows.Below(y),
+                             rows.Right(), f.cols, rows.Filtered());
+        cltm_rows::ToneRow(*f.tables, y, rows.Filtered(), f.cols, rows.UpperPairs(), rows.LowerPairs(), rows.Tone(),
+                           luma, rows.Reciprocal());
+        cltm_rows::DetailRow(*f.tables, luma, rows.Filtered(), rows.Tone(), f.cols, mapped);
         cltm_rows::ColourRow(f.colour, c0, c1, c2, luma, mapped, rows.Reciprocal(), f.cols, plane_row, image_row);
     }
     cltm_rows::FinishRows();

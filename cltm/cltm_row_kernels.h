@@ -158,23 +158,34 @@ void ZipPairsKernel(const uint16_t* first, const uint16_t* second, uint32_t* out
     }
 }
 
-void ConvertRowKernel(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma) {
+// One vector's worth of 12-bit BGR pixels (3 * kLanes16 readable values) as planar 10-bit codes:
+// each value clamped to 0..4095 and shifted right by 2.
+inline void ConvertChunk(const int32_t* src, v_s16& a, v_s16& b, v_s16& c) {
     const v_s16 zero = cv::vx_setzero_s16(), top = cv::vx_setall_s16(4095);
+    v_s32 a0, b0, d0, a1, b1, d1;
+    cv::v_load_deinterleave(src, a0, b0, d0);
+    cv::v_load_deinterleave(src + 3 * kLanes32, a1, b1, d1);
+    // The pack saturates to 16 bits, which leaves the clamp to 0..4095 unchanged.
+    a = cv::v_shr<2>(cv::v_min(cv::v_max(cv::v_pack(a0, a1), zero), top));
+    b = cv::v_shr<2>(cv::v_min(cv::v_max(cv::v_pack(b0, b1), zero), top));
+    c = cv::v_shr<2>(cv::v_min(cv::v_max(cv::v_pack(d0, d1), zero), top));
+}
+
+// The pixels of a row from x on: the row itself, or (at the end of a row) a copy of the last
+// pixels padded with zeros.
+inline const int32_t* ChunkSource(const int32_t* in, int x, int cols, int32_t* tail) {
+    const int32_t* src = in + 3 * x;
+    if (x + kLanes16 <= cols) return src;
+    std::memset(tail, 0, 3 * kLanes16 * sizeof(int32_t));
+    std::memcpy(tail, src, static_cast<size_t>(cols - x) * 3 * sizeof(int32_t));
+    return tail;
+}
+
+void ConvertRowKernel(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma) {
     for (int x = 0; x < cols; x += kLanes16) {
-        const int32_t* src = in + 3 * x;
         alignas(64) int32_t tail[3 * kLanes16];
-        if (x + kLanes16 > cols) {
-            std::memset(tail, 0, sizeof(tail));
-            std::memcpy(tail, src, static_cast<size_t>(cols - x) * 3 * sizeof(int32_t));
-            src = tail;
-        }
-        v_s32 a0, b0, d0, a1, b1, d1;
-        cv::v_load_deinterleave(src, a0, b0, d0);
-        cv::v_load_deinterleave(src + 3 * kLanes32, a1, b1, d1);
-        // The pack saturates to 16 bits, which leaves the clamp to 0..4095 unchanged.
-        const v_s16 a = cv::v_shr<2>(cv::v_min(cv::v_max(cv::v_pack(a0, a1), zero), top));
-        const v_s16 b = cv::v_shr<2>(cv::v_min(cv::v_max(cv::v_pack(b0, b1), zero), top));
-        const v_s16 c = cv::v_shr<2>(cv::v_min(cv::v_max(cv::v_pack(d0, d1), zero), top));
+        v_s16 a, b, c;
+        ConvertChunk(ChunkSource(in, x, cols, tail), a, b, c);
         cv::v_store(c0 + x, a);
         cv::v_store(c1 + x, b);
         cv::v_store(c2 + x, c);
@@ -311,53 +322,105 @@ void DetailRowKernel(const TableView& t, const int16_t* luma, const int16_t* fil
     }
 }
 
+// What the colour step needs that does not change along a row.
+struct ColourConstants {
+    explicit ColourConstants(const ColourStep& step)
+        : linear(step.offset != 0 || step.ratio != 0),
+          blend(step.strength < 255),
+          offset(cv::vx_setall_s32(step.offset)),
+          ratio(cv::vx_setall_s32(step.ratio)),
+          strength(cv::vx_setall_s32(
+              static_cast<int32_t>((blend ? step.strength : 0) | ((256u - (blend ? step.strength : 0)) << 16)))) {}
+    bool linear;
+    bool blend;
+    v_s32 offset, ratio, strength;
+};
+
+// The colour step of one vector's worth of pixels: channels u, old and new luma, Q[y_old >> 2].
+inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], const v_s16& y_old, const v_s16& y_new,
+                        const v_u16& q, v_s16 result[3]) {
+    const v_u16 sixteen = cv::vx_setall_u16(16), quarter = cv::vx_setall_u16(256);
+    const v_s16 top = cv::vx_setall_s16(kTop10);
+    const v_s32 round8 = cv::vx_setall_s32(128);
+    // gain = (Q[y_old >> 2] * y_new) >> 8, about 1024 * y_new / y_old, below 2^18: its low 16 bits
+    // and the rest, from the 32-bit product's halves.
+    const v_u16 p_lo = cv::v_mul_wrap(q, cv::v_reinterpret_as_u16(y_new));
+    const v_u16 p_hi = cv::v_mul_hi(q, cv::v_reinterpret_as_u16(y_new));
+    const v_u16 gain_lo = cv::v_shl<8>(p_hi) | cv::v_shr<8>(p_lo);
+    const v_u16 gain_hi = cv::v_shr<8>(p_hi);
+    for (int ch = 0; ch < 3; ++ch) {
+        const v_u16 uu = cv::v_reinterpret_as_u16(u[ch]);
+        // min((512 + gain * u) >> 10, 1023) with gain * u = high * 65536 + low (high < 4096):
+        // high * 64 + ((low + 512) >> 10), where high of 16 or more already gives 1023. (The
+        // unsigned 16-bit adds saturate; none of these sums comes near.)
+        const v_u16 low = cv::v_mul_wrap(gain_lo, uu);
+        const v_u16 high = cv::v_mul_hi(gain_lo, uu) + cv::v_mul_wrap(gain_hi, uu);
+        const v_u16 rounded = cv::v_shr<9>(cv::v_shr<1>(low) + quarter);  // (low + 512) >> 10
+        const v_s16 scaled = cv::v_min(cv::v_reinterpret_as_s16(cv::v_shl<6>(cv::v_min(high, sixteen)) + rounded), top);
+        // The channel holding the maximum takes the new luma exactly.
+        v_s16 m = cv::v_select(u[ch] == y_old, y_new, scaled);
+        if (k.linear) {
+            v_s32 lo, hi;
+            cv::v_expand(m, lo, hi);
+            lo = k.offset + cv::v_shr<8>(round8 + lo * k.ratio);
+            hi = k.offset + cv::v_shr<8>(round8 + hi * k.ratio);
+            m = Clamp10(cv::v_pack(lo, hi));  // the pack saturates, which the clamp absorbs
+        }
+        // u + (((m - u) * strength + 128) >> 8), with m and u both 0..1023: within 0..1023.
+        if (k.blend) m = Blend16(m, u[ch], k.strength);
+        result[ch] = m;
+    }
+}
+
 void ColourRowKernel(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2,
                      const int16_t* luma, const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane,
                      int32_t* image) {
-    const bool linear = step.offset != 0 || step.ratio != 0;
-    const bool blend = step.strength < 255;
-    const v_s32 offset = cv::vx_setall_s32(step.offset), ratio = cv::vx_setall_s32(step.ratio);
-    const v_s32 round8 = cv::vx_setall_s32(128);
-    const uint32_t sigma = blend ? step.strength : 0;
-    const v_s32 strength = cv::vx_setall_s32(static_cast<int32_t>(sigma | ((256u - sigma) << 16)));
-    const v_u16 sixteen = cv::vx_setall_u16(16), quarter = cv::vx_setall_u16(256);
-    const v_s16 top = cv::vx_setall_s16(kTop10);
-    const int16_t* channels[3] = {c0, c1, c2};
+    const ColourConstants k(step);
     for (int x = 0; x < cols; x += kLanes16) {
-        const v_s16 y_old = cv::vx_load(luma + x);
-        const v_s16 y_new = cv::vx_load(mapped + x);
-        // gain = (Q[y_old >> 2] * y_new) >> 8, about 1024 * y_new / y_old, below 2^18: its low
-        // 16 bits and the rest, from the 32-bit product's halves.
-        const v_u16 q = cv::vx_load(reciprocal + x);
-        const v_u16 p_lo = cv::v_mul_wrap(q, cv::v_reinterpret_as_u16(y_new));
-        const v_u16 p_hi = cv::v_mul_hi(q, cv::v_reinterpret_as_u16(y_new));
-        const v_u16 gain_lo = cv::v_shl<8>(p_hi) | cv::v_shr<8>(p_lo);
-        const v_u16 gain_hi = cv::v_shr<8>(p_hi);
+        const v_s16 u[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
         v_s16 result[3];
-        for (int ch = 0; ch < 3; ++ch) {
-            const v_s16 u = cv::vx_load(channels[ch] + x);
-            const v_u16 uu = cv::v_reinterpret_as_u16(u);
-            // min((512 + gain * u) >> 10, 1023) with gain * u = high * 65536 + low (high < 4096):
-            // high * 64 + ((low + 512) >> 10), where high of 16 or more already gives 1023. (The
-            // unsigned 16-bit adds saturate; none of these sums comes near.)
-            const v_u16 low = cv::v_mul_wrap(gain_lo, uu);
-            const v_u16 high = cv::v_mul_hi(gain_lo, uu) + cv::v_mul_wrap(gain_hi, uu);
-            const v_u16 rounded = cv::v_shr<9>(cv::v_shr<1>(low) + quarter);  // (low + 512) >> 10
-            const v_s16 scaled =
-                cv::v_min(cv::v_reinterpret_as_s16(cv::v_shl<6>(cv::v_min(high, sixteen)) + rounded), top);
-            // The channel holding the maximum takes the new luma exactly.
-            v_s16 m = cv::v_select(u == y_old, y_new, scaled);
-            if (linear) {
-                v_s32 lo, hi;
-                cv::v_expand(m, lo, hi);
-                lo = offset + cv::v_shr<8>(round8 + lo * ratio);
-                hi = offset + cv::v_shr<8>(round8 + hi * ratio);
-                m = Clamp10(cv::v_pack(lo, hi));  // the pack saturates, which the clamp absorbs
-            }
-            // u + (((m - u) * strength + 128) >> 8), with m and u both 0..1023: within 0..1023.
-            if (blend) m = Blend16(m, u, strength);
-            result[ch] = m;
+        ColourChunk(k, u, cv::vx_load(luma + x), cv::vx_load(mapped + x), cv::vx_load(reciprocal + x), result);
+        const int count = Smaller(kLanes16, cols - x);
+        StoreInterleaved(reinterpret_cast<int32_t*>(plane) + 3 * x, count, result[0], result[1], result[2], false);
+        StoreInterleaved(image + 3 * x, count, result[0], result[1], result[2], true);
+    }
+}
+
+// The whole unfiltered row, a vector's worth of pixels at a time from the 12-bit image to both
+// outputs (reads and writes interleaved, and no row buffers): ConvertRow, ToneRow and ColourRow
+// in one. The 10-bit luma is also left in `luma` (for the histograms).
+void MapRowKernel(const TableView& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
+                  uint32_t* plane, int32_t* image) {
+    const ColourConstants k(step);
+    const int32_t* up = t.pair + t.upper[y];
+    const int32_t* down = t.pair + t.lower[y];
+    const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
+    for (int x = 0; x < cols; x += kLanes16) {
+        alignas(64) int32_t tail[3 * kLanes16];
+        v_s16 u[3];
+        ConvertChunk(ChunkSource(in, x, cols, tail), u[0], u[1], u[2]);
+        const v_s16 y_old = cv::v_max(cv::v_max(u[0], u[1]), u[2]);
+        cv::v_store(luma + x, y_old);
+        // The curve value pairs and the reciprocal by plain loads (see Gather32).
+        alignas(64) int32_t upper[kLanes16], lower[kLanes16];
+        alignas(64) uint16_t q[kLanes16];
+        for (int j = 0; j < kLanes16; ++j) {
+            const int32_t v = luma[x + j];
+            const int32_t at = t.column[x + j] + v;
+            upper[j] = up[at];
+            lower[j] = down[at];
+            q[j] = static_cast<uint16_t>(t.reciprocal_by_luma[v]);
         }
+        asm volatile("" ::: "memory");  // keep the compiler from building the vectors lane by lane
+        v_s32 half[2];
+        for (int h = 0; h < 2; ++h) {
+            const v_s32 w = cv::vx_load(t.wx + x + h * kLanes32);
+            const v_s32 top = BlendPairs(cv::vx_load_aligned(upper + h * kLanes32), w);
+            const v_s32 bottom = BlendPairs(cv::vx_load_aligned(lower + h * kLanes32), w);
+            half[h] = BlendPairs(top | cv::v_shl<16>(bottom), wy);
+        }
+        v_s16 result[3];
+        ColourChunk(k, u, y_old, cv::v_pack(half[0], half[1]), cv::vx_load_aligned(q), result);
         const int count = Smaller(kLanes16, cols - x);
         StoreInterleaved(reinterpret_cast<int32_t*>(plane) + 3 * x, count, result[0], result[1], result[2], false);
         StoreInterleaved(image + 3 * x, count, result[0], result[1], result[2], true);
@@ -379,7 +442,7 @@ void CopyRowKernel(const int16_t* c0, const int16_t* c1, const int16_t* c2, int 
 const RowKernels& Kernels() {
     static const RowKernels kernels = {CurveValuesKernel, ZipPairsKernel,  ConvertRowKernel, ToneRowKernel,
                                        DownWeightsKernel, RightWeightsKernel, FilterRowKernel,  DetailRowKernel,
-                                       ColourRowKernel,   CopyRowKernel,      StreamFenceKernel};
+                                       ColourRowKernel,   CopyRowKernel,      StreamFenceKernel, MapRowKernel};
     return kernels;
 }
 

@@ -205,6 +205,11 @@ void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, 
     Active().copy(c0, c1, c2, cols, plane, image);
 }
 
+void MapRow(const MapTables& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
+            uint32_t* plane, int32_t* image) {
+    Active().map_row(t.view, step, y, in, cols, luma, plane, image);
+}
+
 void FinishRows() { Active().stream_fence(); }
 
 }  // namespace cltm_rows

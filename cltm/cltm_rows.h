@@ -144,7 +144,13 @@ void ColourRow(const ColourStep& step, const int16_t* c0, const int16_t* c1, con
 // The first frame's pass-through: the planar 10-bit rows written interleaved as they are.
 void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
 
-// ColourRow and CopyRow write whole aligned vectors with non-temporal stores; a thread calls this
+// The whole unfiltered row y, from the 12-bit image row to both outputs, a vector's worth of
+// pixels at a time: ConvertRow, ToneRow and ColourRow in one pass with reads and writes
+// interleaved. The 10-bit luma is also left in `luma` (for the histograms).
+void MapRow(const MapTables& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
+            uint32_t* plane, int32_t* image);
+
+// ColourRow, CopyRow and MapRow write whole aligned vectors with non-temporal stores; a thread calls this
 // after its last row so that the rows are in memory before another thread reads them.
 void FinishRows();
 
@@ -169,6 +175,8 @@ struct RowKernels {
                    int32_t* image);
     void (*copy)(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
     void (*stream_fence)();
+    void (*map_row)(const TableView& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
+                    uint32_t* plane, int32_t* image);
 };
 namespace baseline {
 const RowKernels& Kernels();
