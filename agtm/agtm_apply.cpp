@@ -189,7 +189,9 @@ bool IntegerPass(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& resu
     for (int32_t m = 0; m <= kMaxCode; ++m) {
         gains[m] = IntegerGain(lut, m);
         non_negative = non_negative && gains[m] >= 0;
-        split[m] = (gains[m] & 0x7FFF) | ((gains[m] >> 15) << 29);  // gl | (gh * 2^13) << 16
+        // gl | (gh * 2^13) << 16; only used when no gain is negative (unsigned: no undefined shift).
+        const uint32_t g = static_cast<uint32_t>(gains[m]);
+        split[m] = static_cast<int32_t>((g & 0x7FFFu) | ((g >> 15) << 29));
     }
     agtm_rows::Gains g;
     g.gains = gains;
