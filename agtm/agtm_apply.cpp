@@ -3,8 +3,17 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
+#include "agtm/agtm_rows.h"
+#include "common/simd.h"
+#include "common/threads.h"
 #include "common/wrap_int.h"
+
+// The baseline build of the vectorised row.
+#define ALAD_SIMD_NAMESPACE baseline
+#include "agtm/agtm_row_kernels.h"
+#undef ALAD_SIMD_NAMESPACE
 
 namespace kelvo {
 
@@ -80,6 +89,37 @@ void FinishOutput(const cv::Mat& work, cv::Mat& out) {
     if (work.data != out.data) work.convertTo(out, out.type());
 }
 
+// The checks both entry points make before touching anything.
+bool Acceptable(const cv::Mat& src, const agtm_param_api_& param) {
+    if (param.lut.size() < static_cast<size_t>(kTableSize)) {
+        std::printf("ToneMappingOneImageByScalerLUTImple_: the AGTM table has %zu entries, %d needed\n",
+                    param.lut.size(), kTableSize);
+        std::fflush(stdout);
+        return false;
+    }
+    if (src.channels() != 3) {
+        std::printf("ToneMappingOneImageByScalerLUTImple_: the input has %d channels, 3 needed\n", src.channels());
+        std::fflush(stdout);
+        return false;
+    }
+    return true;
+}
+
+// The integer path of one pixel, any code.
+void IntegerPixel(const int32_t* in, int32_t* out, const agtm_rows::Gains& g) {
+    const int32_t px[3] = {in[0], in[1], in[2]};
+    const int32_t m = InTableBrightest(px);
+    const int32_t gain = m >= 0 ? g.gains[m] : IntegerGain(g.lut, alad::TruncToInt32(BrightestChannel(px)));
+    for (int c = 0; c < 3; ++c) out[c] = IntegerChannel(gain, px[c]);
+}
+
+const agtm_rows::RowKernels& ActiveKernels() {
+#if defined(ALAD_HAVE_AVX2_KERNELS)
+    if (alad::ActiveSimdLevel() == alad::SimdLevel::kAvx2) return agtm_rows::avx2::Kernels();
+#endif
+    return agtm_rows::baseline::Kernels();
+}
+
 }  // namespace
 
 float ClimpUncharFix(float value, float maximum) {
@@ -89,17 +129,7 @@ float ClimpUncharFix(float value, float maximum) {
 
 void ToneMappingOneImageByScalerLUTImple_(const cv::Mat& src, const agtm_param_api_& param,
                                           cv::Mat& reference, cv::Mat& result) {
-    if (param.lut.size() < static_cast<size_t>(kTableSize)) {
-        std::printf("ToneMappingOneImageByScalerLUTImple_: the AGTM table has %zu entries, %d needed\n",
-                    param.lut.size(), kTableSize);
-        std::fflush(stdout);
-        return;
-    }
-    if (src.channels() != 3) {
-        std::printf("ToneMappingOneImageByScalerLUTImple_: the input has %d channels, 3 needed\n", src.channels());
-        std::fflush(stdout);
-        return;
-    }
+    if (!Acceptable(src, param)) return;
     cv::Mat input = src;
     if (src.type() != CV_32SC3) src.convertTo(input, CV_32SC3);
 
@@ -141,6 +171,61 @@ void ToneMappingOneImageByScalerLUTImple_(const cv::Mat& src, const agtm_param_a
     }
     FinishOutput(ref, reference);
     FinishOutput(res, result);
+}
+
+namespace {
+
+bool IntegerPass(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result, cv::Mat* copy) {
+    if (!Acceptable(src, param)) return false;
+    cv::Mat input = src;
+    if (src.type() != CV_32SC3) src.convertTo(input, CV_32SC3);
+
+    // The gain depends only on the brightest code: work it out once per frame for the 4096 codes
+    // of 12 bits, with the function the per-pixel path uses for any other code.
+    const int32_t* lut = param.lut.data();
+    int32_t gains[kMaxCode + 1];
+    int32_t split[kMaxCode + 1];
+    bool non_negative = true;
+    for (int32_t m = 0; m <= kMaxCode; ++m) {
+        gains[m] = IntegerGain(lut, m);
+        non_negative = non_negative && gains[m] >= 0;
+        // gl | (gh * 2^13) << 16; only used when no gain is negative (unsigned: no undefined shift).
+        const uint32_t g = static_cast<uint32_t>(gains[m]);
+        split[m] = static_cast<int32_t>((g & 0x7FFFu) | ((g >> 15) << 29));
+    }
+    agtm_rows::Gains g;
+    g.gains = gains;
+    g.split = split;
+    g.non_negative = non_negative;
+    g.pixel = IntegerPixel;
+    g.lut = lut;
+
+    cv::Mat res = PrepareOutput(result, input.size());
+    if (copy != nullptr) copy->create(input.size(), CV_32SC3);
+    // Rows are independent; an output that is the input itself is still read before it is written
+    // row by row, and no stripe touches another's rows. The copy is written with the result.
+    const agtm_rows::RowKernels& kernels = ActiveKernels();
+    const int stripes = alad::StripeCount(input.rows, alad::EngineThreads());
+    alad::ForEachStripe(input.rows, stripes, [&](int, int begin, int end) {
+        for (int y = begin; y < end; ++y) {
+            kernels.integer_row(input.ptr<int32_t>(y), res.ptr<int32_t>(y),
+                                copy != nullptr ? copy->ptr<int32_t>(y) : nullptr, input.cols, g);
+        }
+        kernels.stream_fence();
+    });
+    FinishOutput(res, result);
+    return true;
+}
+
+}  // namespace
+
+void ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result) {
+    IntegerPass(src, param, result, nullptr);
+}
+
+bool ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result,
+                                                 cv::Mat& copy) {
+    return IntegerPass(src, param, result, &copy);
 }
 
 }  // namespace kelvo

@@ -4,6 +4,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "alad/alad_engine.h"
+
 namespace alad_bench {
 
 // A CV_32SC3 frame of 12-bit values: a diagonal gradient per channel plus a fixed-seed texture.
@@ -22,6 +24,15 @@ inline cv::Mat MakeFrame12(int width, int height, unsigned seed = 1) {
     }
     return frame;
 }
+
+// The engine's thread count for the life of a benchmark, 1 again afterwards.
+class EngineThreads {
+public:
+    explicit EngineThreads(int threads) { kelvo::SetEngineThreads(threads); }
+    ~EngineThreads() { kelvo::SetEngineThreads(1); }
+    EngineThreads(const EngineThreads&) = delete;
+    EngineThreads& operator=(const EngineThreads&) = delete;
+};
 
 }  // namespace alad_bench
 

@@ -48,6 +48,12 @@ public:
         }
     }
 
+    // The time of a benchmark, or a negative value when it did not run.
+    double Ms(const std::string& name) const {
+        const auto it = times_ms_.find(name);
+        return it == times_ms_.end() ? -1.0 : it->second;
+    }
+
     void PrintRatios() const {
         std::printf("\n%-48s %12s %10s\n", "benchmark", "time (ms)", "x memcpy");
         for (const std::string& name : order_) {
@@ -66,6 +72,55 @@ private:
     std::map<std::string, double> times_ms_;
 };
 
+// The speed targets of a 1080x2400 frame on one thread, as ratios to the memcpy of the same run
+// (or against another benchmark of the same run), and the figures worth reading beside them.
+struct TargetRow {
+    const char* stage;
+    const char* benchmark;
+    double max_ratio;         // at most this many memcpy times; 0 for none
+    const char* faster_than;  // a benchmark it must beat, or null
+};
+
+constexpr TargetRow kTargetRows[] = {
+    {"memcpy of the frame (31 MB)", "memcpy/1080x2400", 0, nullptr},
+    {"AGTM stage, integer output", "AGTM/integer/1080x2400", 1.5, nullptr},
+    {"CLTM video frame, filter off, 128-px blocks", "CLTM/video/blk128/filter_off/1080x2400", 2.5, nullptr},
+    {"  the same against OpenCV CLAHE", "CLTM/video/blk128/filter_off/1080x2400", 0, "CLAHE/8bit/1080x2400"},
+    {"CLTM video frame, filter on", "CLTM/video/blk128/filter_on/1080x2400", 5.0, nullptr},
+    {"whole order-1 frame, debug store included", "engine/order1/1080x2400", 5.0, nullptr},
+    {"  of which the debug store's two copies", "engine/debug_copies/1080x2400", 0, nullptr},
+    {"OpenCV CLAHE, 8-bit, one thread", "CLAHE/8bit/1080x2400", 0, nullptr},
+    {"AGTM stage, 2 threads", "AGTM/integer/threads2/1080x2400", 0, nullptr},
+    {"CLTM video frame, filter off, 2 threads", "CLTM/video/blk128/threads2/filter_off/1080x2400", 0, nullptr},
+    {"CLTM video frame, filter on, 2 threads", "CLTM/video/blk128/threads2/filter_on/1080x2400", 0, nullptr},
+    {"whole order-1 frame, 2 threads", "engine/order1/threads2/1080x2400", 0, nullptr},
+};
+
+void PrintTargets(const RatioReporter& r) {
+    const double memcpy_ms = r.Ms("memcpy/1080x2400");
+    std::printf("\n%-46s %10s %9s  %-22s %s\n", "stage (1080x2400)", "time (ms)", "x memcpy", "target", "met");
+    for (const TargetRow& row : kTargetRows) {
+        const double ms = r.Ms(row.benchmark);
+        if (ms < 0) continue;
+        const double ratio = memcpy_ms > 0 ? ms / memcpy_ms : 0.0;
+        std::string target = "-";
+        std::string met;
+        if (row.max_ratio > 0) {
+            char text[48];
+            std::snprintf(text, sizeof(text), "<= %.1fx memcpy", row.max_ratio);
+            target = text;
+            met = memcpy_ms > 0 ? (ratio <= row.max_ratio ? "yes" : "no") : "?";
+        } else if (row.faster_than != nullptr) {
+            const double other = r.Ms(row.faster_than);
+            char text[48];
+            std::snprintf(text, sizeof(text), "< CLAHE (%.3f ms)", other);
+            target = text;
+            met = other > 0 ? (ms < other ? "yes" : "no") : "?";
+        }
+        std::printf("%-46s %10.3f %9.2f  %-22s %s\n", row.stage, ms, ratio, target.c_str(), met.c_str());
+    }
+}
+
 }  // namespace
 
 BENCHMARK(BM_Memcpy)
@@ -73,12 +128,24 @@ BENCHMARK(BM_Memcpy)
 BENCHMARK(BM_Memcpy)
     ->Name("memcpy/720x1650")->Args({720, 1650})->Unit(benchmark::kMillisecond)->UseRealTime();
 
+// --targets (besides Google Benchmark's own options) prints the table of speed targets at the end.
 int main(int argc, char** argv) {
+    bool targets = false;
+    int kept = 1;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--targets") == 0) {
+            targets = true;
+        } else {
+            argv[kept++] = argv[i];
+        }
+    }
+    argc = kept;
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     reporter.PrintRatios();
+    if (targets) PrintTargets(reporter);
     benchmark::Shutdown();
     return 0;
 }

@@ -47,11 +47,24 @@ struct VideoSetup {
     cv::Mat frame, work, out;
 };
 
+// Args: width, height, block size, filter, threads.
 void BM_VideoFrame(benchmark::State& state) {
     const int width = static_cast<int>(state.range(0)), height = static_cast<int>(state.range(1));
     VideoSetup s(width, height, static_cast<uint32_t>(state.range(2)), state.range(3) != 0);
+    alad_bench::EngineThreads threads(static_cast<int>(state.range(4)));
     for (auto _ : state) {
         const int32_t r = CLTMVideoRunOneFrameImple_(s.frame, s.params, s.video, s.buffers, s.work, s.out);
+        benchmark::DoNotOptimize(r);
+        benchmark::DoNotOptimize(s.out.data);
+    }
+}
+
+// The plain path (whole-plane passes), the reference the sweep replaces.
+void BM_VideoFramePlain(benchmark::State& state) {
+    const int width = static_cast<int>(state.range(0)), height = static_cast<int>(state.range(1));
+    VideoSetup s(width, height, static_cast<uint32_t>(state.range(2)), state.range(3) != 0);
+    for (auto _ : state) {
+        const int32_t r = CLTMVideoRunOneFramePlain(s.frame, s.params, s.video, s.buffers, s.work, s.out);
         benchmark::DoNotOptimize(r);
         benchmark::DoNotOptimize(s.out.data);
     }
@@ -92,11 +105,22 @@ int RegisterAll() {
                 const std::string name = "CLTM/video/blk" + std::to_string(block) +
                                          (filter ? "/filter_on/" : "/filter_off/") + Size(sz[0], sz[1]);
                 benchmark::RegisterBenchmark(name.c_str(), BM_VideoFrame)
-                    ->Args({sz[0], sz[1], block, filter})
+                    ->Args({sz[0], sz[1], block, filter, 1})
                     ->Unit(benchmark::kMillisecond)
                     ->UseRealTime();
             }
         }
+    }
+    for (int filter : {0, 1}) {
+        const std::string tail = std::string(filter ? "filter_on/" : "filter_off/") + Size(1080, 2400);
+        benchmark::RegisterBenchmark(("CLTM/video/blk128/threads2/" + tail).c_str(), BM_VideoFrame)
+            ->Args({1080, 2400, 128, filter, 2})
+            ->Unit(benchmark::kMillisecond)
+            ->UseRealTime();
+        benchmark::RegisterBenchmark(("CLTM/video_plain/blk128/" + tail).c_str(), BM_VideoFramePlain)
+            ->Args({1080, 2400, 128, filter})
+            ->Unit(benchmark::kMillisecond)
+            ->UseRealTime();
     }
     for (int filter : {0, 1}) {
         benchmark::RegisterBenchmark(

@@ -8,6 +8,7 @@
 
 #include "alad/alad_engine.h"
 #include "bench/bench_frames.h"
+#include "engine/debug_store.h"
 
 namespace {
 
@@ -48,6 +49,7 @@ void BM_EngineFrame(benchmark::State& state) {
     view.blackLevelSrc = 300.0f;
     view.blackLevelDst = 20000.0f;
     StdoutToNull quiet;
+    alad_bench::EngineThreads threads(static_cast<int>(state.range(3)));
     kelvo::InitEngineALAD(user, kelvo::alad_display_model_(), view);
     cv::Mat out;
     kelvo::RunOneFrameALAD(frame, out);  // past the first frame of the sequence
@@ -57,7 +59,22 @@ void BM_EngineFrame(benchmark::State& state) {
     }
 }
 
+// What the debug store costs a frame on its own: the deep copies of the two stage results (into
+// the buffers kept from the previous frame, as in steady operation).
+void BM_DebugCopies(benchmark::State& state) {
+    const cv::Mat cltm = alad_bench::MakeFrame12(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), 2);
+    const cv::Mat agtm = alad_bench::MakeFrame12(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), 3);
+    kelvo::alad_debug_output_* store = kelvo::alad_debug_output_::GetInstance();
+    for (auto _ : state) {
+        store->SetADCLTMResultData(cltm);
+        store->SetADAGTMResultData(agtm);
+        benchmark::DoNotOptimize(store->GetAGTMResultData().data);
+    }
+}
+
 }  // namespace
 
-BENCHMARK(BM_EngineFrame)->Name("engine/order1/1080x2400")->Args({1080, 2400, 1})->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_EngineFrame)->Name("engine/order1/720x1650")->Args({720, 1650, 1})->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_DebugCopies)->Name("engine/debug_copies/1080x2400")->Args({1080, 2400})->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_EngineFrame)->Name("engine/order1/1080x2400")->Args({1080, 2400, 1, 1})->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_EngineFrame)->Name("engine/order1/threads2/1080x2400")->Args({1080, 2400, 1, 2})->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_EngineFrame)->Name("engine/order1/720x1650")->Args({720, 1650, 1, 1})->Unit(benchmark::kMillisecond)->UseRealTime();

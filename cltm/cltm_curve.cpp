@@ -93,34 +93,6 @@ struct CurveWork {
     uint32_t* luma = nullptr;
 };
 
-// The per-frame steps after the histograms, shared by the RGB and luma paths.
-void CurvesFromHistograms(uint32_t* curves, const CurveWork& work, uint32_t width, uint32_t height, uint32_t weight,
-                          const ad_param_t_& param, const BlockGrid& grid, bool to_debug) {
-    const size_t n = grid.count();
-    int count = 0;
-    if (to_debug && DebugCount(n * kHistBins, &count)) {
-        if (alad_debug_output_* store = alad_debug_output_::GetInstance())
-            store->SetADProcCalcCurveHistData(work.hist, count);
-    }
-    ad_calc_curve(work.raw, work.hist, width, height, &param);
-    const bool curves_to_debug = to_debug && DebugCount(n * kCurvePoints, &count);
-    if (curves_to_debug) {
-        if (alad_debug_output_* store = alad_debug_output_::GetInstance())
-            store->SetADProcCalcCurveTmpCurveData(work.raw, count);
-    }
-    ad_smooth_curve(work.smooth, work.raw, grid.bw, grid.bh);
-    if (curves_to_debug) {
-        if (alad_debug_output_* store = alad_debug_output_::GetInstance())
-            store->SetADProcCalcCurveSmoothCurveData(work.smooth, count);
-    }
-    BlendTowards(work.smooth, curves, n * kCurvePoints, weight);
-    if (n > 0) std::memcpy(curves, work.smooth, n * kCurvePoints * sizeof(uint32_t));
-    if (curves_to_debug) {
-        if (alad_debug_output_* store = alad_debug_output_::GetInstance())
-            store->SetADProcCalcCurveTransitionCurveData(curves, count);
-    }
-}
-
 }  // namespace
 
 int32_t ad_calc_curve(uint32_t* curves, const uint32_t* hist, uint32_t width, uint32_t height,
@@ -198,6 +170,34 @@ int32_t ad_transition_curve(uint32_t* cur, const uint32_t* prev, uint32_t blk_w,
     return 0;
 }
 
+void cltm_detail::CurvesFromHistograms(uint32_t* curves, const uint32_t* hist, uint32_t* raw, uint32_t* smooth,
+                                       uint32_t width, uint32_t height, uint32_t weight, const ad_param_t_& param,
+                                       const BlockGrid& grid, bool to_debug) {
+    const size_t n = grid.count();
+    int count = 0;
+    if (to_debug && DebugCount(n * kHistBins, &count)) {
+        if (alad_debug_output_* store = alad_debug_output_::GetInstance())
+            store->SetADProcCalcCurveHistData(hist, count);
+    }
+    ad_calc_curve(raw, hist, width, height, &param);
+    const bool curves_to_debug = to_debug && DebugCount(n * kCurvePoints, &count);
+    if (curves_to_debug) {
+        if (alad_debug_output_* store = alad_debug_output_::GetInstance())
+            store->SetADProcCalcCurveTmpCurveData(raw, count);
+    }
+    ad_smooth_curve(smooth, raw, grid.bw, grid.bh);
+    if (curves_to_debug) {
+        if (alad_debug_output_* store = alad_debug_output_::GetInstance())
+            store->SetADProcCalcCurveSmoothCurveData(smooth, count);
+    }
+    BlendTowards(smooth, curves, n * kCurvePoints, weight);
+    if (n > 0) std::memcpy(curves, smooth, n * kCurvePoints * sizeof(uint32_t));
+    if (curves_to_debug) {
+        if (alad_debug_output_* store = alad_debug_output_::GetInstance())
+            store->SetADProcCalcCurveTransitionCurveData(curves, count);
+    }
+}
+
 int32_t ad_proc_calc_curve(uint32_t* curves, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb, uint32_t width,
                            uint32_t height, uint32_t weight, const ad_param_t_* param) {
     if (curves == nullptr || rgb == nullptr || param == nullptr || param->clip_curve == nullptr) return 1;
@@ -218,7 +218,7 @@ int32_t ad_proc_calc_curve(uint32_t* curves, uint32_t* global_hist, uint32_t* su
     int32_t result = 1;
     if (work.hist != nullptr && work.raw != nullptr && work.smooth != nullptr && work.luma != nullptr) {
         cltm_detail::CalcHistogramWithScratch(work.hist, global_hist, sum, rgb, width, height, *param, grid, work.luma);
-        CurvesFromHistograms(curves, work, width, height, weight, *param, grid, true);
+        cltm_detail::CurvesFromHistograms(curves, work.hist, work.raw, work.smooth, width, height, weight, *param, grid, true);
         result = 0;
     }
     std::free(work.hist);
@@ -244,7 +244,7 @@ int32_t ad_proc_calc_curve_luma(uint32_t* curves, uint32_t* global_hist, uint32_
     int32_t result = 1;
     if (work.hist != nullptr && work.raw != nullptr && work.smooth != nullptr) {
         ad_calc_histogram_luma(work.hist, global_hist, sum, luma, width, height, param);
-        CurvesFromHistograms(curves, work, width, height, weight, *param, grid, false);
+        cltm_detail::CurvesFromHistograms(curves, work.hist, work.raw, work.smooth, width, height, weight, *param, grid, false);
         result = 0;
     }
     delete[] work.hist;

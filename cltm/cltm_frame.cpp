@@ -3,10 +3,13 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <vector>
 
 #include "cltm/cltm_curve.h"
 #include "cltm/cltm_internal.h"
 #include "cltm/cltm_map.h"
+#include "cltm/cltm_rows.h"
+#include "common/threads.h"
 
 namespace kelvo {
 
@@ -61,6 +64,14 @@ bool cltm_detail::BindVideoSize(ad_cxt_t& ctx, uint32_t width, uint32_t height) 
 }
 
 namespace {
+
+// The strength a later (not first) frame is mapped with, kept in the context.
+uint32_t NextStrength(ad_cxt_t& ctx, const ad_param_t_& param) {
+    uint32_t strength = param.strength_target;
+    if (param.strength_mode != 0) strength = cltm_detail::RampStrength(ctx, param);
+    ctx.strength = strength;
+    return strength;
+}
 
 // Images are CV_32SC3; another 3-channel depth is taken by value, anything else is refused.
 bool InputImage(const cv::Mat& in, cv::Mat* src) {
@@ -134,6 +145,242 @@ void ReportException(const std::exception& e) {
     std::fflush(stdout);
 }
 
+// ---- A video frame in one sweep ----
+//
+// The plain path runs five passes over a frame (12 to 10 bits, luma and mapping, colour, luma and
+// histograms again, 10 to 12 bits) through three whole planes. The sweep does the same work row by
+// row with the kernels of cltm_rows: each row is converted, sampled for the histograms, mapped,
+// and written to the output plane and the output image while it is in the cache; the new curves
+// then come from the histograms through the same code as the plain path's. It leaves the same
+// output image, output plane, curve set, histogram buffer, context, debug store contents and
+// messages. Only the input plane is not filled: the sweep reads the image directly, and nothing
+// reads that plane after a frame.
+
+// Row buffers of one stripe: a ring of three converted rows (the filter's window), the filter's
+// neighbour weights, the filtered, tone-mapped and mapped luma, and the curve value pairs.
+class StripeRows {
+public:
+    explicit StripeRows(int cols)
+        : stride_(cltm_rows::PaddedWidth(cols) + 2 * cltm_rows::kRowPad),
+          storage_(static_cast<size_t>(stride_) * kArrays) {}
+
+    int16_t* Channel(int row, int c) { return Array((row % 3) * 4 + c); }
+    int16_t* Luma(int row) { return Array((row % 3) * 4 + 3); }
+    // Weights towards the row below: two sets, for the rows above and below the current one.
+    cltm_rows::PairWeights Below(int row) {
+        const int base = 12 + (row & 1) * 3;
+        return {Array(base), Array(base + 1), Array(base + 2)};
+    }
+    int16_t* Right() { return Array(18); }
+    int16_t* Filtered() { return Array(19); }
+    int16_t* Tone() { return Array(20); }
+    int16_t* Mapped() { return Array(21); }
+    uint32_t* UpperPairs() { return reinterpret_cast<uint32_t*>(Array(22)); }
+    uint32_t* LowerPairs() { return reinterpret_cast<uint32_t*>(Array(24)); }  // two int16 arrays each
+    uint16_t* Reciprocal() { return reinterpret_cast<uint16_t*>(Array(26)); }
+
+private:
+    static constexpr int kArrays = 27;
+    // Each array may be read kRowPad elements before its start and up to its padding after.
+    int16_t* Array(int index) { return storage_.data() + static_cast<size_t>(index) * stride_ + cltm_rows::kRowPad; }
+
+    int stride_;
+    std::vector<int16_t> storage_;
+};
+
+}  // namespace
+
+// The sweep's working storage, kept by the buffer manager from frame to frame so that a steady
+// frame size allocates (and faults in) nothing.
+struct CLTMSweepStorage {
+    cltm_rows::MapTables tables;
+    std::vector<uint32_t> hist, raw, smooth, partial;
+    std::vector<StripeRows> stripe_rows;
+    int stripe_cols = -1;
+};
+
+namespace {
+
+struct SweepFrame {
+    const cv::Mat* src = nullptr;
+    uchar* image = nullptr;  // CV_32SC3 rows of the output image, or of a stand-in converted into it
+    size_t image_step = 0;
+    uint32_t* plane = nullptr;
+    int rows = 0;
+    int cols = 0;
+    bool first = false;  // pass-through: no mapping
+    const cltm_rows::MapTables* tables = nullptr;
+    cltm_rows::ColourStep colour;
+    uint32_t hist_mode = 0;
+    cltm_detail::BlockGrid grid;
+};
+
+// Histograms of one stripe: the block histograms, the global histogram and the sum.
+struct StripeHistograms {
+    uint32_t* block = nullptr;
+    uint32_t* global = nullptr;
+    uint32_t* sum = nullptr;
+};
+
+void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, const StripeHistograms& hist) {
+    const bool filter = !f.first && f.tables->filter;
+    const int padded = cltm_rows::PaddedWidth(f.cols);
+    auto convert = [&](int y) {
+        int16_t* luma = rows.Luma(y);
+        cltm_rows::ConvertRow(f.src->ptr<int32_t>(y), f.cols, rows.Channel(y, 0), rows.Channel(y, 1),
+                              rows.Channel(y, 2), luma);
+        // The filter's neighbours beyond the frame's edge repeat the edge pixel.
+        luma[-1] = luma[0];
+        for (int x = f.cols; x <= padded; ++x) luma[x] = luma[f.cols - 1];
+    };
+    auto clamped = [&](int y) { return y < 0 ? 0 : (y >= f.rows ? f.rows - 1 : y); };
+    // With the filter, row y + 1 is converted before row y is written, and no row is read again
+    // after it has been written: an output image that is the input itself stays correct.
+    if (filter) {
+        if (begin > 0) convert(begin - 1);
+        convert(begin);
+        cltm_rows::DownWeights(*f.tables, rows.Luma(clamped(begin - 1)), rows.Luma(begin), f.cols,
+                               rows.Below(begin - 1));
+    }
+    const size_t block_row_bins = static_cast<size_t>(f.grid.bw) * kHistBins;
+    for (int y = begin; y < end; ++y) {
+        uint32_t* plane_row = f.plane + static_cast<size_t>(y) * f.cols * 3;
+        int32_t* image_row = reinterpret_cast<int32_t*>(f.image + static_cast<size_t>(y) * f.image_step);
+        // Without the filter a row is mapped in one pass, which leaves its luma for the histograms.
+        const bool mapped_in_one = !f.first && !filter;
+        if (mapped_in_one) {
+            cltm_rows::MapRow(*f.tables, f.colour, y, f.src->ptr<int32_t>(y), f.cols, rows.Luma(y), plane_row,
+                              image_row);
+        } else if (!filter) {
+            convert(y);
+        } else if (y + 1 < f.rows) {
+            convert(y + 1);
+        }
+        const int16_t* luma = rows.Luma(y);
+        if ((y & 1) != 0) {
+            // In pair mode the partner of an odd-width row's last pixel is the next row's first.
+            const int32_t next_first = y + 1 < f.rows ? cltm_rows::FirstLuma(f.src->ptr<int32_t>(y + 1)) : 0;
+            cltm_rows::SampleRow(luma, f.cols, f.hist_mode, next_first, f.grid.log2w,
+                                 hist.block + (static_cast<uint32_t>(y) >> f.grid.log2h) * block_row_bins, hist.global,
+                                 hist.sum);
+        }
+        if (mapped_in_one) continue;
+        const int16_t* c0 = rows.Channel(y, 0);
+        const int16_t* c1 = rows.Channel(y, 1);
+        const int16_t* c2 = rows.Channel(y, 2);
+        if (f.first) {
+            cltm_rows::CopyRow(c0, c1, c2, f.cols, plane_row, image_row);
+            continue;
+        }
+        // The filtered row: the filter, the base through the curves, the detail added back.
+        int16_t* mapped = rows.Mapped();
+        const int16_t* below = rows.Luma(clamped(y + 1));
+        cltm_rows::DownWeights(*f.tables, luma, below, f.cols, rows.Below(y));
+        cltm_rows::RightWeights(*f.tables, luma, f.cols, rows.Right());
+        cltm_rows::FilterRow(*f.tables, rows.Luma(clamped(y - 1)), luma, below, rows.Below(y - 1), rows.Below(y),
+                             rows.Right(), f.cols, rows.Filtered());
+        cltm_rows::ToneRow(*f.tables, y, rows.Filtered(), f.cols, rows.UpperPairs(), rows.LowerPairs(), rows.Tone(),
+                           luma, rows.Reciprocal());
+        cltm_rows::DetailRow(*f.tables, luma, rows.Filtered(), rows.Tone(), f.cols, mapped);
+        cltm_rows::ColourRow(f.colour, c0, c1, c2, luma, mapped, rows.Reciprocal(), f.cols, plane_row, image_row);
+    }
+    cltm_rows::FinishRows();
+}
+
+bool Overlap(const cv::Mat& a, const cv::Mat& b) {
+    return a.datastart != nullptr && b.datastart != nullptr && a.datastart < b.dataend && b.datastart < a.dataend;
+}
+
+// ad_proc_video on the image, with the wrapper's conversions around it, as one sweep. Returns false
+// when the sweep does not take the frame (a missing argument, a frame the block tables do not
+// suit, or no memory for its working storage); nothing has been changed then.
+bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx, CLTMBufferManager& buffers,
+                     cv::Mat& out, int32_t* result) {
+    if (param == nullptr || ctx == nullptr || param->clip_curve == nullptr || src.rows == 0 || src.cols == 0) {
+        return false;
+    }
+    const uint32_t width = static_cast<uint32_t>(src.cols);
+    const uint32_t height = static_cast<uint32_t>(src.rows);
+    SweepFrame f;
+    if (!cltm_detail::MakeBlockGrid(width, height, *param, &f.grid)) return false;
+    f.src = &src;
+    f.rows = src.rows;
+    f.cols = src.cols;
+    f.plane = buffers.mOutputPlane;
+    f.first = ctx->first_frame == 1;
+    f.hist_mode = param->hist_mode;
+    f.colour.offset = param->linear_adj_offset;
+    f.colour.ratio = param->linear_adj_ratio;
+
+    const size_t blocks = f.grid.count();
+    const size_t bins = blocks * kHistBins;
+    const int stripes = Overlap(src, out) ? 1 : alad::StripeCount(f.rows, alad::EngineThreads());
+    cv::Mat image;
+    try {
+        if (!buffers.mSweepStorage) buffers.mSweepStorage = std::make_shared<CLTMSweepStorage>();
+        CLTMSweepStorage& w = *buffers.mSweepStorage;
+        if (!f.first && !cltm_rows::BuildMapTables(buffers.mToneCurves, width, height, *param, f.grid, &w.tables)) {
+            return false;
+        }
+        f.tables = &w.tables;
+        w.hist.assign(bins, 0);
+        w.raw.resize(blocks * kCurvePoints);
+        w.smooth.resize(blocks * kCurvePoints);
+        if (stripes > 1) w.partial.assign(static_cast<size_t>(stripes) * (bins + kHistBins + 1), 0);
+        if (w.stripe_cols != f.cols) w.stripe_rows.clear();
+        w.stripe_cols = f.cols;
+        while (w.stripe_rows.size() < static_cast<size_t>(stripes)) w.stripe_rows.emplace_back(f.cols);
+        image = out.type() == CV_32SC3 ? out : cv::Mat(f.rows, f.cols, CV_32SC3);
+        f.image = image.data;
+        f.image_step = image.step[0];
+    } catch (const std::exception&) {
+        return false;
+    }
+
+    // From here on, step by step what ad_proc_video does.
+    if (!cltm_detail::BindVideoSize(*ctx, width, height)) {
+        *result = 1;
+        PlaneToImage(buffers.mOutputPlane, f.rows, f.cols, out);
+        return true;
+    }
+    uint32_t weight = 0;
+    if (f.first) {
+        ctx->strength = 0;
+    } else {
+        f.colour.strength = NextStrength(*ctx, *param);
+        weight = param->curve_transition;
+    }
+    uint32_t* global = buffers.mHistBuffer;
+    uint32_t* sum = global + kHistBins;
+    std::memset(global, 0, (kHistBins + 1) * sizeof(uint32_t));
+    CLTMSweepStorage& w = *buffers.mSweepStorage;
+    std::vector<uint32_t>& hist = w.hist;
+    std::vector<uint32_t>& partial = w.partial;
+    alad::ForEachStripe(f.rows, stripes, [&](int s, int begin, int end) {
+        StripeHistograms h{hist.data(), global, sum};
+        if (stripes > 1) {
+            h.block = partial.data() + static_cast<size_t>(s) * (bins + kHistBins + 1);
+            h.global = h.block + bins;
+            h.sum = h.global + kHistBins;
+        }
+        SweepRows(f, begin, end, w.stripe_rows[static_cast<size_t>(s)], h);
+    });
+    if (stripes > 1) {
+        // Counts add up the same in any order (32-bit wrapping, as the plain path's).
+        for (int s = 0; s < stripes; ++s) {
+            const uint32_t* part = partial.data() + static_cast<size_t>(s) * (bins + kHistBins + 1);
+            for (size_t i = 0; i < bins; ++i) hist[i] += part[i];
+            for (size_t i = 0; i <= kHistBins; ++i) global[i] += part[bins + i];
+        }
+    }
+    if (image.data != out.data) StoreImage(image, out);
+    cltm_detail::CurvesFromHistograms(buffers.mToneCurves, hist.data(), w.raw.data(), w.smooth.data(), width, height,
+                                      weight, *param, f.grid, true);
+    ctx->first_frame = 0;
+    *result = 0;
+    return true;
+}
+
 }  // namespace
 
 int32_t ad_proc_image(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, uint32_t height,
@@ -160,9 +407,7 @@ int32_t ad_proc_video(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, 
         std::memcpy(out_rgb, in_rgb, static_cast<size_t>(width) * height * 3 * sizeof(uint32_t));
         ctx->strength = 0;
     } else {
-        uint32_t strength = param->strength_target;
-        if (param->strength_mode != 0) strength = cltm_detail::RampStrength(*ctx, *param);
-        ctx->strength = strength;
+        const uint32_t strength = NextStrength(*ctx, *param);
         const int32_t r = ad_proc_map(out_rgb, in_rgb, width, height, curves, strength, param);
         if (r != 0) return r;
         weight = param->curve_transition;
@@ -193,14 +438,18 @@ int32_t CLTMOneImageImple_(const cv::Mat& in, const cltm_params_api_& params, CL
     }
 }
 
-int32_t CLTMVideoRunOneFrameImple_(const cv::Mat& in, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
-                                   CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out) {
+namespace {
+
+int32_t VideoFrame(const cv::Mat& in, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
+                   CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out, bool sweep) {
     try {
         cv::Mat src;
         if (!InputImage(in, &src)) return 1;
         ShapeLike(src, work);  // only shaped here: the pipeline's scratch for the other stage
         ShapeLike(src, out);
         if (!FitsOrPassThrough(src, params, buffers, out)) return 1;
+        int32_t swept = 0;
+        if (sweep && SweepVideoFrame(src, params.param, ctx.ctx, buffers, out, &swept)) return swept;
         ImageToPlane(src, buffers.mInputPlane);
         const int32_t r = ad_proc_video(buffers.mOutputPlane, reinterpret_cast<const int32_t*>(buffers.mInputPlane),
                                         static_cast<uint32_t>(src.cols), static_cast<uint32_t>(src.rows), params.param,
@@ -211,6 +460,18 @@ int32_t CLTMVideoRunOneFrameImple_(const cv::Mat& in, const cltm_params_api_& pa
         ReportException(e);
         return 1;
     }
+}
+
+}  // namespace
+
+int32_t CLTMVideoRunOneFrameImple_(const cv::Mat& in, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
+                                   CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out) {
+    return VideoFrame(in, params, ctx, buffers, work, out, true);
+}
+
+int32_t CLTMVideoRunOneFramePlain(const cv::Mat& in, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
+                                  CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out) {
+    return VideoFrame(in, params, ctx, buffers, work, out, false);
 }
 
 }  // namespace kelvo

@@ -42,8 +42,15 @@ int32_t ad_proc_video(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, 
 // receives the output plane: on a refusal by the driver that is the previous frame's result.
 int32_t CLTMOneImageImple_(const cv::Mat& in, const cltm_params_api_& params, CLTMBufferManager& buffers, cv::Mat& work,
                            cv::Mat& out);
+// The video frame runs in one sweep over the image (see cltm_frame.cpp), which leaves the input
+// plane untouched; everything else it leaves exactly as CLTMVideoRunOneFramePlain does.
 int32_t CLTMVideoRunOneFrameImple_(const cv::Mat& in, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
                                    CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out);
+
+// The same frame the plain way, step by step: the image converted into the input plane,
+// ad_proc_video on the planes, the output plane converted back. The reference for the sweep.
+int32_t CLTMVideoRunOneFramePlain(const cv::Mat& in, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
+                                  CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out);
 
 }  // namespace kelvo
 

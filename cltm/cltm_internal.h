@@ -80,6 +80,38 @@ inline uint32_t* AllocU32(size_t count) {
     return static_cast<uint32_t*>(std::malloc(count * sizeof(uint32_t)));
 }
 
+// Walks one axis (rows, or columns within a row) position by position: the pair of block indices
+// whose curves a pixel blends and the weight of the first, in 1/256. Between two block centres the
+// weight falls from 256 to just above 0, passing 128 at the block boundary; before the first centre
+// and after the last one both blocks are the same.
+struct BlockPairWalker {
+    BlockPairWalker(uint32_t log2, uint32_t blocks)
+        : shift(log2), count(blocks), half((1u << log2) >> 1), step(256u >> log2) {}
+
+    void Next(uint32_t pos) {
+        const uint32_t b = pos >> shift;
+        const uint32_t k = pos - (b << shift);
+        if (k == 0) {
+            weight = 128;
+        } else if (k == half) {
+            weight = 256;
+        } else {
+            weight -= step;
+        }
+        if (b == 0 && k < half) {
+            first = second = 0;
+        } else if (b == count - 1 && k >= half) {
+            first = second = count - 1;
+        } else if (k == half) {
+            first = second;
+            second = second + 1;
+        }
+    }
+
+    uint32_t shift, count, half, step;
+    uint32_t first = 0, second = 0, weight = 0;
+};
+
 // ad_calc_histogram with the caller's luma scratch of width*height + 1 elements, so that a caller
 // can take every allocation up front and fail before changing anything.
 int32_t CalcHistogramWithScratch(uint32_t* hist, uint32_t* global_hist, uint32_t* sum, const uint32_t* rgb,
@@ -91,6 +123,14 @@ int32_t CalcHistogramWithScratch(uint32_t* hist, uint32_t* global_hist, uint32_t
 // context to the frame size and refuses any other size with the driver's message.
 uint32_t RampStrength(ad_cxt_t& ctx, const ad_param_t_& param);
 bool BindVideoSize(ad_cxt_t& ctx, uint32_t width, uint32_t height);
+
+// The steps of ad_proc_calc_curve after the histograms: curves (forward and backward clip results
+// to the debug store), smoothing, the blend towards `curves` with `weight`, and the copy back into
+// `curves`; with to_debug the histograms and the three curve sets go to the debug store as well.
+// raw and smooth are the caller's work arrays of grid.count() * 64 values.
+void CurvesFromHistograms(uint32_t* curves, const uint32_t* hist, uint32_t* raw, uint32_t* smooth, uint32_t width,
+                          uint32_t height, uint32_t weight, const ad_param_t_& param, const BlockGrid& grid,
+                          bool to_debug);
 
 }  // namespace cltm_detail
 }  // namespace kelvo

@@ -100,38 +100,6 @@ inline uint32_t FilteredPixel(const uint32_t n[9], const uint32_t* const c[4], u
     return static_cast<uint32_t>(Clamp10(WrapAdd(static_cast<int32_t>(t), WrapMul(g, d) >> 8)));
 }
 
-// Walks one axis (rows, or columns within a row) position by position: the pair of block indices
-// whose curves a pixel blends and the weight of the first, in 1/256. Between two block centres the
-// weight falls from 256 to just above 0, passing 128 at the block boundary; before the first centre
-// and after the last one both blocks are the same.
-struct BlockPairWalker {
-    BlockPairWalker(uint32_t log2, uint32_t blocks)
-        : shift(log2), count(blocks), half((1u << log2) >> 1), step(256u >> log2) {}
-
-    void Next(uint32_t pos) {
-        const uint32_t b = pos >> shift;
-        const uint32_t k = pos - (b << shift);
-        if (k == 0) {
-            weight = 128;
-        } else if (k == half) {
-            weight = 256;
-        } else {
-            weight -= step;
-        }
-        if (b == 0 && k < half) {
-            first = second = 0;
-        } else if (b == count - 1 && k >= half) {
-            first = second = count - 1;
-        } else if (k == half) {
-            first = second;
-            second = second + 1;
-        }
-    }
-
-    uint32_t shift, count, half, step;
-    uint32_t first = 0, second = 0, weight = 0;
-};
-
 }  // namespace
 
 uint32_t _filter3x3(const uint32_t n[9], const uint32_t* range_weight) {
@@ -162,7 +130,7 @@ int32_t ad_enhance_luma_plane(uint32_t* out_luma, const uint32_t* luma, uint32_t
     uint32_t* left_offset = columns;
     uint32_t* right_offset = columns + width;
     uint32_t* left_weight = columns + 2 * static_cast<size_t>(width);
-    BlockPairWalker horizontal(grid.log2w, grid.bw);
+    cltm_detail::BlockPairWalker horizontal(grid.log2w, grid.bw);
     for (uint32_t x = 0; x < width; ++x) {
         horizontal.Next(x);
         left_offset[x] = horizontal.first * static_cast<uint32_t>(kCurvePoints);
@@ -171,7 +139,7 @@ int32_t ad_enhance_luma_plane(uint32_t* out_luma, const uint32_t* luma, uint32_t
     }
 
     const size_t row_of_curves = static_cast<size_t>(grid.bw) * kCurvePoints;
-    BlockPairWalker vertical(grid.log2h, grid.bh);
+    cltm_detail::BlockPairWalker vertical(grid.log2h, grid.bh);
     for (uint32_t y = 0; y < height; ++y) {
         vertical.Next(y);
         const uint32_t* upper = curves + vertical.first * row_of_curves;

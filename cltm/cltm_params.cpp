@@ -112,11 +112,25 @@ void ad_reset_video(ad_cxt_t* ctx) {
 
 void ad_deinit_video(ad_cxt_t* ctx) { std::free(ctx); }
 
+namespace {
+
+// The two planes are aligned to 64 bytes, so that rows of whole vectors can be written with
+// aligned (non-temporal) stores.
+constexpr std::align_val_t kPlaneAlignment{64};
+
+uint32_t* NewPlane(size_t count) { return new (kPlaneAlignment, std::nothrow) uint32_t[count](); }
+
+void DeletePlane(uint32_t* plane) {
+    if (plane != nullptr) ::operator delete[](plane, kPlaneAlignment);
+}
+
+}  // namespace
+
 CLTMBufferManager::~CLTMBufferManager() { Release(); }
 
 void CLTMBufferManager::Release() {
-    delete[] mInputPlane;
-    delete[] mOutputPlane;
+    DeletePlane(mInputPlane);
+    DeletePlane(mOutputPlane);
     delete[] mToneCurves;
     delete[] mHistBuffer;
     mInputPlane = mOutputPlane = mToneCurves = mHistBuffer = nullptr;
@@ -138,8 +152,8 @@ int32_t CLTMBufferManager::AllocateBufferBySize(uint32_t width, uint32_t height,
     }
     // The planes start at zero rather than undefined so that a frame refused before it was mapped
     // still hands back defined values.
-    mOutputPlane = new (std::nothrow) uint32_t[plane]();
-    mInputPlane = new (std::nothrow) uint32_t[plane]();
+    mOutputPlane = NewPlane(plane);
+    mInputPlane = NewPlane(plane);
     mToneCurves = new (std::nothrow) uint32_t[curves]();
     mHistBuffer = new (std::nothrow) uint32_t[kHistBins + 1]();
     if (mOutputPlane == nullptr || mInputPlane == nullptr || mToneCurves == nullptr || mHistBuffer == nullptr) {

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "cltm/cltm_user.h"
 
@@ -103,6 +104,8 @@ ad_cxt_t* ad_init_video();
 void ad_reset_video(ad_cxt_t* ctx);
 void ad_deinit_video(ad_cxt_t* ctx);
 
+struct CLTMSweepStorage;
+
 // The CLTM working buffers of one frame geometry. Frees its arrays when destroyed.
 class CLTMBufferManager {
 public:
@@ -129,6 +132,8 @@ public:
     uint32_t* mToneCurves = nullptr;   // mBlockNum*64: the curve set kept from frame to frame
     uint32_t* mHistBuffer = nullptr;   // 129: global histogram, then the sum of its samples
     uint32_t mBlockNum = 0;
+    // The single-sweep video frame's working storage (cltm_frame.cpp), kept between frames.
+    std::shared_ptr<CLTMSweepStorage> mSweepStorage;
 
 private:
     uint32_t mAllocWidth = 0;

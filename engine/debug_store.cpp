@@ -118,9 +118,17 @@ void alad_debug_output_::SetADProcCalcCurveTransitionCurveData(const unsigned in
 }
 
 // A copy that cannot be made leaves the store without that image rather than failing the frame.
+// While nobody else holds the kept image, its buffer takes the new copy in place (no allocation
+// for a steady frame size); an image someone still holds is left alone and a fresh copy made.
 static void KeepCopy(cv::Mat& kept, const cv::Mat& image, const char* name) {
     try {
-        kept = image.clone();
+        const bool reusable = kept.u != nullptr && kept.u->refcount == 1 && kept.isContinuous() &&
+                              kept.size == image.size && kept.type() == image.type() && kept.data != image.data;
+        if (reusable) {
+            image.copyTo(kept);
+        } else {
+            kept = image.clone();
+        }
     } catch (const std::exception& e) {
         kept.release();
         std::printf("ERROR: the %s result cannot be kept: %s\n", name, e.what());
@@ -131,6 +139,17 @@ static void KeepCopy(cv::Mat& kept, const cv::Mat& image, const char* name) {
 void alad_debug_output_::SetADAGTMResultData(const cv::Mat& image) { KeepCopy(mAGTMResult, image, "AGTM"); }
 
 void alad_debug_output_::SetADCLTMResultData(const cv::Mat& image) { KeepCopy(mCLTMResult, image, "CLTM"); }
+
+// The kept image and the caller's change places; the caller gets the old one back only when it
+// is then its sole holder, so that nobody else's image is ever written.
+static void TakeOver(cv::Mat& kept, cv::Mat& image) {
+    cv::swap(kept, image);
+    if (image.u == nullptr || image.u->refcount != 1) image.release();
+}
+
+void alad_debug_output_::KeepADAGTMResultData(cv::Mat& image) { TakeOver(mAGTMResult, image); }
+
+void alad_debug_output_::KeepADCLTMResultData(cv::Mat& image) { TakeOver(mCLTMResult, image); }
 
 void alad_debug_output_::InitBuffer() {
     for (alad_debug_buffer_* buffer : {&mSmoothCurveBuffer, &mTmpCurveBuffer, &mHistBuffer, &mTransitionCurveBuffer}) {

@@ -50,6 +50,12 @@ public:
     // Keep a deep copy of the last stage output.
     void SetADAGTMResultData(const cv::Mat& image);
     void SetADCLTMResultData(const cv::Mat& image);
+    // Keep `image` itself as the last stage output, with no copy, for a caller that made the
+    // image for the store (the pipeline): the store takes it over, and `image` receives the image
+    // kept before when nobody else holds that one (a buffer for the next frame's result), or
+    // nothing. What the store then holds is the same as after SetAD...ResultData(image).
+    void KeepADAGTMResultData(cv::Mat& image);
+    void KeepADCLTMResultData(cv::Mat& image);
 
     // Zeroes the smooth, temporary, histogram and transition buffers. The forward and backward
     // buffers and the images are left as they are on purpose.

@@ -3,6 +3,7 @@
 
 #include "alad/alad_engine.h"
 #include "common/log.h"
+#include "common/threads.h"
 #include "engine/manager.h"
 
 namespace kelvo {
@@ -105,5 +106,12 @@ int32_t ALADRegistratorsInfoForDriverDraftEngine(alad_verification_registrator& 
     return Guarded("ALADRegistratorsInfoForDriverDraftEngine", true,
                    [&] { return gEngine->ALADRegistratorsInfoForDriverManager(regs); });
 }
+
+int32_t SetEngineThreads(int threads) {
+    alad::SetEngineThreadCount(threads);
+    return 0;
+}
+
+int GetEngineThreads() { return alad::EngineThreads(); }
 
 }  // namespace kelvo

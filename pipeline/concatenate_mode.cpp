@@ -56,8 +56,18 @@ void ALADConcatenateMode::RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Ma
     CLTMVideoRunOneFrameImple_(input, mCLTMParam, context, *mBuffers, scratch, output);
 }
 
-void ALADConcatenateMode::RunAGTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output) {
-    ToneMappingOneImageByScalerLUTImple_(input, mAGTMParam, scratch, output);
+void ALADConcatenateMode::RunAGTM(const cv::Mat& input, cv::Mat& output) {
+    // Only the integer result is the stage's output; the floating-point reference is not computed.
+    ToneMappingOneImageByScalerLUTIntegerImple_(input, mAGTMParam, output);
+}
+
+void ALADConcatenateMode::RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store) {
+    // The store's copy is written in the same pass and handed over whole.
+    if (ToneMappingOneImageByScalerLUTIntegerImple_(input, mAGTMParam, output, mStageCopy)) {
+        store.KeepADAGTMResultData(mStageCopy);
+    } else {
+        store.SetADAGTMResultData(output);
+    }
 }
 
 int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
@@ -67,7 +77,10 @@ int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
     alad::LogLine("mCLTMParam.height = %u , sz.height = %d", mCLTMParam.height, src.rows);
     alad::LogLine("LCH 00.");
     alad::LogLine("LCH 01.");
-    cv::Mat scratch, intermediate;
+    // The scratch and intermediate images live from frame to frame, so that a steady frame size
+    // does not allocate (and fault in) two full frames every time.
+    cv::Mat& scratch = mScratch;
+    cv::Mat& intermediate = mIntermediate;
     if (dst.rows != src.rows || dst.cols != src.cols) dst.create(src.rows, src.cols, CV_32SC3);
     alad::LogLine("LCH 02.");
 
@@ -87,22 +100,28 @@ int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
     if (src.depth() != CV_32S) src.convertTo(input, CV_32S);
     cv::Mat output = dst.type() == CV_32SC3 ? dst : cv::Mat();
 
+    // The debug store keeps a copy of each stage's output. An intermediate image is handed to it
+    // whole (the pipeline makes a new one, or gets the store's previous one back); an output
+    // that is the caller's is copied.
     alad_debug_output_* store = alad_debug_output_::GetInstance();
     switch (mOrder) {
-        case kOrderCLTMThenAGTM:
+        case kOrderCLTMThenAGTM: {
             alad::LogLine("case order 1: CLTM + AGTM.");
             RunCLTM(input, scratch, intermediate);
-            store->SetADCLTMResultData(intermediate);
-            RunAGTM(intermediate, scratch, output);
-            store->SetADAGTMResultData(output);
+            const cv::Mat cltm_result = intermediate;
+            store->KeepADCLTMResultData(intermediate);
+            RunAGTMAndKeep(cltm_result, output, *store);
             break;
-        case kOrderAGTMThenCLTM:
+        }
+        case kOrderAGTMThenCLTM: {
             alad::LogLine("case order 2: AGTM + CLTM.");
-            RunAGTM(input, scratch, intermediate);
-            store->SetADAGTMResultData(intermediate);
-            RunCLTM(intermediate, scratch, output);
+            RunAGTM(input, intermediate);
+            const cv::Mat agtm_result = intermediate;
+            store->KeepADAGTMResultData(intermediate);
+            RunCLTM(agtm_result, scratch, output);
             store->SetADCLTMResultData(output);
             break;
+        }
         case kOrderCLTMOnly:
             alad::LogLine("case order 3: CLTM.");
             RunCLTM(input, scratch, output);
@@ -110,8 +129,7 @@ int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
             break;
         default:
             alad::LogLine("case order 4: AGTM.");
-            RunAGTM(input, scratch, output);
-            store->SetADAGTMResultData(output);
+            RunAGTMAndKeep(input, output, *store);
             break;
     }
     if (output.data != dst.data) output.convertTo(dst, dst.type());

@@ -18,6 +18,8 @@
 
 namespace kelvo {
 
+class alad_debug_output_;
+
 // Stage orders (register reg_tm_mode). 5, 6 and every other value copy the frame unchanged.
 enum : uint32_t {
     kOrderCLTMThenAGTM = 1,
@@ -68,7 +70,9 @@ private:
 
     bool Initialised() const;
     void RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output);
-    void RunAGTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output);
+    void RunAGTM(const cv::Mat& input, cv::Mat& output);
+    // The AGTM stage with the debug store's copy of its output.
+    void RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store);
 
     std::unique_ptr<ad_cxt_t, VideoContextDeleter> mVideoContext;
     cltm_params_api_ mCLTMParam;                  // what the CLTM frame run receives
@@ -78,6 +82,9 @@ private:
     uint32_t mOutputBitDepth = 8;
     uint32_t mOrder = kOrderPassThrough;
     std::unique_ptr<CLTMBufferManager> mBuffers;
+    cv::Mat mScratch;       // the stages' working image, kept between frames
+    cv::Mat mIntermediate;  // the first stage's output in orders 1 and 2, kept between frames
+    cv::Mat mStageCopy;     // the AGTM output's copy for the debug store, written in the same pass
 };
 
 }  // namespace kelvo

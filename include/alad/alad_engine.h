@@ -39,6 +39,11 @@ int32_t PrintCurrentRegistratorFromDriver();
 // its 256-entry AGTM table into lut. The first and last arguments are not used.
 int32_t ComputeAGTMLUTByAmbientLight(unsigned int unused, unsigned int ambientSrc, unsigned int ambientDst,
                                      int* lut, unsigned int unusedCount = 0);
+// Lets the per-row work of a frame use up to `threads` threads (values below 1 count as 1, above
+// 64 as 64). The default, 1, keeps every call on the caller's thread. Results are identical for
+// any count. Process-wide; may be called at any time between frames. Returns 0.
+int32_t SetEngineThreads(int threads);
+int GetEngineThreads();
 // Fills regs with the current register set; its two pointers must designate caller storage of 65
 // and 256 values.
 int32_t ALADRegistratorsInfoForDriverDraftEngine(alad_verification_registrator& regs);

@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <random>
 #include <vector>
 
 #include <opencv2/core.hpp>
 
 #include "agtm/agtm_apply.h"
+#include "common/simd.h"
+#include "common/threads.h"
 #include "tests/engine/engine_test_util.h"
 
 namespace kelvo {
@@ -100,6 +103,85 @@ TEST(AgtmApplyTest, InPlaceOutputReadsEachPixelBeforeWritingIt) {
     ToneMappingOneImageByScalerLUTImple_(frame, Table(3000), ref, frame);
     EXPECT_EQ(cv::norm(frame, expected_res, cv::NORM_INF), 0.0);
     EXPECT_EQ(cv::norm(ref, expected_ref, cv::NORM_INF), 0.0);
+}
+
+// The integer-only pass (vectorised, rows shared among threads) against the integer result of the
+// two-output reference, on random sizes, tables (extreme and negative gains too), pixels (codes
+// outside 0..4095 too), output images and thread counts.
+void IntegerOnlyPassEqualsTheReference() {
+    std::mt19937 rng(2718);
+    auto uniform = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    const int sizes[] = {1, 2, 3, 4, 5, 17, 65, 127, 129};
+    for (int iter = 0; iter < 120; ++iter) {
+        const int w = uniform(0, 2) == 0 ? uniform(1, 300) : sizes[uniform(0, 8)];
+        const int h = uniform(0, 2) == 0 ? uniform(1, 120) : sizes[uniform(0, 8)];
+        agtm_param_api_ param;
+        param.lut.resize(256);
+        const int table_kind = uniform(0, 3);
+        for (int32_t& v : param.lut) {
+            v = table_kind == 0   ? static_cast<int32_t>(rng())                      // anything, wrapping sums
+                : table_kind == 1 ? uniform(-4096, 600000)                           // negative and capped gains
+                                  : 2048 + uniform(-1500, 3000);                     // a real curve's range
+        }
+        cv::Mat in(h, w, CV_32SC3);
+        const bool wild = uniform(0, 2) == 0;
+        for (int y = 0; y < h; ++y) {
+            int32_t* row = in.ptr<int32_t>(y);
+            for (int i = 0; i < 3 * w; ++i) {
+                row[i] = wild && uniform(0, 15) == 0 ? static_cast<int32_t>(rng()) : uniform(0, 4095);
+            }
+        }
+        cv::Mat reference, expected;
+        ToneMappingOneImageByScalerLUTImple_(in, param, reference, expected);
+
+        cv::Mat out;
+        const int output_kind = uniform(0, 3);
+        if (output_kind == 1) out.create(h, w, CV_32SC3);
+        if (output_kind == 2) out.create(h, w, CV_64FC3);  // written in its own type
+        if (output_kind == 3) out = in.clone();             // in place
+        alad::SetEngineThreadCount(uniform(1, 3));
+        const bool with_copy = uniform(0, 1) == 1;  // the debug store's copy, written in the same pass
+        cv::Mat copy;
+        if (with_copy) {
+            ASSERT_TRUE(ToneMappingOneImageByScalerLUTIntegerImple_(output_kind == 3 ? out : in, param, out, copy));
+            ASSERT_EQ(copy.type(), CV_32SC3);
+            ASSERT_EQ(cv::norm(copy, expected, cv::NORM_INF), 0.0) << w << "x" << h << " copy";
+        } else {
+            ToneMappingOneImageByScalerLUTIntegerImple_(output_kind == 3 ? out : in, param, out);
+        }
+        alad::SetEngineThreadCount(1);
+        cv::Mat expected_in_type;
+        expected.convertTo(expected_in_type, out.type());
+        ASSERT_EQ(out.size(), in.size());
+        ASSERT_EQ(out.type(), output_kind == 2 ? CV_64FC3 : CV_32SC3);
+        ASSERT_EQ(cv::norm(out, expected_in_type, cv::NORM_INF), 0.0) << w << "x" << h << " table " << table_kind;
+    }
+}
+
+TEST(AgtmApplyTest, IntegerOnlyPassEqualsTheReferenceIntegerResult) {
+    const alad::SimdLevel kept = alad::ActiveSimdLevel();
+    for (alad::SimdLevel level : {alad::SimdLevel::kBaseline, alad::SimdLevel::kAvx2}) {
+        if (!alad::SimdLevelAvailable(level)) continue;
+        alad::SetSimdLevel(level);
+        SCOPED_TRACE(level == alad::SimdLevel::kAvx2 ? "AVX2 kernels" : "baseline kernels");
+        IntegerOnlyPassEqualsTheReference();
+    }
+    alad::SetSimdLevel(kept);
+
+    // Refused like the two-output call: nothing written.
+    cv::Mat untouched = Pixel(7, 7, 7);
+    agtm_param_api_ short_table;
+    short_table.lut.assign(10, 2048);
+    testing::internal::CaptureStdout();
+    ToneMappingOneImageByScalerLUTIntegerImple_(Pixel(1, 2, 3), short_table, untouched);
+    cv::Mat no_copy;
+    EXPECT_FALSE(ToneMappingOneImageByScalerLUTIntegerImple_(Pixel(1, 2, 3), short_table, untouched, no_copy));
+    EXPECT_TRUE(no_copy.empty());
+    ToneMappingOneImageByScalerLUTIntegerImple_(cv::Mat(2, 2, CV_32SC1, cv::Scalar(5)), Table(2048), untouched);
+    const std::string log = testing::internal::GetCapturedStdout();
+    EXPECT_NE(log.find("256 needed"), std::string::npos);
+    EXPECT_NE(log.find("3 needed"), std::string::npos);
+    EXPECT_EQ(untouched.at<cv::Vec3i>(0, 0), cv::Vec3i(7, 7, 7));
 }
 
 }  // namespace

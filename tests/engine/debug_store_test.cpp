@@ -76,5 +76,57 @@ TEST_F(DebugStoreTest, WritesAfterTerminateLandInAFreshStore) {
     EXPECT_TRUE(Store().GetCLTMResultData().empty());
 }
 
+// Every frame keeps two images: while nobody else holds the kept one, its buffer takes the next
+// copy (no allocation per frame); an image a caller still holds is never written.
+TEST_F(DebugStoreTest, ResultImagesAreCopiesWhetherOrNotTheirBufferIsReused) {
+    cv::Mat first(4, 5, CV_32SC3, cv::Scalar(1, 2, 3)), second(4, 5, CV_32SC3, cv::Scalar(4, 5, 6));
+    Store().SetADAGTMResultData(first);
+    const uchar* kept = Store().GetAGTMResultData().data;
+    Store().SetADAGTMResultData(second);
+    EXPECT_EQ(Store().GetAGTMResultData().data, kept);
+    second.setTo(cv::Scalar::all(0));
+    EXPECT_EQ(Store().GetAGTMResultData().at<cv::Vec3i>(3, 4), cv::Vec3i(4, 5, 6));
+
+    const cv::Mat held = Store().GetAGTMResultData();
+    Store().SetADAGTMResultData(first);
+    EXPECT_EQ(held.at<cv::Vec3i>(0, 0), cv::Vec3i(4, 5, 6));
+    EXPECT_EQ(Store().GetAGTMResultData().at<cv::Vec3i>(0, 0), cv::Vec3i(1, 2, 3));
+    EXPECT_NE(Store().GetAGTMResultData().data, held.data);
+
+    // Another shape, a part of a larger image, an empty image: copies of exactly that.
+    const cv::Mat big(6, 6, CV_32SC3, cv::Scalar(7, 8, 9));
+    Store().SetADCLTMResultData(big(cv::Rect(1, 1, 3, 2)));
+    EXPECT_EQ(Store().GetCLTMResultData().size(), cv::Size(3, 2));
+    EXPECT_EQ(Store().GetCLTMResultData().at<cv::Vec3i>(1, 2), cv::Vec3i(7, 8, 9));
+    Store().SetADCLTMResultData(cv::Mat());
+    EXPECT_TRUE(Store().GetCLTMResultData().empty());
+}
+
+// Handing an image over instead of copying it: the store holds it, and the caller gets the
+// previously kept image back only when nobody else holds that one.
+TEST_F(DebugStoreTest, HandedOverImagesComeBackOnlyWhenNobodyElseHoldsThem) {
+    cv::Mat mine(3, 4, CV_32SC3, cv::Scalar(1, 2, 3));
+    const uchar* first = mine.data;
+    Store().KeepADCLTMResultData(mine);
+    EXPECT_TRUE(mine.empty());  // nothing was kept before
+    EXPECT_EQ(Store().GetCLTMResultData().data, first);
+    EXPECT_EQ(Store().GetCLTMResultData().at<cv::Vec3i>(2, 3), cv::Vec3i(1, 2, 3));
+
+    cv::Mat next(3, 4, CV_32SC3, cv::Scalar(4, 5, 6));
+    Store().KeepADCLTMResultData(next);
+    EXPECT_EQ(next.data, first);  // the previous one, to write the next result into
+    EXPECT_EQ(Store().GetCLTMResultData().at<cv::Vec3i>(0, 0), cv::Vec3i(4, 5, 6));
+
+    const cv::Mat held = Store().GetCLTMResultData();
+    cv::Mat third(3, 4, CV_32SC3, cv::Scalar(7, 8, 9));
+    Store().KeepADCLTMResultData(third);
+    EXPECT_TRUE(third.empty());  // still held by someone: not handed out for writing
+    EXPECT_EQ(held.at<cv::Vec3i>(0, 0), cv::Vec3i(4, 5, 6));
+    EXPECT_EQ(Store().GetCLTMResultData().at<cv::Vec3i>(0, 0), cv::Vec3i(7, 8, 9));
+
+    Store().KeepADAGTMResultData(next);
+    EXPECT_EQ(Store().GetAGTMResultData().data, first);
+}
+
 }  // namespace
 }  // namespace kelvo

@@ -89,6 +89,28 @@ TEST(PipelineTest, EveryOrderChainsTheStagesLikeAHandRun) {
     }
 }
 
+// The stage results a caller took from the debug store stay as they were while later frames run
+// (the pipeline reuses only the store's buffers that nobody else holds).
+TEST(PipelineTest, StoredResultsACallerHoldsSurviveLaterFrames) {
+    for (uint32_t order = 1; order <= 4; ++order) {
+        Rig rig(User(order));
+        const alad_debug_output_* store = alad_debug_output_::GetInstance();
+        std::vector<cv::Mat> held, snapshots;
+        for (unsigned seed = 1; seed <= 4; ++seed) {
+            cv::Mat dst;
+            rig.Run(RandomFrame(kWidth, kHeight, seed), dst);
+            for (const cv::Mat* kept : {&store->GetCLTMResultData(), &store->GetAGTMResultData()}) {
+                if (kept->empty()) continue;
+                if (seed % 2 == 1) {  // held over the next frames
+                    held.push_back(*kept);
+                    snapshots.push_back(kept->clone());
+                }
+            }
+        }
+        for (size_t i = 0; i < held.size(); ++i) EXPECT_TRUE(Same(held[i], snapshots[i])) << "order " << order;
+    }
+}
+
 TEST(PipelineTest, OtherOrdersCopyTheFrameAndLogNothingAfterTheMarks) {
     const cv::Mat frame = RandomFrame(9, 7, 4);
     for (const uint32_t order : {0u, 5u, 6u, 0xFFFFFFFFu}) {

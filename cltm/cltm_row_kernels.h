@@ -1,0 +1,451 @@
+// The vectorised row kernels of cltm_rows (see cltm_rows.h for what each computes), written once
+// with OpenCV's width-agnostic universal intrinsics and compiled once per instruction set, each
+// time in a namespace of its own (ALAD_SIMD_NAMESPACE): v_int16 holds 8 lanes with SSE2 and NEON,
+// 16 with AVX2. Only plain pointers and plain structs cross in and out, and nothing from the
+// standard library is instantiated here, so that no function compiled for one instruction set
+// can stand in for the other's.
+//
+// Included only by cltm_rows.cpp (baseline) and cltm_rows_avx2.cpp (AVX2).
+#ifndef ALAD_SIMD_NAMESPACE
+#error "define ALAD_SIMD_NAMESPACE before including cltm_row_kernels.h"
+#endif
+
+#include <cstdint>
+#include <cstring>
+
+#include <opencv2/core/hal/intrin.hpp>
+
+#include "cltm/cltm_rows.h"
+
+namespace kelvo {
+namespace cltm_rows {
+namespace ALAD_SIMD_NAMESPACE {
+
+namespace {
+
+using v_s16 = cv::v_int16;
+using v_u16 = cv::v_uint16;
+using v_s32 = cv::v_int32;
+using v_u32 = cv::v_uint32;
+
+constexpr int kLanes16 = v_s16::nlanes;
+constexpr int kLanes32 = v_s32::nlanes;
+static_assert(kRowPad % kLanes16 == 0, "rows are padded to whole vectors");
+
+constexpr int16_t kTop10 = 1023;
+
+// (a * w + b * (256 - w) + 128) >> 8 for pairs a | b << 16 (0 <= a, b < 2^15) and weights packed
+// as w | (256 - w) << 16: one multiply-add of 16-bit halves.
+inline v_s32 BlendPairs(const v_s32& pairs, const v_s32& weights) {
+    const v_s32 sum = cv::v_dotprod(cv::v_reinterpret_as_s16(pairs), cv::v_reinterpret_as_s16(weights));
+    return cv::v_shr<8>(sum + cv::vx_setall_s32(128));
+}
+
+// The same with a and b in separate rows; result in 16-bit lanes.
+inline v_s16 Blend16(const v_s16& a, const v_s16& b, const v_s32& weights) {
+    v_s16 low, high;
+    cv::v_zip(a, b, low, high);
+    return cv::v_pack(BlendPairs(cv::v_reinterpret_as_s32(low), weights),
+                      BlendPairs(cv::v_reinterpret_as_s32(high), weights));
+}
+
+inline v_s16 Clamp10(const v_s16& v) { return cv::v_min(cv::v_max(v, cv::vx_setzero_s16()), cv::vx_setall_s16(kTop10)); }
+
+// Table entries at 16-bit indices (all inside the table): as two 32-bit halves, or packed back to
+// 16 bits (the entries fit). Plain loads through a small array: faster than the gather
+// instructions of the processors measured, and than building the vectors lane by lane.
+inline void Gather32(const int32_t* table, const v_s16& index, v_s32& low, v_s32& high) {
+    alignas(64) int16_t at[kLanes16];
+    alignas(64) int32_t entry[kLanes16];
+    cv::v_store_aligned(at, index);
+    for (int k = 0; k < kLanes16; ++k) entry[k] = table[at[k]];
+    asm volatile("" ::: "memory");  // keep the compiler from building the vectors lane by lane
+    low = cv::vx_load_aligned(entry);
+    high = cv::vx_load_aligned(entry + kLanes32);
+}
+inline v_s16 Gather16(const int32_t* table, const v_s16& index) {
+    v_s32 low, high;
+    Gather32(table, index, low, high);
+    return cv::v_pack(low, high);
+}
+inline v_u16 GatherU16(const int32_t* table, const v_s16& index) {
+    v_s32 low, high;
+    Gather32(table, index, low, high);
+    return cv::v_pack_u(low, high);
+}
+
+// a * b >> 8 for unsigned 16-bit a and b, as 32-bit lanes (the product's halves put together).
+inline void MulShift8(const v_u16& a, const v_u16& b, v_s32& low, v_s32& high) {
+    v_u16 p0, p1;
+    cv::v_zip(cv::v_mul_wrap(a, b), cv::v_mul_hi(a, b), p0, p1);
+    low = cv::v_reinterpret_as_s32(cv::v_shr<8>(cv::v_reinterpret_as_u32(p0)));
+    high = cv::v_reinterpret_as_s32(cv::v_shr<8>(cv::v_reinterpret_as_u32(p1)));
+}
+
+inline v_s16 AbsDiff(const v_s16& a, const v_s16& b) { return cv::v_max(a, b) - cv::v_min(a, b); }
+
+// 10-bit to 12-bit, the two top bits repeated at the bottom.
+inline v_s16 To12Bit(const v_s16& v) { return cv::v_shl<2>(v) + cv::v_shr<8>(v); }
+
+inline int Smaller(int a, int b) { return a < b ? a : b; }
+inline int Distance(int a, int b) { return a < b ? b - a : a - b; }
+
+// Writes a vector's worth of pixels of three planar rows (non-negative 16-bit values) interleaved
+// as 32-bit values, or the first `count` pixels at the end of a row; `twelve_bit` converts them.
+inline void StoreInterleaved(int32_t* dst, int count, const v_s16& a, const v_s16& b, const v_s16& c,
+                             bool twelve_bit) {
+    alignas(64) int16_t packed[3 * kLanes16];
+    cv::v_store_interleave(packed, a, b, c);
+    alignas(64) int32_t tail[3 * kLanes16];
+    int32_t* out = count == kLanes16 ? dst : tail;
+    // Whole vectors at aligned addresses go straight to memory (non-temporal stores, where the
+    // processor has them): the frame is written once and not read back here, and this saves
+    // reading every output line in before writing it.
+    const bool stream = count == kLanes16 && reinterpret_cast<uintptr_t>(dst) % sizeof(v_s32) == 0;
+    for (int k = 0; k < 3; ++k) {
+        v_s16 v = cv::vx_load_aligned(packed + kLanes16 * k);
+        if (twelve_bit) v = To12Bit(v);
+        v_u32 low, high;
+        cv::v_expand(cv::v_reinterpret_as_u16(v), low, high);
+        if (stream) {
+            cv::v_store_aligned_nocache(out + kLanes16 * k, cv::v_reinterpret_as_s32(low));
+            cv::v_store_aligned_nocache(out + kLanes16 * k + kLanes32, cv::v_reinterpret_as_s32(high));
+        } else {
+            cv::v_store(out + kLanes16 * k, cv::v_reinterpret_as_s32(low));
+            cv::v_store(out + kLanes16 * k + kLanes32, cv::v_reinterpret_as_s32(high));
+        }
+    }
+    if (count != kLanes16) std::memcpy(dst, tail, static_cast<size_t>(count) * 3 * sizeof(int32_t));
+}
+
+// Orders the non-temporal stores before whatever follows (another thread reading the rows).
+void StreamFenceKernel() {
+#if CV_SSE2
+    _mm_sfence();
+#endif
+}
+
+const int16_t kRamp[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+
+void CurveValuesKernel(const uint32_t* curve, uint16_t* values) {
+    // Point s of the curve in 10-bit codes; segment s runs from point s - 1 (0 for the first) to
+    // point s in sixteenths.
+    int16_t point[kCurvePoints];
+    for (size_t s = 0; s < kCurvePoints; ++s) {
+        const uint32_t p = (curve[s] + 32u) >> 6;  // u32, wrapping as _tone_mapping's
+        point[s] = static_cast<int16_t>(p < 1023u ? p : 1023u);
+    }
+    const v_s16 eight = cv::vx_setall_s16(8), top = cv::vx_setall_s16(kTop10);
+    int16_t* out = reinterpret_cast<int16_t*>(values);
+    for (size_t s = 0; s < kCurvePoints; ++s) {
+        const int16_t lo = s == 0 ? 0 : point[s - 1];
+        const v_s16 base = cv::vx_setall_s16(lo);
+        const v_s16 diff = cv::vx_setall_s16(static_cast<int16_t>(point[s] - lo));
+        for (int k = 0; k < 16; k += kLanes16) {
+            // |diff * r| <= 1023 * 15: no 16-bit lane overflows.
+            const v_s16 r = cv::vx_load(kRamp + k);
+            cv::v_store(out + 16 * s + k, cv::v_min(base + cv::v_shr<4>(cv::v_mul_wrap(diff, r) + eight), top));
+        }
+    }
+}
+
+void ZipPairsKernel(const uint16_t* first, const uint16_t* second, uint32_t* out, int count) {
+    for (int v = 0; v < count; v += kLanes16) {
+        v_u16 a, b;
+        cv::v_zip(cv::vx_load(first + v), cv::vx_load(second + v), a, b);
+        cv::v_store(out + v, cv::v_reinterpret_as_u32(a));
+        cv::v_store(out + v + kLanes32, cv::v_reinterpret_as_u32(b));
+    }
+}
+
+// One vector's worth of 12-bit BGR pixels (3 * kLanes16 readable values) as planar 10-bit codes:
+// each value clamped to 0..4095 and shifted right by 2.
+inline void ConvertChunk(const int32_t* src, v_s16& a, v_s16& b, v_s16& c) {
+    const v_s16 zero = cv::vx_setzero_s16(), top = cv::vx_setall_s16(4095);
+    v_s32 a0, b0, d0, a1, b1, d1;
+    cv::v_load_deinterleave(src, a0, b0, d0);
+    cv::v_load_deinterleave(src + 3 * kLanes32, a1, b1, d1);
+    // The pack saturates to 16 bits, which leaves the clamp to 0..4095 unchanged.
+    a = cv::v_shr<2>(cv::v_min(cv::v_max(cv::v_pack(a0, a1), zero), top));
+    b = cv::v_shr<2>(cv::v_min(cv::v_max(cv::v_pack(b0, b1), zero), top));
+    c = cv::v_shr<2>(cv::v_min(cv::v_max(cv::v_pack(d0, d1), zero), top));
+}
+
+// The pixels of a row from x on: the row itself, or (at the end of a row) a copy of the last
+// pixels padded with zeros.
+inline const int32_t* ChunkSource(const int32_t* in, int x, int cols, int32_t* tail) {
+    const int32_t* src = in + 3 * x;
+    if (x + kLanes16 <= cols) return src;
+    std::memset(tail, 0, 3 * kLanes16 * sizeof(int32_t));
+    std::memcpy(tail, src, static_cast<size_t>(cols - x) * 3 * sizeof(int32_t));
+    return tail;
+}
+
+void ConvertRowKernel(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma) {
+    for (int x = 0; x < cols; x += kLanes16) {
+        alignas(64) int32_t tail[3 * kLanes16];
+        v_s16 a, b, c;
+        ConvertChunk(ChunkSource(in, x, cols, tail), a, b, c);
+        cv::v_store(c0 + x, a);
+        cv::v_store(c1 + x, b);
+        cv::v_store(c2 + x, c);
+        cv::v_store(luma + x, cv::v_max(cv::v_max(a, b), c));
+    }
+}
+
+void ToneRowKernel(const TableView& t, int y, const int16_t* index, int cols, const int16_t* luma,
+                   uint16_t* reciprocal, uint32_t* upper_pairs, uint32_t* lower_pairs, int16_t* out) {
+    const int32_t* up = t.pair + t.upper[y];
+    const int32_t* down = t.pair + t.lower[y];
+    const int padded = PaddedWidth(cols);
+    const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
+    // One scalar pass does all the look-ups of the row (faster than gathers), then the blends.
+    const int32_t* column = t.column;
+    if (reciprocal != nullptr) {
+        for (int x = 0; x < padded; ++x) {
+            const int32_t at = column[x] + index[x];
+            upper_pairs[x] = static_cast<uint32_t>(up[at]);
+            lower_pairs[x] = static_cast<uint32_t>(down[at]);
+            reciprocal[x] = static_cast<uint16_t>(t.reciprocal_by_luma[luma[x]]);
+        }
+    } else {
+        for (int x = 0; x < padded; ++x) {
+            const int32_t at = column[x] + index[x];
+            upper_pairs[x] = static_cast<uint32_t>(up[at]);
+            lower_pairs[x] = static_cast<uint32_t>(down[at]);
+        }
+    }
+    const int32_t* upper = reinterpret_cast<const int32_t*>(upper_pairs);
+    const int32_t* lower = reinterpret_cast<const int32_t*>(lower_pairs);
+    for (int x = 0; x < padded; x += kLanes16) {
+        v_s32 half[2];
+        for (int h = 0; h < 2; ++h) {
+            const int at = x + h * kLanes32;
+            const v_s32 w = cv::vx_load(t.wx + at);
+            // Horizontal blends of the upper and the lower block row, then the vertical one.
+            const v_s32 top = BlendPairs(cv::vx_load(upper + at), w);
+            const v_s32 bottom = BlendPairs(cv::vx_load(lower + at), w);
+            half[h] = BlendPairs(top | cv::v_shl<16>(bottom), wy);
+        }
+        cv::v_store(out + x, cv::v_pack(half[0], half[1]));
+    }
+}
+
+void DownWeightsKernel(const TableView& t, const int16_t* upper, const int16_t* lower, int cols,
+                       const PairWeights& out) {
+    const int padded = PaddedWidth(cols);
+    for (int x = 0; x < padded; x += kLanes16) {
+        const v_s16 u = cv::vx_load(upper + x);
+        cv::v_store(out.down + x, Gather16(t.range_weight, AbsDiff(cv::vx_load(lower + x), u)));
+        cv::v_store(out.down_right + x, Gather16(t.range_weight, AbsDiff(cv::vx_load(lower + x + 1), u)));
+        cv::v_store(out.down_left + x, Gather16(t.range_weight, AbsDiff(cv::vx_load(lower + x - 1), u)));
+    }
+    // The two ends the filter reads beyond the vector steps.
+    out.down_right[-1] = static_cast<int16_t>(t.range_weight[Distance(lower[0], upper[-1])]);
+    out.down_left[padded] = static_cast<int16_t>(t.range_weight[Distance(lower[padded - 1], upper[padded])]);
+}
+
+void RightWeightsKernel(const TableView& t, const int16_t* row, int cols, int16_t* right) {
+    const int padded = PaddedWidth(cols);
+    for (int x = 0; x < padded; x += kLanes16) {
+        cv::v_store(right + x, Gather16(t.range_weight, AbsDiff(cv::vx_load(row + x + 1), cv::vx_load(row + x))));
+    }
+    right[-1] = static_cast<int16_t>(t.range_weight[Distance(row[0], row[-1])]);
+}
+
+void FilterRowKernel(const TableView& t, const int16_t* above_row, const int16_t* row, const int16_t* below_row,
+                     const PairWeights& above, const PairWeights& below, const int16_t* right, int cols,
+                     int16_t* filtered) {
+    const int padded = PaddedWidth(cols);
+    const int16_t centre_weight = static_cast<int16_t>(t.centre_weight);
+    const v_s16 centre_pair = cv::v_reinterpret_as_s16(cv::vx_setall_s32(centre_weight));  // (weight, 0)
+    const v_u32 half = cv::vx_setall_u32(32768), top = cv::vx_setall_u32(kTop10);
+    const v_s16 last_reciprocal = cv::vx_setall_s16(255), zero = cv::vx_setzero_s16();
+    for (int x = 0; x < padded; x += kLanes16) {
+        const v_s16 c = cv::vx_load(row + x);
+        // The eight neighbours and their weights: row above, same row, row below, left to right.
+        const v_s16 w[8] = {cv::vx_load(above.down_right + x - 1), cv::vx_load(above.down + x),
+                            cv::vx_load(above.down_left + x + 1),  cv::vx_load(right + x - 1),
+                            cv::vx_load(right + x),                cv::vx_load(below.down_left + x),
+                            cv::vx_load(below.down + x),           cv::vx_load(below.down_right + x)};
+        const v_s16 n[8] = {cv::vx_load(above_row + x - 1), cv::vx_load(above_row + x), cv::vx_load(above_row + x + 1),
+                            cv::vx_load(row + x - 1),       cv::vx_load(row + x + 1),   cv::vx_load(below_row + x - 1),
+                            cv::vx_load(below_row + x),     cv::vx_load(below_row + x + 1)};
+        // Weights are below 256, so their sum fits in 16 bits; the weighted sum takes 32, two
+        // neighbours per multiply-add.
+        v_s16 weight_sum = cv::vx_setall_s16(centre_weight);
+        v_s16 lo, hi;
+        cv::v_zip(c, zero, lo, hi);
+        v_s32 weighted_lo = cv::v_dotprod(lo, centre_pair);
+        v_s32 weighted_hi = cv::v_dotprod(hi, centre_pair);
+        for (int j = 0; j < 8; j += 2) {
+            weight_sum += w[j] + w[j + 1];
+            v_s16 wl, wh, nl, nh;
+            cv::v_zip(w[j], w[j + 1], wl, wh);
+            cv::v_zip(n[j], n[j + 1], nl, nh);
+            weighted_lo += cv::v_dotprod(wl, nl);
+            weighted_hi += cv::v_dotprod(wh, nh);
+        }
+        v_s32 q_lo, q_hi;
+        Gather32(t.reciprocal, cv::v_min(weight_sum, last_reciprocal), q_lo, q_hi);
+        const v_u32 mean_lo = cv::v_min(
+            cv::v_shr<16>(half + cv::v_reinterpret_as_u32(q_lo) * cv::v_reinterpret_as_u32(weighted_lo)), top);
+        const v_u32 mean_hi = cv::v_min(
+            cv::v_shr<16>(half + cv::v_reinterpret_as_u32(q_hi) * cv::v_reinterpret_as_u32(weighted_hi)), top);
+        const v_s16 mean = cv::v_pack(cv::v_reinterpret_as_s32(mean_lo), cv::v_reinterpret_as_s32(mean_hi));
+        cv::v_store(filtered + x, cv::v_select(weight_sum == zero, c, mean));
+    }
+}
+
+void DetailRowKernel(const TableView& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone, int cols,
+                     int16_t* out) {
+    const int padded = PaddedWidth(cols);
+    for (int x = 0; x < padded; x += kLanes16) {
+        const v_s16 v = cv::vx_load(luma + x);
+        const v_s16 f = cv::vx_load(filtered + x);
+        const v_s16 base = cv::vx_load(tone + x);
+        const v_s16 i = t.luma_select ? f : v;
+        v_s32 d_lo, d_hi;
+        cv::v_expand(v - f, d_lo, d_hi);
+        if (!t.detail_direct) {
+            // Scaled by the base's gain base / i: (Q[i >> 2] * base) >> 8, below 2^18.
+            v_s32 gain_lo, gain_hi;
+            MulShift8(GatherU16(t.reciprocal_by_luma, i), cv::v_reinterpret_as_u16(base), gain_lo, gain_hi);
+            d_lo = cv::v_shr<10>(gain_lo * d_lo);
+            d_hi = cv::v_shr<10>(gain_hi * d_hi);
+        }
+        v_s32 g_lo, g_hi, b_lo, b_hi;
+        Gather32(t.detail_gain, i, g_lo, g_hi);
+        cv::v_expand(base, b_lo, b_hi);
+        // Products wrap at 32 bits, as the scalar code's; the pack saturates before the clamp.
+        cv::v_store(out + x, Clamp10(cv::v_pack(b_lo + cv::v_shr<8>(g_lo * d_lo), b_hi + cv::v_shr<8>(g_hi * d_hi))));
+    }
+}
+
+// What the colour step needs that does not change along a row.
+struct ColourConstants {
+    explicit ColourConstants(const ColourStep& step)
+        : linear(step.offset != 0 || step.ratio != 0),
+          blend(step.strength < 255),
+          offset(cv::vx_setall_s32(step.offset)),
+          ratio(cv::vx_setall_s32(step.ratio)),
+          strength(cv::vx_setall_s32(
+              static_cast<int32_t>((blend ? step.strength : 0) | ((256u - (blend ? step.strength : 0)) << 16)))) {}
+    bool linear;
+    bool blend;
+    v_s32 offset, ratio, strength;
+};
+
+// The colour step of one vector's worth of pixels: channels u, old and new luma, Q[y_old >> 2].
+inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], const v_s16& y_old, const v_s16& y_new,
+                        const v_u16& q, v_s16 result[3]) {
+    const v_u16 sixteen = cv::vx_setall_u16(16), quarter = cv::vx_setall_u16(256);
+    const v_s16 top = cv::vx_setall_s16(kTop10);
+    const v_s32 round8 = cv::vx_setall_s32(128);
+    // gain = (Q[y_old >> 2] * y_new) >> 8, about 1024 * y_new / y_old, below 2^18: its low 16 bits
+    // and the rest, from the 32-bit product's halves.
+    const v_u16 p_lo = cv::v_mul_wrap(q, cv::v_reinterpret_as_u16(y_new));
+    const v_u16 p_hi = cv::v_mul_hi(q, cv::v_reinterpret_as_u16(y_new));
+    const v_u16 gain_lo = cv::v_shl<8>(p_hi) | cv::v_shr<8>(p_lo);
+    const v_u16 gain_hi = cv::v_shr<8>(p_hi);
+    for (int ch = 0; ch < 3; ++ch) {
+        const v_u16 uu = cv::v_reinterpret_as_u16(u[ch]);
+        // min((512 + gain * u) >> 10, 1023) with gain * u = high * 65536 + low (high < 4096):
+        // high * 64 + ((low + 512) >> 10), where high of 16 or more already gives 1023. (The
+        // unsigned 16-bit adds saturate; none of these sums comes near.)
+        const v_u16 low = cv::v_mul_wrap(gain_lo, uu);
+        const v_u16 high = cv::v_mul_hi(gain_lo, uu) + cv::v_mul_wrap(gain_hi, uu);
+        const v_u16 rounded = cv::v_shr<9>(cv::v_shr<1>(low) + quarter);  // (low + 512) >> 10
+        const v_s16 scaled = cv::v_min(cv::v_reinterpret_as_s16(cv::v_shl<6>(cv::v_min(high, sixteen)) + rounded), top);
+        // The channel holding the maximum takes the new luma exactly.
+        v_s16 m = cv::v_select(u[ch] == y_old, y_new, scaled);
+        if (k.linear) {
+            v_s32 lo, hi;
+            cv::v_expand(m, lo, hi);
+            lo = k.offset + cv::v_shr<8>(round8 + lo * k.ratio);
+            hi = k.offset + cv::v_shr<8>(round8 + hi * k.ratio);
+            m = Clamp10(cv::v_pack(lo, hi));  // the pack saturates, which the clamp absorbs
+        }
+        // u + (((m - u) * strength + 128) >> 8), with m and u both 0..1023: within 0..1023.
+        if (k.blend) m = Blend16(m, u[ch], k.strength);
+        result[ch] = m;
+    }
+}
+
+void ColourRowKernel(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2,
+                     const int16_t* luma, const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane,
+                     int32_t* image) {
+    const ColourConstants k(step);
+    for (int x = 0; x < cols; x += kLanes16) {
+        const v_s16 u[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
+        v_s16 result[3];
+        ColourChunk(k, u, cv::vx_load(luma + x), cv::vx_load(mapped + x), cv::vx_load(reciprocal + x), result);
+        const int count = Smaller(kLanes16, cols - x);
+        StoreInterleaved(reinterpret_cast<int32_t*>(plane) + 3 * x, count, result[0], result[1], result[2], false);
+        StoreInterleaved(image + 3 * x, count, result[0], result[1], result[2], true);
+    }
+}
+
+// The whole unfiltered row, a vector's worth of pixels at a time from the 12-bit image to both
+// outputs (reads and writes interleaved, and no row buffers): ConvertRow, ToneRow and ColourRow
+// in one. The 10-bit luma is also left in `luma` (for the histograms).
+void MapRowKernel(const TableView& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
+                  uint32_t* plane, int32_t* image) {
+    const ColourConstants k(step);
+    const int32_t* up = t.pair + t.upper[y];
+    const int32_t* down = t.pair + t.lower[y];
+    const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
+    for (int x = 0; x < cols; x += kLanes16) {
+        alignas(64) int32_t tail[3 * kLanes16];
+        v_s16 u[3];
+        ConvertChunk(ChunkSource(in, x, cols, tail), u[0], u[1], u[2]);
+        const v_s16 y_old = cv::v_max(cv::v_max(u[0], u[1]), u[2]);
+        cv::v_store(luma + x, y_old);
+        // The curve value pairs and the reciprocal by plain loads (see Gather32).
+        alignas(64) int32_t upper[kLanes16], lower[kLanes16];
+        alignas(64) uint16_t q[kLanes16];
+        for (int j = 0; j < kLanes16; ++j) {
+            const int32_t v = luma[x + j];
+            const int32_t at = t.column[x + j] + v;
+            upper[j] = up[at];
+            lower[j] = down[at];
+            q[j] = static_cast<uint16_t>(t.reciprocal_by_luma[v]);
+        }
+        asm volatile("" ::: "memory");  // keep the compiler from building the vectors lane by lane
+        v_s32 half[2];
+        for (int h = 0; h < 2; ++h) {
+            const v_s32 w = cv::vx_load(t.wx + x + h * kLanes32);
+            const v_s32 top = BlendPairs(cv::vx_load_aligned(upper + h * kLanes32), w);
+            const v_s32 bottom = BlendPairs(cv::vx_load_aligned(lower + h * kLanes32), w);
+            half[h] = BlendPairs(top | cv::v_shl<16>(bottom), wy);
+        }
+        v_s16 result[3];
+        ColourChunk(k, u, y_old, cv::v_pack(half[0], half[1]), cv::vx_load_aligned(q), result);
+        const int count = Smaller(kLanes16, cols - x);
+        StoreInterleaved(reinterpret_cast<int32_t*>(plane) + 3 * x, count, result[0], result[1], result[2], false);
+        StoreInterleaved(image + 3 * x, count, result[0], result[1], result[2], true);
+    }
+}
+
+void CopyRowKernel(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane,
+                   int32_t* image) {
+    for (int x = 0; x < cols; x += kLanes16) {
+        const v_s16 a = cv::vx_load(c0 + x), b = cv::vx_load(c1 + x), c = cv::vx_load(c2 + x);
+        const int count = Smaller(kLanes16, cols - x);
+        StoreInterleaved(reinterpret_cast<int32_t*>(plane) + 3 * x, count, a, b, c, false);
+        StoreInterleaved(image + 3 * x, count, a, b, c, true);
+    }
+}
+
+}  // namespace
+
+const RowKernels& Kernels() {
+    static const RowKernels kernels = {CurveValuesKernel, ZipPairsKernel,  ConvertRowKernel, ToneRowKernel,
+                                       DownWeightsKernel, RightWeightsKernel, FilterRowKernel,  DetailRowKernel,
+                                       ColourRowKernel,   CopyRowKernel,      StreamFenceKernel, MapRowKernel};
+    return kernels;
+}
+
+}  // namespace ALAD_SIMD_NAMESPACE
+}  // namespace cltm_rows
+}  // namespace kelvo

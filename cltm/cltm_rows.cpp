@@ -1,0 +1,216 @@
+#include "cltm/cltm_rows.h"
+
+#include <array>
+#include <utility>
+
+#include "cltm/cltm_map.h"
+#include "common/simd.h"
+#include "common/wrap_int.h"
+
+// The baseline build of the vectorised kernels.
+#define ALAD_SIMD_NAMESPACE baseline
+#include "cltm/cltm_row_kernels.h"
+#undef ALAD_SIMD_NAMESPACE
+
+namespace kelvo {
+namespace cltm_rows {
+
+namespace {
+
+const RowKernels& Active() {
+#if defined(ALAD_HAVE_AVX2_KERNELS)
+    if (alad::ActiveSimdLevel() == alad::SimdLevel::kAvx2) return avx2::Kernels();
+#endif
+    return baseline::Kernels();
+}
+
+// Q by 10-bit luma v (Q[v >> 2]), which the colour gain and the detail scale look up.
+const std::array<int32_t, kLumaCodes>& ReciprocalByLuma() {
+    static const std::array<int32_t, kLumaCodes> table = [] {
+        std::array<int32_t, kLumaCodes> t{};
+        for (int v = 0; v < kLumaCodes; ++v) t[v] = static_cast<int32_t>(kMapReciprocal[v >> 2]);
+        return t;
+    }();
+    return table;
+}
+
+// Packs a weight w (0..256) with its complement, low half first: the multiplier of a pair
+// a | b << 16 in the kernels' blends.
+int32_t WeightPair(uint32_t w) { return static_cast<int32_t>(w | ((256u - w) << 16)); }
+
+// Detail gain by luma, as ad_enhance_luma computes it (16 points 64 codes apart, linear in between
+// below 960), in 32-bit two's complement.
+int32_t DetailGainAt(const uint32_t* gain_curve, uint32_t i) {
+    const uint32_t seg = i >> 6;
+    const int32_t g0 = static_cast<int32_t>(gain_curve[seg]);
+    if (i >= 960) return g0;
+    const int32_t g1 = static_cast<int32_t>(gain_curve[seg + 1]);
+    const int32_t frac = static_cast<int32_t>((i >> 2) & 15);
+    return alad::WrapAdd(g0, alad::WrapMul(alad::WrapSub(g1, g0), frac) >> 4);
+}
+
+}  // namespace
+
+bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, const ad_param_t_& param,
+                    const cltm_detail::BlockGrid& grid, MapTables* t) {
+    const ad_filter_t_& filter = param.filter;
+    t->filter = filter.filter_enable != 0;
+    if (t->filter) {
+        if (filter.range_weight == nullptr || filter.detail_gain_curve == nullptr) return false;
+        for (size_t k = 0; k < kRangeWeightSize; ++k) {
+            if (filter.range_weight[k] > 255) return false;
+        }
+    }
+
+    // The pairing walk of ad_enhance_luma along a row, recorded once per frame: the distinct
+    // (left, right) block pairs in order, and each column's pair and weight. The weights stay
+    // within 0..256 for every block size; the blend by 16-bit pairs relies on it.
+    const int padded = PaddedWidth(static_cast<int>(width));
+    std::vector<std::pair<uint32_t, uint32_t>> pairs;
+    t->column.resize(padded);
+    t->wx.resize(padded);
+    cltm_detail::BlockPairWalker columns(grid.log2w, grid.bw);
+    for (uint32_t x = 0; x < width; ++x) {
+        columns.Next(x);
+        if (columns.weight > 256) return false;
+        if (pairs.empty() || pairs.back() != std::make_pair(columns.first, columns.second)) {
+            if (pairs.size() >= kMaxPairTables) return false;
+            pairs.emplace_back(columns.first, columns.second);
+        }
+        t->column[x] = static_cast<int32_t>((pairs.size() - 1) * kLumaCodes);
+        t->wx[x] = WeightPair(columns.weight);
+    }
+    for (int x = static_cast<int>(width); x < padded; ++x) {
+        t->column[x] = t->column[width - 1];
+        t->wx[x] = t->wx[width - 1];
+    }
+    if (static_cast<size_t>(grid.bh) * pairs.size() > kMaxPairTables) return false;
+
+    t->upper.resize(height);
+    t->lower.resize(height);
+    t->wy.resize(height);
+    cltm_detail::BlockPairWalker rows(grid.log2h, grid.bh);
+    const size_t block_row = pairs.size() * kLumaCodes;
+    for (uint32_t y = 0; y < height; ++y) {
+        rows.Next(y);
+        if (rows.weight > 256) return false;
+        t->upper[y] = static_cast<int32_t>(rows.first * block_row);
+        t->lower[y] = static_cast<int32_t>(rows.second * block_row);
+        t->wy[y] = WeightPair(rows.weight);
+    }
+
+    const RowKernels& k = Active();
+    t->pair.resize(static_cast<size_t>(grid.bh) * block_row);
+    std::vector<uint16_t> values(static_cast<size_t>(grid.bw) * kLumaCodes);
+    for (uint32_t by = 0; by < grid.bh; ++by) {
+        for (uint32_t bx = 0; bx < grid.bw; ++bx) {
+            k.curve_values(curves + (static_cast<size_t>(by) * grid.bw + bx) * kCurvePoints,
+                           values.data() + static_cast<size_t>(bx) * kLumaCodes);
+        }
+        for (size_t p = 0; p < pairs.size(); ++p) {
+            k.zip_pairs(values.data() + pairs[p].first * kLumaCodes, values.data() + pairs[p].second * kLumaCodes,
+                        t->pair.data() + by * block_row + p * kLumaCodes, kLumaCodes);
+        }
+    }
+
+    TableView& v = t->view;
+    v = TableView();
+    if (t->filter) {
+        t->range_weight.resize(kLumaCodes);
+        t->detail_gain.resize(kLumaCodes);
+        for (uint32_t d = 0; d < kLumaCodes; ++d) {
+            t->range_weight[d] = d < 256 ? static_cast<int32_t>(filter.range_weight[d >> 3]) : 0;
+            t->detail_gain[d] = DetailGainAt(filter.detail_gain_curve, d);
+        }
+        v.range_weight = t->range_weight.data();
+        v.detail_gain = t->detail_gain.data();
+        v.centre_weight = static_cast<int32_t>(filter.range_weight[0]);
+        v.luma_select = filter.filter_luma_select != 0;
+        v.detail_direct = filter.filter_detail_direct != 0;
+    }
+    v.pair = reinterpret_cast<const int32_t*>(t->pair.data());
+    v.column = t->column.data();
+    v.wx = t->wx.data();
+    v.upper = t->upper.data();
+    v.lower = t->lower.data();
+    v.wy = t->wy.data();
+    v.reciprocal = reinterpret_cast<const int32_t*>(kMapReciprocal.data());
+    v.reciprocal_by_luma = ReciprocalByLuma().data();
+    return true;
+}
+
+void CurveValues(const uint32_t* curve, uint16_t* values) { Active().curve_values(curve, values); }
+
+void ConvertRow(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma) {
+    Active().convert(in, cols, c0, c1, c2, luma);
+}
+
+int32_t FirstLuma(const int32_t* in) {
+    int32_t m = 0;
+    for (int c = 0; c < 3; ++c) {
+        const int32_t v = (in[c] < 0 ? 0 : (in[c] > 4095 ? 4095 : in[c])) >> 2;
+        m = v > m ? v : m;
+    }
+    return m;
+}
+
+void SampleRow(const int16_t* luma, int cols, uint32_t mode, int32_t next_row_first, uint32_t log2w,
+               uint32_t* block_row_hist, uint32_t* global_hist, uint32_t* sum) {
+    if (mode > 1) return;
+    uint32_t total = 0;
+    for (int x = 0; x < cols; x += 2) {
+        uint32_t s;
+        if (mode == 0) {
+            s = static_cast<uint32_t>(luma[x]) >> 3;
+        } else {
+            const int32_t partner = x + 1 < cols ? luma[x + 1] : next_row_first;
+            s = static_cast<uint32_t>(luma[x] + partner + 1) >> 4;
+        }
+        ++block_row_hist[(static_cast<uint32_t>(x) >> log2w) * kHistBins + s];
+        ++global_hist[s];
+        total += s;
+    }
+    *sum += total;
+}
+
+void ToneRow(const MapTables& t, int y, const int16_t* index, int cols, uint32_t* upper_pairs, uint32_t* lower_pairs,
+             int16_t* out, const int16_t* luma, uint16_t* reciprocal) {
+    Active().tone(t.view, y, index, cols, luma, luma != nullptr ? reciprocal : nullptr, upper_pairs, lower_pairs, out);
+}
+
+void DownWeights(const MapTables& t, const int16_t* upper, const int16_t* lower, int cols, const PairWeights& out) {
+    Active().down_weights(t.view, upper, lower, cols, out);
+}
+
+void RightWeights(const MapTables& t, const int16_t* row, int cols, int16_t* right) {
+    Active().right_weights(t.view, row, cols, right);
+}
+
+void FilterRow(const MapTables& t, const int16_t* above_row, const int16_t* row, const int16_t* below_row,
+               const PairWeights& above, const PairWeights& below, const int16_t* right, int cols, int16_t* filtered) {
+    Active().filter(t.view, above_row, row, below_row, above, below, right, cols, filtered);
+}
+
+void DetailRow(const MapTables& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone, int cols,
+               int16_t* out) {
+    Active().detail(t.view, luma, filtered, tone, cols, out);
+}
+
+void ColourRow(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
+               const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane, int32_t* image) {
+    Active().colour(step, c0, c1, c2, luma, mapped, reciprocal, cols, plane, image);
+}
+
+void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image) {
+    Active().copy(c0, c1, c2, cols, plane, image);
+}
+
+void MapRow(const MapTables& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
+            uint32_t* plane, int32_t* image) {
+    Active().map_row(t.view, step, y, in, cols, luma, plane, image);
+}
+
+void FinishRows() { Active().stream_fence(); }
+
+}  // namespace cltm_rows
+}  // namespace kelvo

@@ -1,0 +1,191 @@
+// Row kernels of the CLTM frame sweep: the arithmetic of cltm_histogram.cpp and cltm_map.cpp,
+// rearranged for speed on frames whose 10-bit codes are all 0..1023 (what the Mat drivers hand
+// over after clamping). The plain functions stay the reference; every kernel here is tested
+// against them for equality.
+//
+// What makes them faster:
+// - each block curve is read off once per frame at all 1024 lumas, and the values of the two
+//   blocks a column blends are kept side by side, so a pixel's four curve values are two loads;
+// - the block pairing and the weights depend only on the column or only on the row, so they are
+//   tables made once per frame;
+// - the blends b + ((128 + (a - b) * w) >> 8) are computed as (a * w + b * (256 - w) + 128) >> 8
+//   (the same value: subtracting 256 * b inside a floor division by 256 subtracts exactly b),
+//   which for 10-bit values and 0 <= w <= 256 is one multiply-add of 16-bit pairs;
+// - 10-bit values are processed a whole vector at a time in 16-bit lanes with OpenCV's universal
+//   intrinsics, widening to 32 bits only for products that need it, over row buffers that stay in
+//   the first-level cache; the kernels are built for the baseline instruction set (SSE2 on x86-64,
+//   NEON on arm64) and again for AVX2, chosen at run time (common/simd.h);
+// - the filter's weight of a pair of neighbours is looked up once and used by both pixels.
+//
+// Row buffers hold int16 values (uint32 for curve value pairs), are padded to a multiple of
+// kRowPad pixels and may be read up to that padding. Luma rows read by the filter are valid from
+// index -1 to the padded width inclusive (the frame's edge pixel repeated).
+#ifndef ALAD_CLTM_CLTM_ROWS_H
+#define ALAD_CLTM_CLTM_ROWS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "cltm/cltm_internal.h"
+#include "cltm/cltm_params.h"
+
+namespace kelvo {
+namespace cltm_rows {
+
+constexpr int kRowPad = 16;  // pixels per vector step of the widest build (AVX2)
+constexpr int kLumaCodes = 1024;
+
+inline int PaddedWidth(int width) { return (width + kRowPad - 1) / kRowPad * kRowPad; }
+
+// What the kernels read of a frame's tables, as plain pointers (see MapTables).
+struct TableView {
+    const int32_t* pair = nullptr;
+    const int32_t* column = nullptr;
+    const int32_t* wx = nullptr;
+    const int32_t* upper = nullptr;
+    const int32_t* lower = nullptr;
+    const int32_t* wy = nullptr;
+    const int32_t* range_weight = nullptr;
+    const int32_t* detail_gain = nullptr;
+    const int32_t* reciprocal = nullptr;          // Q, 256 entries
+    const int32_t* reciprocal_by_luma = nullptr;  // Q[v >> 2] by 10-bit luma v, 1024 entries
+    int32_t centre_weight = 0;
+    bool luma_select = false;
+    bool detail_direct = false;
+};
+
+// Everything about a frame's mapping that depends on the curve set, the geometry and the filter
+// settings but not on the pixels.
+struct MapTables {
+    // pair[(by * pairs_per_row + p) * 1024 + v]: the curves of block row `by` and column pair `p`
+    // at luma v, as _tone_mapping reads one curve: first block | second block << 16.
+    std::vector<uint32_t> pair;
+    // Per column (padded width): the offset of its column pair's table within a block row, and the
+    // left weight packed as wx | (256 - wx) << 16.
+    std::vector<int32_t> column, wx;
+    // Per row: the offsets of the upper and lower block row's tables, and wy packed like wx.
+    std::vector<int32_t> upper, lower, wy;
+    // Filter: the weight of a neighbour at |difference| d (0..1023), the detail gain at luma i.
+    std::vector<int32_t> range_weight, detail_gain;
+    bool filter = false;
+    TableView view;  // the above as the kernels read them
+};
+
+// The pair tables take 4 KB per block row and column pair; frames that would need more than this
+// go the plain way (only register values far outside the block sizes of 32..256 pixels get there).
+constexpr size_t kMaxPairTables = 4096;
+
+// Fills the tables for a width x height frame (both > 0) mapped with `curves`. False when the
+// sweep cannot take the frame: too many blocks, or filter settings outside what its 16-bit lanes
+// hold (range weights of 256 or more, or a missing table); throws std::bad_alloc when memory runs
+// out.
+bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, const ad_param_t_& param,
+                    const cltm_detail::BlockGrid& grid, MapTables* tables);
+
+// One block curve at all 1024 lumas, as _tone_mapping reads one curve.
+void CurveValues(const uint32_t* curve, uint16_t* values);
+
+// A row of 12-bit BGR pixels (`cols` of them) to planar 10-bit rows and luma: each value clamped
+// to 0..4095 and shifted right by 2, luma the largest of the three. Padding pixels become 0.
+void ConvertRow(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma);
+
+// 10-bit luma (max of the three clamped, shifted codes) of the first pixel of a 12-bit row.
+int32_t FirstLuma(const int32_t* in);
+
+// Histogram samples of one sampled (odd) row, as ad_calc_histogram takes them: every other pixel
+// from column 0, its own code >> 3 (mode 0) or the rounded mean of it and the next pixel >> 4
+// (mode 1); the pixel after an odd-width row's last is `next_row_first`. Adds to the block row's
+// histograms, the global histogram and the sum.
+void SampleRow(const int16_t* luma, int cols, uint32_t mode, int32_t next_row_first, uint32_t log2w,
+               uint32_t* block_row_hist, uint32_t* global_hist, uint32_t* sum);
+
+// Luma through the four block curves of each pixel of row y, blended by the column and row
+// weights: out[x] = _tone_mapping(curves of x, index[x], wx, wy). With `luma`, also the colour
+// step's reciprocal Q[luma >> 2] per pixel into `reciprocal` (the same look-up pass). The pair
+// rows are scratch.
+void ToneRow(const MapTables& t, int y, const int16_t* index, int cols, uint32_t* upper_pairs, uint32_t* lower_pairs,
+             int16_t* out, const int16_t* luma = nullptr, uint16_t* reciprocal = nullptr);
+
+// The filter's neighbour weights of one row (see FilterRow): between the row and the one below,
+// straight down, down-right and down-left, each indexed by the upper pixel.
+struct PairWeights {
+    int16_t* down = nullptr;
+    int16_t* down_right = nullptr;
+    int16_t* down_left = nullptr;
+};
+void DownWeights(const MapTables& t, const int16_t* upper, const int16_t* lower, int cols, const PairWeights& out);
+// Between each pixel of a row and its right neighbour, from index -1.
+void RightWeights(const MapTables& t, const int16_t* row, int cols, int16_t* right);
+
+// _filter3x3 of every pixel of a row from its luma, the rows above and below (edge rows repeated
+// by the caller) and the neighbour weights: `above` from DownWeights(row above, row), `below`
+// from DownWeights(row, row below), `right` from RightWeights(row). Each pair weight is thus
+// looked up once and used by both pixels of the pair.
+void FilterRow(const MapTables& t, const int16_t* above_row, const int16_t* row, const int16_t* below_row,
+               const PairWeights& above, const PairWeights& below, const int16_t* right, int cols, int16_t* filtered);
+
+// The filtered pixel: base `tone` (the tone-mapped filtered luma), detail luma - filtered scaled
+// and weighted as ad_enhance_luma does; result 0..1023.
+void DetailRow(const MapTables& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone, int cols,
+               int16_t* out);
+
+// The colour step of ad_enhance_rgb on planar rows, written interleaved as 10-bit codes to
+// `plane` and as 12-bit codes (4v + (v >> 8)) to `image`. `reciprocal` holds Q[luma >> 2] per
+// pixel (from ToneRow).
+struct ColourStep {
+    int32_t offset = 0;
+    int32_t ratio = 0;
+    uint32_t strength = 255;
+};
+void ColourRow(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
+               const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane, int32_t* image);
+
+// The first frame's pass-through: the planar 10-bit rows written interleaved as they are.
+void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
+
+// The whole unfiltered row y, from the 12-bit image row to both outputs, a vector's worth of
+// pixels at a time: ConvertRow, ToneRow and ColourRow in one pass with reads and writes
+// interleaved. The 10-bit luma is also left in `luma` (for the histograms).
+void MapRow(const MapTables& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
+            uint32_t* plane, int32_t* image);
+
+// ColourRow, CopyRow and MapRow write whole aligned vectors with non-temporal stores; a thread calls this
+// after its last row so that the rows are in memory before another thread reads them.
+void FinishRows();
+
+// The vectorised kernels of one build (cltm_row_kernels.h); the functions above call those of
+// the build in use (common/simd.h).
+struct RowKernels {
+    void (*curve_values)(const uint32_t* curve, uint16_t* values);
+    void (*zip_pairs)(const uint16_t* first, const uint16_t* second, uint32_t* out, int count);
+    void (*convert)(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma);
+    void (*tone)(const TableView& t, int y, const int16_t* index, int cols, const int16_t* luma, uint16_t* reciprocal,
+                 uint32_t* upper_pairs, uint32_t* lower_pairs, int16_t* out);
+    void (*down_weights)(const TableView& t, const int16_t* upper, const int16_t* lower, int cols,
+                         const PairWeights& out);
+    void (*right_weights)(const TableView& t, const int16_t* row, int cols, int16_t* right);
+    void (*filter)(const TableView& t, const int16_t* above_row, const int16_t* row, const int16_t* below_row,
+                   const PairWeights& above, const PairWeights& below, const int16_t* right, int cols,
+                   int16_t* filtered);
+    void (*detail)(const TableView& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone, int cols,
+                   int16_t* out);
+    void (*colour)(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2,
+                   const int16_t* luma, const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane,
+                   int32_t* image);
+    void (*copy)(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
+    void (*stream_fence)();
+    void (*map_row)(const TableView& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
+                    uint32_t* plane, int32_t* image);
+};
+namespace baseline {
+const RowKernels& Kernels();
+}
+namespace avx2 {
+const RowKernels& Kernels();
+}
+
+}  // namespace cltm_rows
+}  // namespace kelvo
+
+#endif  // ALAD_CLTM_CLTM_ROWS_H

@@ -1,0 +1,286 @@
+// The single-sweep video frame against the plain one, on random sizes, registers, filter tables,
+// pixels, output images and thread counts; and the sweep's row kernels against the scalar
+// functions they stand for.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <opencv2/core.hpp>
+
+#include "cltm/cltm_frame.h"
+#include "cltm/cltm_map.h"
+#include "cltm/cltm_rows.h"
+#include "common/threads.h"
+#include "engine/debug_store.h"
+#include "tests/cltm/cltm_test_util.h"
+
+namespace kelvo {
+namespace {
+
+using testing_util::Mostly;
+using testing_util::RandomSize;
+using testing_util::Rng;
+using testing_util::Uniform;
+
+std::vector<unsigned int> Contents(const alad_debug_buffer_& b) {
+    return b.data == nullptr ? std::vector<unsigned int>() : std::vector<unsigned int>(b.data, b.data + b.length);
+}
+
+// What a frame leaves in the debug store.
+std::vector<std::vector<unsigned int>> DebugContents() {
+    const alad_debug_output_& s = *alad_debug_output_::GetInstance();
+    return {Contents(s.GetHistBuffer()),      Contents(s.GetForewardBuffer()),   Contents(s.GetBackwardBuffer()),
+            Contents(s.GetTmpCurveBuffer()), Contents(s.GetSmoothCurveBuffer()), Contents(s.GetTransitionCurveBuffer())};
+}
+
+bool SameImage(const cv::Mat& a, const cv::Mat& b) {
+    return a.size() == b.size() && a.type() == b.type() && (a.empty() || cv::norm(a, b, cv::NORM_INF) == 0.0);
+}
+
+void CopyRegisters(const ad_param_t_& from, ad_param_t_& to) {
+    uint32_t* clip = to.clip_curve;
+    uint32_t* range = to.filter.range_weight;
+    uint32_t* gains = to.filter.detail_gain_curve;
+    std::copy(from.clip_curve, from.clip_curve + kClipCurveSize, clip);
+    std::copy(from.filter.range_weight, from.filter.range_weight + kRangeWeightSize, range);
+    std::copy(from.filter.detail_gain_curve, from.filter.detail_gain_curve + kDetailGainSize, gains);
+    to = from;
+    to.clip_curve = clip;
+    to.filter.range_weight = range;
+    to.filter.detail_gain_curve = gains;
+}
+
+// One CLTM engine as the pipeline holds it.
+struct Engine {
+    Engine(const alad_cltm_user& user, uint32_t w, uint32_t h) : block(user), ctx(ad_init_video(), ad_deinit_video) {
+        params = {1, w, h, block.get()};
+        buffers.AllocateBufferBySize(w, h, block.get());
+    }
+    CLTMParamBlock block;
+    std::unique_ptr<ad_cxt_t, void (*)(ad_cxt_t*)> ctx;
+    cltm_params_api_ params;
+    CLTMBufferManager buffers;
+    cv::Mat work;
+};
+
+cv::Mat RandomPixels(Rng& rng, int w, int h) {
+    cv::Mat m(h, w, CV_32SC3);
+    const bool wild = Uniform(rng, 0, 2) == 0;
+    for (int y = 0; y < h; ++y) {
+        int32_t* row = m.ptr<int32_t>(y);
+        for (int i = 0; i < 3 * w; ++i) row[i] = static_cast<int32_t>(wild ? Mostly(rng, 0, 4095) : Uniform(rng, 0, 4095));
+    }
+    return m;
+}
+
+// Filter tables: the built-in ones, random small ones, or (rarely) weights beyond what the sweep's
+// 16-bit lanes take, which sends the frame the plain way.
+void RandomFilterTables(Rng& rng, ad_param_t_& p) {
+    switch (Uniform(rng, 0, 5)) {
+        case 0:
+            break;
+        case 1:
+            for (size_t i = 0; i < kRangeWeightSize; ++i) p.filter.range_weight[i] = Mostly(rng, 0, 300, 8);
+            for (size_t i = 0; i < kDetailGainSize; ++i) p.filter.detail_gain_curve[i] = Mostly(rng, 0, 600, 8);
+            break;
+        default:
+            for (size_t i = 0; i < kRangeWeightSize; ++i) p.filter.range_weight[i] = Uniform(rng, 0, 255);
+            for (size_t i = 0; i < kDetailGainSize; ++i) p.filter.detail_gain_curve[i] = Mostly(rng, 0, 1023);
+            break;
+    }
+}
+
+void VideoFramesEqualThePlainPath(uint32_t seed) {
+    Rng rng(seed);
+    const uint32_t blocks[] = {32, 64, 128, 256}, shifts[] = {0, 1, 4, 5, 9, 31, 37};
+    int mapped_frames = 0;
+    for (int iter = 0; iter < 160; ++iter) {
+        const alad_cltm_user user{blocks[Uniform(rng, 0, 3)], blocks[Uniform(rng, 0, 3)]};
+        const uint32_t w = RandomSize(rng, user.blk_width), h = RandomSize(rng, user.blk_height);
+        Engine fast(user, w, h), plain(user, w, h);
+        ad_param_t_& p = *fast.block.get();
+        testing_util::RandomRegisters(rng, p);
+        RandomFilterTables(rng, p);
+        if (Uniform(rng, 0, 9) == 0) p.blk_width_log2 = shifts[Uniform(rng, 0, 6)];
+        if (Uniform(rng, 0, 9) == 0) p.blk_height_log2 = shifts[Uniform(rng, 0, 6)];
+        CopyRegisters(p, *plain.block.get());
+        // Reallocate for the registers' block geometry, and preset the context as the pipeline does
+        // (or leave it to bind itself).
+        fast.buffers.AllocateBufferBySize(w, h, &p);
+        plain.buffers.AllocateBufferBySize(w, h, plain.block.get());
+        if (Uniform(rng, 0, 3) != 0) {
+            fast.ctx->width = plain.ctx->width = w;
+            fast.ctx->height = plain.ctx->height = h;
+        }
+        for (int frame = 0; frame < 5; ++frame) {
+            int fw = static_cast<int>(w), fh = static_cast<int>(h);
+            if (frame > 1 && Uniform(rng, 0, 7) == 0) {  // a frame of another size: refused or passed through
+                fw = static_cast<int>(Uniform(rng, 1, w + 2));
+                fh = static_cast<int>(Uniform(rng, 1, h + 2));
+            }
+            const cv::Mat in = RandomPixels(rng, fw, fh);
+            cv::Mat out_fast, out_plain;
+            switch (Uniform(rng, 0, 3)) {
+                case 0:  // an output of another depth, kept
+                    out_fast.create(fh, fw, CV_16UC3);
+                    out_plain.create(fh, fw, CV_16UC3);
+                    break;
+                case 1:  // written in place
+                    out_fast = in.clone();
+                    out_plain = in.clone();
+                    break;
+                default:
+                    break;
+            }
+            const bool in_place = !out_fast.empty() && out_fast.type() == CV_32SC3;
+            alad::SetEngineThreadCount(static_cast<int>(Uniform(rng, 1, 3)));
+            testing_util::Stdout fast_log;
+            const int32_t r_fast = CLTMVideoRunOneFrameImple_(in_place ? out_fast : in, fast.params,
+                                                              CLTMVideoContextAPI{fast.ctx.get()}, fast.buffers,
+                                                              fast.work, out_fast);
+            const std::string fast_text = fast_log.Text();
+            const auto fast_debug = DebugContents();
+            alad::SetEngineThreadCount(1);
+            testing_util::Stdout plain_log;
+            const int32_t r_plain = CLTMVideoRunOneFramePlain(in_place ? out_plain : in, plain.params,
+                                                              CLTMVideoContextAPI{plain.ctx.get()}, plain.buffers,
+                                                              plain.work, out_plain);
+            const std::string plain_text = plain_log.Text();
+
+            const std::string where = "iteration " + std::to_string(iter) + " frame " + std::to_string(frame) + ", " +
+                                      std::to_string(fw) + "x" + std::to_string(fh) + " of " + std::to_string(w) +
+                                      "x" + std::to_string(h) + ", filter " + std::to_string(p.filter.filter_enable);
+            ASSERT_EQ(r_fast, r_plain) << where;
+            ASSERT_EQ(fast_text, plain_text) << where;
+            ASSERT_TRUE(SameImage(out_fast, out_plain)) << where;
+            ASSERT_TRUE(fast.work.size() == plain.work.size() && fast.work.type() == plain.work.type()) << where;
+            const size_t plane = size_t{w} * h * 3;
+            ASSERT_TRUE(std::equal(fast.buffers.mOutputPlane, fast.buffers.mOutputPlane + plane,
+                                   plain.buffers.mOutputPlane))
+                << where;
+            ASSERT_TRUE(std::equal(fast.buffers.mToneCurves, fast.buffers.mToneCurves + fast.buffers.mBlockNum * 64,
+                                   plain.buffers.mToneCurves))
+                << where;
+            ASSERT_TRUE(std::equal(fast.buffers.mHistBuffer, fast.buffers.mHistBuffer + 129, plain.buffers.mHistBuffer))
+                << where;
+            ASSERT_EQ(std::vector<uint32_t>({fast.ctx->width, fast.ctx->height, fast.ctx->strength,
+                                             fast.ctx->interval_count, fast.ctx->first_frame}),
+                      std::vector<uint32_t>({plain.ctx->width, plain.ctx->height, plain.ctx->strength,
+                                             plain.ctx->interval_count, plain.ctx->first_frame}))
+                << where;
+            ASSERT_EQ(fast_debug, DebugContents()) << where;
+            if (r_fast == 0 && frame > 0 && fw == static_cast<int>(w) && fh == static_cast<int>(h)) ++mapped_frames;
+        }
+    }
+    alad::SetEngineThreadCount(1);
+    EXPECT_GT(mapped_frames, 300);  // most runs really map frames
+}
+
+TEST(CLTMSweepTest, VideoFramesEqualThePlainPathInEverythingTheyLeave) {
+    testing_util::ForEachSimdLevel([] { VideoFramesEqualThePlainPath(4242); });
+}
+
+TEST(CLTMSweepTest, ThreadCountsGiveIdenticalFrames) {
+    const alad_cltm_user user{64, 64, 1, 8, 1};
+    const uint32_t w = 203, h = 187;
+    Rng rng(9);
+    const cv::Mat frames[] = {RandomPixels(rng, w, h), RandomPixels(rng, w, h), RandomPixels(rng, w, h)};
+    std::vector<cv::Mat> results[2];
+    for (int run = 0; run < 2; ++run) {
+        alad::SetEngineThreadCount(run == 0 ? 1 : 4);
+        Engine e(user, w, h);
+        e.block->hist_mode = 1;
+        e.block->curve_transition = 3000;
+        testing_util::Stdout log;
+        for (const cv::Mat& f : frames) {
+            cv::Mat out;
+            ASSERT_EQ(CLTMVideoRunOneFrameImple_(f, e.params, CLTMVideoContextAPI{e.ctx.get()}, e.buffers, e.work, out), 0);
+            results[run].push_back(out);
+        }
+    }
+    alad::SetEngineThreadCount(1);
+    for (size_t i = 0; i < results[0].size(); ++i) EXPECT_TRUE(SameImage(results[0][i], results[1][i])) << i;
+    EXPECT_EQ(alad::StripeCount(187, 4), 4);  // the second run did split the frame
+}
+
+// The row kernels on their own, against the scalar functions: one curve's 1024 values against
+// _tone_mapping with that curve four times; the filter against _filter3x3 on random rows; the
+// colour step against ad_enhance_rgb.
+void RowKernelsEqualTheScalarFunctions() {
+    Rng rng(31);
+    for (int iter = 0; iter < 40; ++iter) {
+        std::vector<uint32_t> curve(64);
+        for (auto& v : curve) v = Mostly(rng, 0, 65535, 6);
+        std::vector<uint16_t> values(1024);
+        cltm_rows::CurveValues(curve.data(), values.data());
+        const uint32_t* const c[4] = {curve.data(), curve.data(), curve.data(), curve.data()};
+        for (uint32_t v = 0; v < 1024; ++v) {
+            ASSERT_EQ(values[v], _tone_mapping(c, v, Uniform(rng, 0, 256), Uniform(rng, 0, 256))) << v;
+        }
+    }
+
+    const int cols = 61;
+    const int stride = cltm_rows::PaddedWidth(cols) + 2 * cltm_rows::kRowPad;
+    for (int iter = 0; iter < 40; ++iter) {
+        alad_cltm_user user{64, 64, 1, 8, 1};
+        CLTMParamBlock block(user);
+        for (size_t i = 0; i < kRangeWeightSize; ++i) block->filter.range_weight[i] = Uniform(rng, 0, 255);
+        cltm_detail::BlockGrid grid;
+        ASSERT_TRUE(cltm_detail::MakeBlockGrid(cols, 3, *block.get(), &grid));
+        std::vector<uint32_t> curves(grid.count() * 64, 0);
+        cltm_rows::MapTables t;
+        ASSERT_TRUE(cltm_rows::BuildMapTables(curves.data(), cols, 3, *block.get(), grid, &t));
+
+        // Three luma rows with their edges repeated, as the sweep keeps them.
+        std::vector<int16_t> storage(static_cast<size_t>(stride) * 12);
+        auto row = [&](int k) { return storage.data() + static_cast<size_t>(k) * stride + cltm_rows::kRowPad; };
+        const int spread = static_cast<int>(Uniform(rng, 1, 1023));
+        const int base = static_cast<int>(Uniform(rng, 0, 1023 - spread));
+        for (int k = 0; k < 3; ++k) {
+            for (int x = 0; x < cols; ++x) row(k)[x] = static_cast<int16_t>(base + static_cast<int>(Uniform(rng, 0, spread)));
+            row(k)[-1] = row(k)[0];
+            for (int x = cols; x <= cltm_rows::PaddedWidth(cols); ++x) row(k)[x] = row(k)[cols - 1];
+        }
+        const cltm_rows::PairWeights above{row(3), row(4), row(5)}, below{row(6), row(7), row(8)};
+        cltm_rows::DownWeights(t, row(0), row(1), cols, above);
+        cltm_rows::DownWeights(t, row(1), row(2), cols, below);
+        cltm_rows::RightWeights(t, row(1), cols, row(9));
+        cltm_rows::FilterRow(t, row(0), row(1), row(2), above, below, row(9), cols, row(10));
+        for (int x = 0; x < cols; ++x) {
+            uint32_t n[9];
+            for (int j = 0; j < 9; ++j) n[j] = static_cast<uint32_t>(row(j / 3)[x + j % 3 - 1]);
+            ASSERT_EQ(static_cast<uint32_t>(row(10)[x]), _filter3x3(n, block->filter.range_weight)) << x;
+        }
+
+        // The colour step on one row: planar channels against the interleaved plane.
+        const cltm_rows::ColourStep step{static_cast<int32_t>(Mostly(rng, 0, 40, 3)) - 20,
+                                         static_cast<int32_t>(Mostly(rng, 0, 512, 3)),
+                                         Uniform(rng, 0, 1) ? 255u : Uniform(rng, 0, 254)};
+        std::vector<int16_t> ch(static_cast<size_t>(stride) * 5);
+        auto plane_row = [&](int k) { return ch.data() + static_cast<size_t>(k) * stride; };
+        std::vector<int32_t> rgb(cols * 3);
+        std::vector<uint32_t> luma(cols), mapped(cols), expected(cols * 3), plane(cols * 3);
+        for (int x = 0; x < cols; ++x) {
+            for (int k = 0; k < 3; ++k) rgb[3 * x + k] = plane_row(k)[x] = static_cast<int16_t>(Uniform(rng, 0, 1023));
+            luma[x] = plane_row(3)[x] = std::max({plane_row(0)[x], plane_row(1)[x], plane_row(2)[x]});
+            mapped[x] = plane_row(4)[x] = static_cast<int16_t>(Uniform(rng, 0, 1023));
+        }
+        const int32_t linear[2] = {step.offset, step.ratio};
+        ad_enhance_rgb(expected.data(), rgb.data(), mapped.data(), luma.data(), cols, 1, step.strength, linear);
+        std::vector<uint16_t> reciprocal(stride);
+        for (int x = 0; x < cols; ++x) reciprocal[x] = static_cast<uint16_t>(kMapReciprocal[luma[x] >> 2]);
+        std::vector<int32_t> image(cols * 3);
+        cltm_rows::ColourRow(step, plane_row(0), plane_row(1), plane_row(2), plane_row(3), plane_row(4),
+                             reciprocal.data(), cols, plane.data(), image.data());
+        ASSERT_EQ(plane, expected);
+        for (int i = 0; i < cols * 3; ++i) ASSERT_EQ(image[i], static_cast<int32_t>(4 * expected[i] + (expected[i] >> 8)));
+    }
+}
+
+TEST(CLTMSweepTest, RowKernelsEqualTheScalarFunctions) { testing_util::ForEachSimdLevel(RowKernelsEqualTheScalarFunctions); }
+
+}  // namespace
+}  // namespace kelvo
