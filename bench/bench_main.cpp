@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "bench/bench_frames.h"
+#include "common/simd.h"
 
 namespace {
 
@@ -88,7 +89,7 @@ constexpr TargetRow kTargetRows[] = {
     {"  the same against OpenCV CLAHE", "CLTM/video/blk128/filter_off/1080x2400", 0, "CLAHE/8bit/1080x2400"},
     {"CLTM video frame, filter on", "CLTM/video/blk128/filter_on/1080x2400", 5.0, nullptr},
     {"whole order-1 frame, debug store included", "engine/order1/1080x2400", 5.0, nullptr},
-    {"  of which the debug store's two copies", "engine/debug_copies/1080x2400", 0, nullptr},
+    {"  two deep copies of a frame, made apart", "engine/debug_copies/1080x2400", 0, nullptr},
     {"OpenCV CLAHE, 8-bit, one thread", "CLAHE/8bit/1080x2400", 0, nullptr},
     {"AGTM stage, 2 threads", "AGTM/integer/threads2/1080x2400", 0, nullptr},
     {"CLTM video frame, filter off, 2 threads", "CLTM/video/blk128/threads2/filter_off/1080x2400", 0, nullptr},
@@ -128,17 +129,23 @@ BENCHMARK(BM_Memcpy)
 BENCHMARK(BM_Memcpy)
     ->Name("memcpy/720x1650")->Args({720, 1650})->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// --targets (besides Google Benchmark's own options) prints the table of speed targets at the end.
+// Besides Google Benchmark's own options: --targets prints the table of speed targets at the
+// end; --simd=baseline runs the baseline build of the vectorised kernels (SSE2 on x86-64) instead
+// of the best one the processor runs.
 int main(int argc, char** argv) {
     bool targets = false;
     int kept = 1;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--targets") == 0) {
             targets = true;
+        } else if (std::strcmp(argv[i], "--simd=baseline") == 0) {
+            alad::SetSimdLevel(alad::SimdLevel::kBaseline);
         } else {
             argv[kept++] = argv[i];
         }
     }
+    std::printf("vectorised kernels: %s\n",
+                alad::ActiveSimdLevel() == alad::SimdLevel::kAvx2 ? "AVX2" : "baseline (SSE2 / NEON)");
     argc = kept;
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

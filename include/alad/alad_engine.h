@@ -1,5 +1,6 @@
 // The engine entry points: one process-wide engine, initialised with three records, then fed one
-// frame at a time. Every call runs on the caller's thread; callers serialise all calls.
+// frame at a time. Every call runs on the caller's thread (SetEngineThreads can let a frame's rows
+// be shared among more); callers serialise all calls.
 //
 // All return 0 on success and -1 on failure. Every entry point but InitEngineALAD,
 // DeinitEngineALAD and ComputeAGTMLUTByAmbientLight returns -1 (with a message) while no engine

@@ -9,6 +9,7 @@
 #include "agtm/agtm_apply.h"
 #include "common/simd.h"
 #include "common/threads.h"
+#include "tests/common/test_threads.h"
 #include "tests/engine/engine_test_util.h"
 
 namespace kelvo {
@@ -139,7 +140,7 @@ void IntegerOnlyPassEqualsTheReference() {
         if (output_kind == 1) out.create(h, w, CV_32SC3);
         if (output_kind == 2) out.create(h, w, CV_64FC3);  // written in its own type
         if (output_kind == 3) out = in.clone();             // in place
-        alad::SetEngineThreadCount(uniform(1, 3));
+        alad::SetEngineThreadCount(alad_test::TestThreads(uniform(1, 3)));
         const bool with_copy = uniform(0, 1) == 1;  // the debug store's copy, written in the same pass
         cv::Mat copy;
         if (with_copy) {

@@ -16,6 +16,7 @@
 #include "common/threads.h"
 #include "engine/debug_store.h"
 #include "tests/cltm/cltm_test_util.h"
+#include "tests/common/test_threads.h"
 
 namespace kelvo {
 namespace {
@@ -136,7 +137,7 @@ void VideoFramesEqualThePlainPath(uint32_t seed) {
                     break;
             }
             const bool in_place = !out_fast.empty() && out_fast.type() == CV_32SC3;
-            alad::SetEngineThreadCount(static_cast<int>(Uniform(rng, 1, 3)));
+            alad::SetEngineThreadCount(alad_test::TestThreads(static_cast<int>(Uniform(rng, 1, 3))));
             testing_util::Stdout fast_log;
             const int32_t r_fast = CLTMVideoRunOneFrameImple_(in_place ? out_fast : in, fast.params,
                                                               CLTMVideoContextAPI{fast.ctx.get()}, fast.buffers,
@@ -184,6 +185,7 @@ TEST(CLTMSweepTest, VideoFramesEqualThePlainPathInEverythingTheyLeave) {
 }
 
 TEST(CLTMSweepTest, ThreadCountsGiveIdenticalFrames) {
+    if (!alad_test::kThreadsAvailable) GTEST_SKIP() << "no threads under the emulator";
     const alad_cltm_user user{64, 64, 1, 8, 1};
     const uint32_t w = 203, h = 187;
     Rng rng(9);

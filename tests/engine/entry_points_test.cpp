@@ -8,6 +8,8 @@
 #include "agtm/display_panel_model.h"
 #include "agtm/scaler_lut.h"
 #include "alad/alad_engine.h"
+#include "engine/debug_store.h"
+#include "tests/common/test_threads.h"
 #include "tests/engine/engine_test_util.h"
 
 namespace kelvo {
@@ -122,6 +124,42 @@ TEST(EntryPointsTest, RegisterSetsApplyAndReadBack) {
     regs.reg_tm_mode = 4;
     Quiet([&] { EXPECT_EQ(SettingVerificationRegistrator(regs), -1); });
     EXPECT_EQ(Current().regs.reg_tm_mode, 2);
+}
+
+// The thread setting: clamped to 1..64, 1 by default, and frames (with what the debug store keeps)
+// identical for any count.
+TEST(EntryPointsTest, EngineThreadsChangeNothingButSpeed) {
+    EXPECT_EQ(GetEngineThreads(), 1);
+    const struct { int asked, kept; } counts[] = {{0, 1}, {-5, 1}, {3, 3}, {1000, 64}, {1, 1}};
+    for (const auto& c : counts) {
+        EXPECT_EQ(SetEngineThreads(c.asked), 0);
+        EXPECT_EQ(GetEngineThreads(), c.kept) << c.asked;
+    }
+    if (!alad_test::kThreadsAvailable) GTEST_SKIP() << "no threads under the emulator";
+
+    ad_user_t_ user = SmallUser(1);
+    user.width = 200;
+    user.height = 150;
+    user.filter_flag = 1;
+    std::vector<cv::Mat> results[2];
+    for (int run = 0; run < 2; ++run) {
+        SetEngineThreads(run == 0 ? 1 : 3);
+        Quiet([&] { InitEngineALAD(user, {}, alad_view_condition_{300.0f, 20000.0f}); });
+        for (unsigned seed = 1; seed <= 3; ++seed) {
+            cv::Mat frame(150, 200, CV_32SC3), out;
+            cv::RNG(seed).fill(frame, cv::RNG::UNIFORM, 0, 4096);
+            Quiet([&] { EXPECT_EQ(RunOneFrameALAD(frame, out), 0); });
+            const alad_debug_output_& store = *alad_debug_output_::GetInstance();
+            for (const cv::Mat& m : {out, store.GetCLTMResultData(), store.GetAGTMResultData()}) {
+                results[run].push_back(m.clone());
+            }
+        }
+    }
+    SetEngineThreads(1);
+    ASSERT_EQ(results[0].size(), results[1].size());
+    for (size_t i = 0; i < results[0].size(); ++i) {
+        EXPECT_EQ(cv::norm(results[0][i], results[1][i], cv::NORM_INF), 0.0) << i;
+    }
 }
 
 }  // namespace
