@@ -84,6 +84,36 @@ inline void MulShift8(const v_u16& a, const v_u16& b, v_s32& low, v_s32& high) {
 
 inline v_s16 AbsDiff(const v_s16& a, const v_s16& b) { return cv::v_max(a, b) - cv::v_min(a, b); }
 
+// The filter's weight of neighbours |d| apart (0 <= d <= 1023): range_weight[d >> 3] below 256,
+// else 0. The 32 weights fit in bytes (the sweep takes no larger ones), so where the processor
+// has a byte table look-up in registers (AVX2 pshufb, NEON tbl) no memory look-up is made.
+inline v_s16 PairWeight(const TableView& t, const v_s16& d) {
+#if CV_AVX2 || CV_NEON
+    // k = d >> 3, limited to 32: past the table, weight 0.
+    const v_s16 k = cv::v_min(cv::v_shr<3>(d), cv::vx_setall_s16(32));
+#endif
+#if CV_AVX2
+    const __m256i table = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(t.range_weight_bytes));
+    const __m256i low_half = _mm256_permute2x128_si256(table, table, 0x00);   // weights 0..15 in both lanes
+    const __m256i high_half = _mm256_permute2x128_si256(table, table, 0x11);  // weights 16..31
+    // Bytes k0..k7 | k8..k15 in the low halves of the two 128-bit lanes, in order.
+    const __m256i bytes = _mm256_packus_epi16(k.val, k.val);
+    const __m256i from_low = _mm256_shuffle_epi8(low_half, bytes);
+    const __m256i from_high = _mm256_shuffle_epi8(high_half, bytes);
+    const __m256i high = _mm256_cmpgt_epi8(bytes, _mm256_set1_epi8(15));
+    const __m256i past = _mm256_cmpgt_epi8(bytes, _mm256_set1_epi8(31));
+    const __m256i w = _mm256_andnot_si256(past, _mm256_blendv_epi8(from_low, from_high, high));
+    return v_s16(_mm256_unpacklo_epi8(w, _mm256_setzero_si256()));
+#elif CV_NEON
+    const uint8x16x2_t table = {{vld1q_u8(t.range_weight_bytes), vld1q_u8(t.range_weight_bytes + 16)}};
+    // Indices of 32 and past read as 0.
+    const uint8x8_t w = vqtbl2_u8(table, vmovn_u16(vreinterpretq_u16_s16(k.val)));
+    return v_s16(vreinterpretq_s16_u16(vmovl_u8(w)));
+#else
+    return Gather16(t.range_weight, d);
+#endif
+}
+
 // 10-bit to 12-bit, the two top bits repeated at the bottom.
 inline v_s16 To12Bit(const v_s16& v) { return cv::v_shl<2>(v) + cv::v_shr<8>(v); }
 
@@ -236,9 +266,9 @@ void DownWeightsKernel(const TableView& t, const int16_t* upper, const int16_t* 
     const int padded = PaddedWidth(cols);
     for (int x = 0; x < padded; x += kLanes16) {
         const v_s16 u = cv::vx_load(upper + x);
-        cv::v_store(out.down + x, Gather16(t.range_weight, AbsDiff(cv::vx_load(lower + x), u)));
-        cv::v_store(out.down_right + x, Gather16(t.range_weight, AbsDiff(cv::vx_load(lower + x + 1), u)));
-        cv::v_store(out.down_left + x, Gather16(t.range_weight, AbsDiff(cv::vx_load(lower + x - 1), u)));
+        cv::v_store(out.down + x, PairWeight(t, AbsDiff(cv::vx_load(lower + x), u)));
+        cv::v_store(out.down_right + x, PairWeight(t, AbsDiff(cv::vx_load(lower + x + 1), u)));
+        cv::v_store(out.down_left + x, PairWeight(t, AbsDiff(cv::vx_load(lower + x - 1), u)));
     }
     // The two ends the filter reads beyond the vector steps.
     out.down_right[-1] = static_cast<int16_t>(t.range_weight[Distance(lower[0], upper[-1])]);
@@ -248,7 +278,7 @@ void DownWeightsKernel(const TableView& t, const int16_t* upper, const int16_t* 
 void RightWeightsKernel(const TableView& t, const int16_t* row, int cols, int16_t* right) {
     const int padded = PaddedWidth(cols);
     for (int x = 0; x < padded; x += kLanes16) {
-        cv::v_store(right + x, Gather16(t.range_weight, AbsDiff(cv::vx_load(row + x + 1), cv::vx_load(row + x))));
+        cv::v_store(right + x, PairWeight(t, AbsDiff(cv::vx_load(row + x + 1), cv::vx_load(row + x))));
     }
     right[-1] = static_cast<int16_t>(t.range_weight[Distance(row[0], row[-1])]);
 }

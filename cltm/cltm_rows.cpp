@@ -122,7 +122,11 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
             t->range_weight[d] = d < 256 ? static_cast<int32_t>(filter.range_weight[d >> 3]) : 0;
             t->detail_gain[d] = DetailGainAt(filter.detail_gain_curve, d);
         }
+        for (size_t w = 0; w < kRangeWeightSize; ++w) {
+            t->range_weight_bytes[w] = static_cast<uint8_t>(filter.range_weight[w]);  // all below 256
+        }
         v.range_weight = t->range_weight.data();
+        v.range_weight_bytes = t->range_weight_bytes;
         v.detail_gain = t->detail_gain.data();
         v.centre_weight = static_cast<int32_t>(filter.range_weight[0]);
         v.luma_select = filter.filter_luma_select != 0;

@@ -47,6 +47,7 @@ struct TableView {
     const int32_t* lower = nullptr;
     const int32_t* wy = nullptr;
     const int32_t* range_weight = nullptr;
+    const uint8_t* range_weight_bytes = nullptr;  // the 32 range weights as bytes
     const int32_t* detail_gain = nullptr;
     const int32_t* reciprocal = nullptr;          // Q, 256 entries
     const int32_t* reciprocal_by_luma = nullptr;  // Q[v >> 2] by 10-bit luma v, 1024 entries
@@ -68,6 +69,7 @@ struct MapTables {
     std::vector<int32_t> upper, lower, wy;
     // Filter: the weight of a neighbour at |difference| d (0..1023), the detail gain at luma i.
     std::vector<int32_t> range_weight, detail_gain;
+    uint8_t range_weight_bytes[32] = {};
     bool filter = false;
     TableView view;  // the above as the kernels read them
 };
