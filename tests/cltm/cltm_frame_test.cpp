@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -12,7 +11,9 @@
 namespace kelvo {
 namespace {
 
+using testing_util::Engine;
 using testing_util::Stdout;
+const auto Same = testing_util::SameImage;
 
 cv::Mat RandomImage(int w, int h, unsigned seed, int lo = 0, int hi = 4095) {
     cv::Mat m(h, w, CV_32SC3);
@@ -20,39 +21,10 @@ cv::Mat RandomImage(int w, int h, unsigned seed, int lo = 0, int hi = 4095) {
     return m;
 }
 
-bool Same(const cv::Mat& a, const cv::Mat& b) {
-    if (a.size() != b.size() || a.type() != b.type()) return false;
-    const cv::Mat differs = a != b;
-    return cv::countNonZero(differs.reshape(1)) == 0;
-}
-
-// What the pipeline holds for CLTM: 64-pixel blocks, buffers for one frame size.
-struct Engine {
-    explicit Engine(uint32_t w, uint32_t h, bool preset = false)
-        : block(alad_cltm_user{64, 64}), ctx(ad_init_video(), ad_deinit_video) {
-        params.param = block.get();
-        video.ctx = ctx.get();
-        if (preset) {  // as the pipeline presets it
-            ctx->width = w;
-            ctx->height = h;
-        }
-        buffers.AllocateBufferBySize(w, h, block.get());
-    }
-    int32_t Video(const cv::Mat& in, cv::Mat& out) {
-        return CLTMVideoRunOneFrameImple_(in, params, video, buffers, work, out);
-    }
-    int32_t Still(const cv::Mat& in, cv::Mat& out) { return CLTMOneImageImple_(in, params, buffers, work, out); }
-
-    CLTMParamBlock block;
-    std::unique_ptr<ad_cxt_t, void (*)(ad_cxt_t*)> ctx;
-    cltm_params_api_ params;
-    CLTMVideoContextAPI video;
-    CLTMBufferManager buffers;
-    cv::Mat work;
-};
+const alad_cltm_user k64{64, 64};  // 64-pixel blocks
 
 TEST(CLTMFrameTest, FirstFramePassesThroughAtTenBits) {
-    Engine e(70, 50);
+    Engine e(k64, 70, 50);
     const cv::Mat in = RandomImage(70, 50, 1);
     cv::Mat out, expected = in.clone();
     expected.forEach<cv::Vec3i>([](cv::Vec3i& p, const int*) {
@@ -69,7 +41,7 @@ TEST(CLTMFrameTest, LaterFramesAreMappedWithThePreviousFramesCurves) {
     // The first frame blends with weight 0, so an identical second frame is mapped with exactly the
     // curves a still image makes of itself, whatever curve_transition is.
     for (uint32_t transition : {0u, 4096u, 8191u}) {
-        Engine video(130, 70, true), still(130, 70);
+        Engine video(k64, 130, 70, true), still(k64, 130, 70);
         video.block->curve_transition = still.block->curve_transition = transition;
         const cv::Mat in = RandomImage(130, 70, 2);
         cv::Mat first, second, expected;
@@ -82,7 +54,7 @@ TEST(CLTMFrameTest, LaterFramesAreMappedWithThePreviousFramesCurves) {
         EXPECT_FALSE(Same(second, first));
     }
     // A different second frame is not mapped with its own curves.
-    Engine video(64, 64), still(64, 64);
+    Engine video(k64, 64, 64), still(k64, 64, 64);
     const cv::Mat a = RandomImage(64, 64, 3, 0, 1023), b = RandomImage(64, 64, 4, 2048, 4095);
     cv::Mat out, own;
     Stdout log;
@@ -93,7 +65,7 @@ TEST(CLTMFrameTest, LaterFramesAreMappedWithThePreviousFramesCurves) {
 }
 
 TEST(CLTMFrameTest, StillImageMapsTheSameTwice) {
-    Engine e(200, 90);
+    Engine e(k64, 200, 90);
     e.block->filter.filter_enable = 1;
     const cv::Mat in = RandomImage(200, 90, 5);
     cv::Mat first, second;
@@ -168,7 +140,7 @@ TEST(CLTMFrameTest, VideoSizeBindingAndItsMessages) {
 }
 
 TEST(CLTMFrameTest, FrameLargerThanTheBuffersPassesThroughUnprocessed) {
-    Engine e(64, 64);
+    Engine e(k64, 64, 64);
     const struct { int w, h; } refused[] = {{65, 64}, {64, 65}, {100, 41}};  // 100x41: fewer pixels, 2x1 blocks
     for (const auto& r : refused) {
         const cv::Mat in = RandomImage(r.w, r.h, 7, -100, 5000);
@@ -187,12 +159,12 @@ TEST(CLTMFrameTest, FrameLargerThanTheBuffersPassesThroughUnprocessed) {
     Stdout log;
     EXPECT_EQ(e.Video(RandomImage(64, 64, 8), out), 0);  // and the next frame that fits runs
     CLTMBufferManager none;
-    EXPECT_EQ(CLTMVideoRunOneFrameImple_(RandomImage(4, 4, 8), e.params, e.video, none, e.work, out), 1);
+    EXPECT_EQ(CLTMVideoRunOneFrameImple_(RandomImage(4, 4, 8), e.params, CLTMVideoContextAPI{e.ctx.get()}, none, e.work, out), 1);
     EXPECT_NE(log.Text().find("ERROR: frame 4x4 does not fit the CLTM buffers allocated for 0x0"), std::string::npos);
 }
 
 TEST(CLTMFrameTest, FrameThatFitsButMismatchesTheContextGetsThePreviousOutputPlane) {
-    Engine e(64, 64);
+    Engine e(k64, 64, 64);
     cv::Mat out;
     Stdout log;
     ASSERT_EQ(e.Video(RandomImage(64, 64, 8), out), 0);
@@ -210,7 +182,7 @@ TEST(CLTMFrameTest, FrameThatFitsButMismatchesTheContextGetsThePreviousOutputPla
 }
 
 TEST(CLTMFrameTest, OutputTypesOddInputsAndEmptyFrames) {
-    Engine e(40, 30);
+    Engine e(k64, 40, 30);
     const cv::Mat in = RandomImage(40, 30, 11);
     cv::Mat reference, as16(30, 40, CV_16UC3), wrong(3, 3, CV_8UC1), widened;
     ASSERT_EQ(e.Still(in, reference), 0);

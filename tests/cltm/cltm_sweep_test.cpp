@@ -21,7 +21,9 @@
 namespace kelvo {
 namespace {
 
+using testing_util::Engine;
 using testing_util::Mostly;
+using testing_util::SameImage;
 using testing_util::RandomSize;
 using testing_util::Rng;
 using testing_util::Uniform;
@@ -30,15 +32,17 @@ std::vector<unsigned int> Contents(const alad_debug_buffer_& b) {
     return b.data == nullptr ? std::vector<unsigned int>() : std::vector<unsigned int>(b.data, b.data + b.length);
 }
 
-// What a frame leaves in the debug store.
-std::vector<std::vector<unsigned int>> DebugContents() {
+// Everything a frame leaves behind: buffers, context, work image and the debug store.
+std::vector<std::vector<unsigned int>> State(const Engine& e, size_t plane) {
+    const CLTMBufferManager& b = e.buffers;
     const alad_debug_output_& s = *alad_debug_output_::GetInstance();
-    return {Contents(s.GetHistBuffer()),      Contents(s.GetForewardBuffer()),   Contents(s.GetBackwardBuffer()),
+    return {{b.mOutputPlane, b.mOutputPlane + plane},
+            {b.mToneCurves, b.mToneCurves + b.mBlockNum * 64},
+            {b.mHistBuffer, b.mHistBuffer + 129},
+            {e.ctx->width, e.ctx->height, e.ctx->strength, e.ctx->interval_count, e.ctx->first_frame},
+            {static_cast<unsigned>(e.work.rows), static_cast<unsigned>(e.work.cols), static_cast<unsigned>(e.work.type())},
+            Contents(s.GetHistBuffer()), Contents(s.GetForewardBuffer()), Contents(s.GetBackwardBuffer()),
             Contents(s.GetTmpCurveBuffer()), Contents(s.GetSmoothCurveBuffer()), Contents(s.GetTransitionCurveBuffer())};
-}
-
-bool SameImage(const cv::Mat& a, const cv::Mat& b) {
-    return a.size() == b.size() && a.type() == b.type() && (a.empty() || cv::norm(a, b, cv::NORM_INF) == 0.0);
 }
 
 void CopyRegisters(const ad_param_t_& from, ad_param_t_& to) {
@@ -53,19 +57,6 @@ void CopyRegisters(const ad_param_t_& from, ad_param_t_& to) {
     to.filter.range_weight = range;
     to.filter.detail_gain_curve = gains;
 }
-
-// One CLTM engine as the pipeline holds it.
-struct Engine {
-    Engine(const alad_cltm_user& user, uint32_t w, uint32_t h) : block(user), ctx(ad_init_video(), ad_deinit_video) {
-        params = {1, w, h, block.get()};
-        buffers.AllocateBufferBySize(w, h, block.get());
-    }
-    CLTMParamBlock block;
-    std::unique_ptr<ad_cxt_t, void (*)(ad_cxt_t*)> ctx;
-    cltm_params_api_ params;
-    CLTMBufferManager buffers;
-    cv::Mat work;
-};
 
 cv::Mat RandomPixels(Rng& rng, int w, int h) {
     cv::Mat m(h, w, CV_32SC3);
@@ -137,44 +128,38 @@ void VideoFramesEqualThePlainPath(uint32_t seed) {
                     break;
             }
             const bool in_place = !out_fast.empty() && out_fast.type() == CV_32SC3;
-            alad::SetEngineThreadCount(alad_test::TestThreads(static_cast<int>(Uniform(rng, 1, 3))));
-            testing_util::Stdout fast_log;
-            const int32_t r_fast = CLTMVideoRunOneFrameImple_(in_place ? out_fast : in, fast.params,
-                                                              CLTMVideoContextAPI{fast.ctx.get()}, fast.buffers,
-                                                              fast.work, out_fast);
-            const std::string fast_text = fast_log.Text();
-            const auto fast_debug = DebugContents();
-            alad::SetEngineThreadCount(1);
-            testing_util::Stdout plain_log;
-            const int32_t r_plain = CLTMVideoRunOneFramePlain(in_place ? out_plain : in, plain.params,
-                                                              CLTMVideoContextAPI{plain.ctx.get()}, plain.buffers,
-                                                              plain.work, out_plain);
-            const std::string plain_text = plain_log.Text();
-
+            struct Result {
+                int32_t rc;
+                std::string log;
+                std::vector<std::vector<unsigned int>> state;
+            };
+            auto run = [&](Engine& e, cv::Mat& out, bool sweep) {
+                alad::SetEngineThreadCount(sweep ? alad_test::TestThreads(static_cast<int>(Uniform(rng, 1, 3))) : 1);
+                testing_util::Stdout log;
+                const cv::Mat& src = in_place ? out : in;
+                const CLTMVideoContextAPI ctx{e.ctx.get()};
+                const int32_t rc = sweep ? CLTMVideoRunOneFrameImple_(src, e.params, ctx, e.buffers, e.work, out)
+                                         : CLTMVideoRunOneFramePlain(src, e.params, ctx, e.buffers, e.work, out);
+                return Result{rc, log.Text(), State(e, size_t{w} * h * 3)};
+            };
+            const Result f = run(fast, out_fast, true), q = run(plain, out_plain, false);
             const std::string where = "iteration " + std::to_string(iter) + " frame " + std::to_string(frame) + ", " +
                                       std::to_string(fw) + "x" + std::to_string(fh) + " of " + std::to_string(w) +
                                       "x" + std::to_string(h) + ", filter " + std::to_string(p.filter.filter_enable);
-            ASSERT_EQ(r_fast, r_plain) << where;
-            ASSERT_EQ(fast_text, plain_text) << where;
+            ASSERT_EQ(f.rc, q.rc) << where;
+            ASSERT_EQ(f.log, q.log) << where;
             ASSERT_TRUE(SameImage(out_fast, out_plain)) << where;
-            ASSERT_TRUE(fast.work.size() == plain.work.size() && fast.work.type() == plain.work.type()) << where;
-            const size_t plane = size_t{w} * h * 3;
-            ASSERT_TRUE(std::equal(fast.buffers.mOutputPlane, fast.buffers.mOutputPlane + plane,
-                                   plain.buffers.mOutputPlane))
-                << where;
-            ASSERT_TRUE(std::equal(fast.buffers.mToneCurves, fast.buffers.mToneCurves + fast.buffers.mBlockNum * 64,
-                                   plain.buffers.mToneCurves))
-                << where;
-            ASSERT_TRUE(std::equal(fast.buffers.mHistBuffer, fast.buffers.mHistBuffer + 129, plain.buffers.mHistBuffer))
-                << where;
-            ASSERT_EQ(std::vector<uint32_t>({fast.ctx->width, fast.ctx->height, fast.ctx->strength,
-                                             fast.ctx->interval_count, fast.ctx->first_frame}),
-                      std::vector<uint32_t>({plain.ctx->width, plain.ctx->height, plain.ctx->strength,
-                                             plain.ctx->interval_count, plain.ctx->first_frame}))
-                << where;
-            ASSERT_EQ(fast_debug, DebugContents()) << where;
+            ASSERT_EQ(f.state, q.state) << where;
+            const int32_t r_fast = f.rc;
             if (r_fast == 0 && frame > 0 && fw == static_cast<int>(w) && fh == static_cast<int>(h)) ++mapped_frames;
         }
+        // The still driver on the same engine: every mapped value stays in range.
+        testing_util::Stdout log;
+        cv::Mat still, in = RandomPixels(rng, static_cast<int>(w), static_cast<int>(h));
+        ASSERT_EQ(fast.Still(in, still), 0);
+        double lo = 0, hi = 0;
+        cv::minMaxIdx(still.reshape(1), &lo, &hi);
+        ASSERT_TRUE(still.size() == in.size() && lo >= 0 && hi <= 4095) << w << "x" << h;
     }
     alad::SetEngineThreadCount(1);
     EXPECT_GT(mapped_frames, 300);  // most runs really map frames
@@ -199,7 +184,7 @@ TEST(CLTMSweepTest, ThreadCountsGiveIdenticalFrames) {
         testing_util::Stdout log;
         for (const cv::Mat& f : frames) {
             cv::Mat out;
-            ASSERT_EQ(CLTMVideoRunOneFrameImple_(f, e.params, CLTMVideoContextAPI{e.ctx.get()}, e.buffers, e.work, out), 0);
+            ASSERT_EQ(e.Video(f, out), 0);
             results[run].push_back(out);
         }
     }

@@ -5,9 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
 #include <random>
 #include <string>
 
+#include <opencv2/core.hpp>
+
+#include "cltm/cltm_frame.h"
 #include "cltm/cltm_params.h"
 #include "common/simd.h"
 
@@ -37,6 +41,32 @@ private:
     bool done_ = false;
     std::string text_;
 };
+
+// One CLTM engine as the pipeline holds it; a preset context is bound to the size already.
+struct Engine {
+    Engine(const alad_cltm_user& user, uint32_t w, uint32_t h, bool preset = false)
+        : block(user), ctx(ad_init_video(), ad_deinit_video), params{1, w, h, block.get()} {
+        if (preset) {
+            ctx->width = w;
+            ctx->height = h;
+        }
+        buffers.AllocateBufferBySize(w, h, block.get());
+    }
+    int32_t Video(const cv::Mat& in, cv::Mat& out) {
+        return CLTMVideoRunOneFrameImple_(in, params, CLTMVideoContextAPI{ctx.get()}, buffers, work, out);
+    }
+    int32_t Still(const cv::Mat& in, cv::Mat& out) { return CLTMOneImageImple_(in, params, buffers, work, out); }
+
+    CLTMParamBlock block;
+    std::unique_ptr<ad_cxt_t, void (*)(ad_cxt_t*)> ctx;
+    cltm_params_api_ params;
+    CLTMBufferManager buffers;
+    cv::Mat work;
+};
+
+inline bool SameImage(const cv::Mat& a, const cv::Mat& b) {
+    return a.size() == b.size() && a.type() == b.type() && (a.empty() || cv::norm(a, b, cv::NORM_INF) == 0.0);
+}
 
 // Runs `body` once with each build of the vectorised kernels this machine can run (the baseline
 // and, on x86-64 processors with it, AVX2), then restores the one that was in use.

@@ -8,18 +8,21 @@
 namespace kelvo {
 namespace {
 
+using U = std::vector<unsigned int>;
+
 // Each test starts from a fresh, empty store.
 class DebugStoreTest : public ::testing::Test {
 protected:
     void SetUp() override { alad_debug_output_::Terminate(); }
     void TearDown() override { alad_debug_output_::Terminate(); }
     static alad_debug_output_& Store() { return *alad_debug_output_::GetInstance(); }
-    static std::vector<unsigned int> Contents(const alad_debug_buffer_& b) { return {b.data, b.data + b.length}; }
+    static U Contents(const alad_debug_buffer_& b) { return {b.data, b.data + b.length}; }
+    static cv::Vec3i Px(const cv::Mat& m, int y = 0, int x = 0) { return m.at<cv::Vec3i>(y, x); }
 };
 
 TEST_F(DebugStoreTest, BuffersReallocateOnlyWhenTheCountChangesAndInitBufferClearsFour) {
     Store().InitBuffer();  // a fresh store has nothing to clear
-    std::vector<unsigned int> values(512);
+    U values(512);
     for (size_t i = 0; i < values.size(); ++i) values[i] = static_cast<unsigned int>(i * 7 + 1);
     Store().SetADProcCalcCurveHistData(values.data(), 256);
     Store().SetADProcCalcCurveHistData(values.data(), 512);
@@ -34,10 +37,10 @@ TEST_F(DebugStoreTest, BuffersReallocateOnlyWhenTheCountChangesAndInitBufferClea
     Store().AllocateADProcCalcForewardBuffer(4);
     Store().SetADProcCalcForewardCurveData(values.data(), 4, 0);
     Store().InitBuffer();
-    EXPECT_EQ(Contents(Store().GetHistBuffer()), std::vector<unsigned int>(512, 0));
-    EXPECT_EQ(Contents(Store().GetTmpCurveBuffer()), std::vector<unsigned int>(4, 0));
-    EXPECT_EQ(Contents(Store().GetTransitionCurveBuffer()), std::vector<unsigned int>(4, 0));
-    EXPECT_EQ(Contents(Store().GetForewardBuffer()), std::vector<unsigned int>(values.begin(), values.begin() + 4));
+    EXPECT_EQ(Contents(Store().GetHistBuffer()), U(512, 0));
+    EXPECT_EQ(Contents(Store().GetTmpCurveBuffer()), U(4, 0));
+    EXPECT_EQ(Contents(Store().GetTransitionCurveBuffer()), U(4, 0));
+    EXPECT_EQ(Contents(Store().GetForewardBuffer()), U(values.begin(), values.begin() + 4));
 
     ::testing::internal::CaptureStdout();
     EXPECT_EQ(Store().AllocateADProcCalcBackwardBuffer(-1), nullptr);
@@ -46,10 +49,9 @@ TEST_F(DebugStoreTest, BuffersReallocateOnlyWhenTheCountChangesAndInitBufferClea
 
 TEST_F(DebugStoreTest, RowsLandInTheirRowAndRowsThatDoNotFitAreRefused) {
     Store().AllocateADProcCalcForewardBuffer(6);
-    const std::vector<unsigned int> row = {5, 6, 7};
+    const U row = {5, 6, 7};
     Store().SetADProcCalcForewardCurveData(row.data(), 3, 1);
-    EXPECT_EQ(std::vector<unsigned int>(Store().GetForewardBuffer().data + 3, Store().GetForewardBuffer().data + 6),
-              row);
+    EXPECT_EQ(U(Store().GetForewardBuffer().data + 3, Store().GetForewardBuffer().data + 6), row);
     const struct { int count, index; } refused[] = {{3, 2}, {4, 1}, {3, -1}, {-3, 0}, {7, 0}};
     for (const auto& r : refused) {
         ::testing::internal::CaptureStdout();
@@ -62,12 +64,12 @@ TEST_F(DebugStoreTest, RowsLandInTheirRowAndRowsThatDoNotFitAreRefused) {
 }
 
 TEST_F(DebugStoreTest, WritesAfterTerminateLandInAFreshStore) {
-    const std::vector<unsigned int> values = {1, 2, 3};
+    const U values = {1, 2, 3};
     cv::Mat image(1, 1, CV_32SC3, cv::Scalar(4, 5, 6));
     Store().SetADProcCalcCurveHistData(values.data(), 3);
     Store().SetADCLTMResultData(image);
     image.setTo(cv::Scalar(0, 0, 0));
-    EXPECT_EQ(Store().GetCLTMResultData().at<cv::Vec3i>(0, 0), cv::Vec3i(4, 5, 6));  // a deep copy
+    EXPECT_EQ(Px(Store().GetCLTMResultData()), cv::Vec3i(4, 5, 6));  // a deep copy
     alad_debug_output_::Terminate();
     // What a stage does after the pipeline was destroyed: it finds a new, empty store.
     Store().SetADProcCalcCurveSmoothCurveData(values.data(), 3);
@@ -76,56 +78,44 @@ TEST_F(DebugStoreTest, WritesAfterTerminateLandInAFreshStore) {
     EXPECT_TRUE(Store().GetCLTMResultData().empty());
 }
 
-// Every frame keeps two images: while nobody else holds the kept one, its buffer takes the next
-// copy (no allocation per frame); an image a caller still holds is never written.
-TEST_F(DebugStoreTest, ResultImagesAreCopiesWhetherOrNotTheirBufferIsReused) {
+// Copied result images reuse the kept buffer unless a caller still holds it; handed-over images
+// give the caller the previously kept one back only when nobody else holds it.
+TEST_F(DebugStoreTest, ResultImagesCopiedOrHandedOver) {
     cv::Mat first(4, 5, CV_32SC3, cv::Scalar(1, 2, 3)), second(4, 5, CV_32SC3, cv::Scalar(4, 5, 6));
     Store().SetADAGTMResultData(first);
     const uchar* kept = Store().GetAGTMResultData().data;
     Store().SetADAGTMResultData(second);
     EXPECT_EQ(Store().GetAGTMResultData().data, kept);
     second.setTo(cv::Scalar::all(0));
-    EXPECT_EQ(Store().GetAGTMResultData().at<cv::Vec3i>(3, 4), cv::Vec3i(4, 5, 6));
-
+    EXPECT_EQ(Px(Store().GetAGTMResultData(), 3, 4), cv::Vec3i(4, 5, 6));
     const cv::Mat held = Store().GetAGTMResultData();
     Store().SetADAGTMResultData(first);
-    EXPECT_EQ(held.at<cv::Vec3i>(0, 0), cv::Vec3i(4, 5, 6));
-    EXPECT_EQ(Store().GetAGTMResultData().at<cv::Vec3i>(0, 0), cv::Vec3i(1, 2, 3));
+    EXPECT_EQ(Px(held), cv::Vec3i(4, 5, 6));
+    EXPECT_EQ(Px(Store().GetAGTMResultData()), cv::Vec3i(1, 2, 3));
     EXPECT_NE(Store().GetAGTMResultData().data, held.data);
-
-    // Another shape, a part of a larger image, an empty image: copies of exactly that.
+    // A part of a larger image, an empty image: copies of exactly that.
     const cv::Mat big(6, 6, CV_32SC3, cv::Scalar(7, 8, 9));
     Store().SetADCLTMResultData(big(cv::Rect(1, 1, 3, 2)));
     EXPECT_EQ(Store().GetCLTMResultData().size(), cv::Size(3, 2));
-    EXPECT_EQ(Store().GetCLTMResultData().at<cv::Vec3i>(1, 2), cv::Vec3i(7, 8, 9));
+    EXPECT_EQ(Px(Store().GetCLTMResultData(), 1, 2), cv::Vec3i(7, 8, 9));
     Store().SetADCLTMResultData(cv::Mat());
     EXPECT_TRUE(Store().GetCLTMResultData().empty());
-}
 
-// Handing an image over instead of copying it: the store holds it, and the caller gets the
-// previously kept image back only when nobody else holds that one.
-TEST_F(DebugStoreTest, HandedOverImagesComeBackOnlyWhenNobodyElseHoldsThem) {
-    cv::Mat mine(3, 4, CV_32SC3, cv::Scalar(1, 2, 3));
-    const uchar* first = mine.data;
+    cv::Mat mine(3, 4, CV_32SC3, cv::Scalar(1, 2, 3)), next(3, 4, CV_32SC3, cv::Scalar(4, 5, 6));
+    const uchar* handed = mine.data;
     Store().KeepADCLTMResultData(mine);
     EXPECT_TRUE(mine.empty());  // nothing was kept before
-    EXPECT_EQ(Store().GetCLTMResultData().data, first);
-    EXPECT_EQ(Store().GetCLTMResultData().at<cv::Vec3i>(2, 3), cv::Vec3i(1, 2, 3));
-
-    cv::Mat next(3, 4, CV_32SC3, cv::Scalar(4, 5, 6));
+    EXPECT_EQ(Store().GetCLTMResultData().data, handed);
     Store().KeepADCLTMResultData(next);
-    EXPECT_EQ(next.data, first);  // the previous one, to write the next result into
-    EXPECT_EQ(Store().GetCLTMResultData().at<cv::Vec3i>(0, 0), cv::Vec3i(4, 5, 6));
-
-    const cv::Mat held = Store().GetCLTMResultData();
+    EXPECT_EQ(next.data, handed);  // the previous one, to write the next result into
+    const cv::Mat held2 = Store().GetCLTMResultData();
     cv::Mat third(3, 4, CV_32SC3, cv::Scalar(7, 8, 9));
     Store().KeepADCLTMResultData(third);
     EXPECT_TRUE(third.empty());  // still held by someone: not handed out for writing
-    EXPECT_EQ(held.at<cv::Vec3i>(0, 0), cv::Vec3i(4, 5, 6));
-    EXPECT_EQ(Store().GetCLTMResultData().at<cv::Vec3i>(0, 0), cv::Vec3i(7, 8, 9));
-
+    EXPECT_EQ(Px(held2), cv::Vec3i(4, 5, 6));
+    EXPECT_EQ(Px(Store().GetCLTMResultData()), cv::Vec3i(7, 8, 9));
     Store().KeepADAGTMResultData(next);
-    EXPECT_EQ(Store().GetAGTMResultData().data, first);
+    EXPECT_EQ(Store().GetAGTMResultData().data, handed);
 }
 
 }  // namespace
