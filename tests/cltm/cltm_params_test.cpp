@@ -54,18 +54,16 @@ TEST(CLTMParamsTest, ParamsFollowTheUserRecord) {
     const struct {
         int32_t id;
         const uint32_t* curve;
-    } curves[] = {{0, kClipCurveDefault}, {1, kClipCurveA}, {2, kClipCurveB}, {3, kClipCurveC}, {4, kClipCurveDefault}};
+        std::vector<uint32_t> at_0_60_63_64;
+    } curves[] = {{0, kClipCurveDefault, {890, 356, 645, 771}}, {1, kClipCurveA, {1424, 324, 918, 1177}},
+                  {2, kClipCurveB, {1943, 318, 1195, 1579}},   {3, kClipCurveC, {1943, 318, 318, 318}},
+                  {4, kClipCurveDefault, {890, 356, 645, 771}}};
     for (const auto& c : curves) {
         user.curve_id = c.id;
-        EXPECT_TRUE(std::equal(c.curve, c.curve + 65, CLTMParamBlock(user)->clip_curve)) << c.id;
-    }
-    const uint32_t ends[][4] = {
-        {890, 356, 645, 771}, {1424, 324, 918, 1177}, {1943, 318, 1195, 1579}, {1943, 318, 318, 318}};
-    const uint32_t* tables[] = {kClipCurveDefault, kClipCurveA, kClipCurveB, kClipCurveC};
-    for (int t = 0; t < 4; ++t) {
-        EXPECT_EQ((std::vector<uint32_t>{tables[t][0], tables[t][60], tables[t][63], tables[t][64]}),
-                  std::vector<uint32_t>(ends[t], ends[t] + 4))
-            << t;
+        CLTMParamBlock chosen(user);
+        const uint32_t* got = chosen->clip_curve;
+        EXPECT_TRUE(std::equal(c.curve, c.curve + 65, got)) << c.id;
+        EXPECT_EQ((std::vector<uint32_t>{got[0], got[60], got[63], got[64]}), c.at_0_60_63_64) << c.id;
     }
     ad_param_t_ without_arrays;
     EXPECT_EQ(GetParamsCLTM(&without_arrays, user), 1);
