@@ -41,8 +41,6 @@ std::vector<uint32_t> Clipped(bool forward) {
     const alad_debug_buffer_& b = forward ? store.GetForewardBuffer() : store.GetBackwardBuffer();
     return {b.data + b.length - 128, b.data + b.length};
 }
-std::vector<uint32_t> Forward() { return Clipped(true); }
-std::vector<uint32_t> Backward() { return Clipped(false); }
 
 // A curve of `first` followed by 63 times 65535.
 Curve StartingAt(uint32_t first) {
@@ -63,8 +61,8 @@ TEST(CLTMCurveTest, CurvesWorkedOutByHand) {
     std::vector<uint32_t> hist(128, 2), curve(64);
     ASSERT_EQ(ad_calc_curve(curve.data(), hist.data(), 32, 32, &flat.param), 0);
     for (uint32_t j = 0; j < 63; ++j) EXPECT_EQ(curve[j], 1024 * j + 768) << j;
-    EXPECT_EQ(Forward(), std::vector<uint32_t>(128, 512));
-    EXPECT_EQ(Backward(), std::vector<uint32_t>(128, 512));
+    EXPECT_EQ(Clipped(true), std::vector<uint32_t>(128, 512));
+    EXPECT_EQ(Clipped(false), std::vector<uint32_t>(128, 512));
 
     // 1 and 2 samples normalise to 21845 and 43691; the pair mean rounds up to 43691.
     EXPECT_EQ(OneBlock(70000).CurveOf({{0, 1}, {1, 2}}), StartingAt(43691));
@@ -76,9 +74,7 @@ TEST(CLTMCurveTest, ExcessUpToTheBinsLeftGoesWholeToTheNextBin) {
     // Backward, bin 1 passes and bin 0 clips e with no bin left to take it.
     // e = 3: averages 32765, 32770 (sum 65535, f = 4096): accumulated 32765, 65535, ...
     // e = 127: averages 32641, 32832 (sum 65473, f = 4100): 32673, 32864, accumulated 32673, 65537, ...
-    const struct {
-        uint32_t excess, forward1, curve0;
-    } cases[] = {
+    const struct { uint32_t excess, forward1, curve0; } cases[] = {
         {3, 32771, (32765 + 65535 + 1) >> 1}, {127, 32768 + 127, (32673 + 65537 + 1) >> 1}, {128, 32768 + 1, 0}};
     for (const auto& c : cases) {
         OneBlock b(40000);
@@ -87,12 +83,12 @@ TEST(CLTMCurveTest, ExcessUpToTheBinsLeftGoesWholeToTheNextBin) {
         std::vector<uint32_t> backward(128, 0);
         backward[0] = 32768 - c.excess;
         backward[1] = 32768;
-        EXPECT_EQ(Backward(), backward) << c.excess;
-        EXPECT_EQ(Forward()[1], c.forward1) << c.excess;
+        EXPECT_EQ(Clipped(false), backward) << c.excess;
+        EXPECT_EQ(Clipped(true)[1], c.forward1) << c.excess;
         if (c.curve0 == 0) continue;  // the rest trickles on over the later bins
         std::vector<uint32_t> forward = backward;
         forward[1] = c.forward1;
-        EXPECT_EQ(Forward(), forward) << c.excess;
+        EXPECT_EQ(Clipped(true), forward) << c.excess;
         EXPECT_EQ(curve, StartingAt(c.curve0)) << c.excess;
     }
 
@@ -104,8 +100,8 @@ TEST(CLTMCurveTest, ExcessUpToTheBinsLeftGoesWholeToTheNextBin) {
     std::vector<uint32_t> forward(128, 0);
     forward[126] = 65336;
     forward[127] = 199;
-    EXPECT_EQ(Forward(), forward);
-    const std::vector<uint32_t> backward = Backward();
+    EXPECT_EQ(Clipped(true), forward);
+    const std::vector<uint32_t> backward = Clipped(false);
     EXPECT_EQ(std::vector<uint32_t>(backward.begin() + 124, backward.end()), (std::vector<uint32_t>{1, 1, 65336, 0}));
 }
 
@@ -121,8 +117,8 @@ TEST(CLTMCurveTest, SingleBinBlocksGiveNonDecreasingCurvesEndingAtFullScale) {
         EXPECT_EQ(curve[63], 65535u);
         // The bin is clipped to its limit in both passes and the excess moves away from it.
         const uint32_t limit = (bin & 1) ? (clip[bin / 2] + clip[bin / 2 + 1] + 1) / 2 : clip[bin / 2];
-        EXPECT_EQ(Forward()[bin], limit);
-        EXPECT_EQ(Backward()[bin], limit);
+        EXPECT_EQ(Clipped(true)[bin], limit);
+        EXPECT_EQ(Clipped(false)[bin], limit);
     }
 }
 
@@ -143,17 +139,10 @@ TEST(CLTMCurveTest, SmoothingAndTransition) {
     for (size_t j = 0; j < 64; ++j) EXPECT_EQ(out[64 + j], (3 * in[j] + 10 * in[64 + j] + 3 * in[128 + j]) >> 4);
 
     // cur + ((4096 + (prev - cur) weight) >> 13): half-way rounds half up towards prev.
-    const struct {
-        uint32_t cur, prev, weight, result;
-    } blends[] = {{100, 101, 4096, 101},
-                  {101, 100, 4096, 101},
-                  {100, 102, 4096, 101},
-                  {100, 200, 0, 100},
-                  {0, 65535, 8191, 65527},
-                  {65535, 0, 8191, 8},
-                  // Registers outside 0..8191 wrap as 32-bit two's complement.
-                  {100, 101, 0xFFFFFFFFu, 100},
-                  {0, 65535, 0x80000000u, 0xFFFC0000u}};
+    // Registers outside 0..8191 wrap as 32-bit two's complement (the last two).
+    const struct { uint32_t cur, prev, weight, result; } blends[] = {
+        {100, 101, 4096, 101}, {101, 100, 4096, 101},         {100, 102, 4096, 101},         {100, 200, 0, 100},
+        {0, 65535, 8191, 65527}, {65535, 0, 8191, 8}, {100, 101, 0xFFFFFFFFu, 100}, {0, 65535, 0x80000000u, 0xFFFC0000u}};
     for (const auto& c : blends) {
         std::vector<uint32_t> cur(64, c.cur), prev(64, c.prev);
         ASSERT_EQ(ad_transition_curve(cur.data(), prev.data(), 1, 1, c.weight), 0);
@@ -170,10 +159,9 @@ TEST(CLTMCurveTest, FrameCurvesBlendWithTheCallersAndGoToTheDebugStore) {
     EXPECT_EQ(global[64], 512u);
     EXPECT_EQ(global[128], 512u * 64);
     const alad_debug_output_& store = *alad_debug_output_::GetInstance();
-    EXPECT_EQ(store.GetHistBuffer().length, 2 * 128);
-    EXPECT_EQ(store.GetForewardBuffer().length, 2 * 128);
-    EXPECT_EQ(store.GetTmpCurveBuffer().length, 2 * 64);
-    EXPECT_EQ(store.GetSmoothCurveBuffer().length, 2 * 64);
+    EXPECT_EQ((std::vector<int>{store.GetHistBuffer().length, store.GetForewardBuffer().length,
+                                store.GetTmpCurveBuffer().length, store.GetSmoothCurveBuffer().length}),
+              (std::vector<int>{256, 256, 128, 128}));
     EXPECT_EQ(std::vector<uint32_t>(store.GetTransitionCurveBuffer().data, store.GetTransitionCurveBuffer().data + 128),
               fresh);
 

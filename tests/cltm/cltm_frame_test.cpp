@@ -88,11 +88,7 @@ TEST(CLTMFrameTest, VideoSizeBindingAndItsMessages) {
     std::vector<int32_t> in(9 * 9 * 3, 100);
     std::vector<uint32_t> out(in.size(), 7), curves(64), hist(129);
     std::unique_ptr<ad_cxt_t, void (*)(ad_cxt_t*)> ctx(ad_init_video(), ad_deinit_video);
-    const struct {
-        uint32_t w, h;
-        int32_t result;
-        const char* message;
-    } frames[] = {
+    const struct { uint32_t w, h; int32_t result; const char* message; } frames[] = {
         {8, 8, 0, "INFO: video size 8x8\n"},
         {9, 8, 1, "ERROR: unmatched size 9x8\n"},
         {8, 9, 1, "ERROR: unmatched size 8x9\n"},

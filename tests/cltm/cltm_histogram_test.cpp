@@ -54,11 +54,7 @@ std::vector<uint32_t> Histograms(const std::vector<uint32_t>& luma, uint32_t w, 
 TEST(CLTMHistogramTest, SamplingPatternOfBothModes) {
     std::vector<uint32_t> luma(20);
     for (uint32_t i = 0; i < 20; ++i) luma[i] = 8 * (10 * (i / 5) + i % 5 + 1);
-    const struct {
-        uint32_t mode;
-        Bins bins;
-        uint32_t sum;
-    } cases[] = {
+    const struct { uint32_t mode; Bins bins; uint32_t sum; } cases[] = {
         {0, {{11, 1}, {13, 1}, {15, 1}, {31, 1}, {33, 1}, {35, 1}}, 138},
         {1, {{11, 1}, {13, 1}, {18, 1}, {31, 1}, {33, 1}, {17, 1}}, 123},
         {2, {}, 0},
@@ -88,9 +84,7 @@ TEST(CLTMHistogramTest, SixtyFiveByTwo) {
 
 TEST(CLTMHistogramTest, BinCodesAtTheEndsOfTheRange) {
     // {left, right, mode, bin} on a 2x2 frame whose lower row holds the pair.
-    const struct {
-        uint32_t left, right, mode, bin;
-    } cases[] = {{1023, 0, 0, 127},
+    const struct { uint32_t left, right, mode, bin; } cases[] = {{1023, 0, 0, 127},
                  {1023, 1023, 1, 127},
                  {0, 8, 1, 0},
                  {7, 8, 1, 1},

@@ -9,13 +9,9 @@ namespace kelvo {
 namespace {
 
 TEST(CLTMParamsTest, BlockGeometry) {
-    const struct {
-        uint32_t size, log2;
-    } log2s[] = {{0, 5}, {32, 5}, {33, 6}, {64, 6}, {65, 7}, {128, 7}, {129, 8}, {256, 8}, {1000, 8}, {0xFFFFFFFFu, 8}};
+    const struct { uint32_t size, log2; } log2s[] = {{0, 5}, {32, 5}, {33, 6}, {64, 6}, {65, 7}, {128, 7}, {129, 8}, {256, 8}, {1000, 8}, {0xFFFFFFFFu, 8}};
     for (const auto& c : log2s) EXPECT_EQ(_get_size_log2(c.size), c.log2) << c.size;
-    const struct {
-        uint32_t size, log2, blocks;
-    } counts[] = {
+    const struct { uint32_t size, log2, blocks; } counts[] = {
         {1920, 7, 15},       {1080, 7, 9},  {0, 6, 0},    {64, 6, 1},
         {65, 6, 2},          {2400, 8, 10}, {100, 38, 2},  // the shift count is taken modulo 32
         {0xFFFFFFFFu, 6, 0},                               // the sum wraps in 32 bits
@@ -42,20 +38,13 @@ TEST(CLTMParamsTest, ParamsFollowTheUserRecord) {
     EXPECT_EQ(p.filter.detail_gain_curve[5], 213u);
     EXPECT_EQ(p.filter.detail_gain_curve[15], 256u);
 
-    const struct {
-        int32_t strength;
-        uint32_t target;
-    } strengths[] = {{0, 0}, {1, 16}, {15, 240}, {16, 255}, {100, 255}};
+    const struct { int32_t strength; uint32_t target; } strengths[] = {{0, 0}, {1, 16}, {15, 240}, {16, 255}, {100, 255}};
     for (const auto& s : strengths) {
         user.strength = s.strength;
         EXPECT_EQ(CLTMParamBlock(user)->strength_target, s.target) << s.strength;
     }
     // Selections 1, 2, 3 pick curves A, B, C, anything else the default; C is B without its raised top.
-    const struct {
-        int32_t id;
-        const uint32_t* curve;
-        std::vector<uint32_t> at_0_60_63_64;
-    } curves[] = {{0, kClipCurveDefault, {890, 356, 645, 771}}, {1, kClipCurveA, {1424, 324, 918, 1177}},
+    const struct { int32_t id; const uint32_t* curve; std::vector<uint32_t> at_0_60_63_64; } curves[] = {{0, kClipCurveDefault, {890, 356, 645, 771}}, {1, kClipCurveA, {1424, 324, 918, 1177}},
                   {2, kClipCurveB, {1943, 318, 1195, 1579}},   {3, kClipCurveC, {1943, 318, 318, 318}},
                   {4, kClipCurveDefault, {890, 356, 645, 771}}};
     for (const auto& c : curves) {
@@ -78,10 +67,7 @@ TEST(CLTMParamsTest, BufferManagerRemembersWhatItWasAllocatedFor) {
     EXPECT_EQ(std::vector<uint32_t>(buffers.mToneCurves, buffers.mToneCurves + 3 * 64),
               std::vector<uint32_t>(3 * 64, 0));
 
-    const struct {
-        uint32_t w, h;
-        bool fits;
-    } frames[] = {
+    const struct { uint32_t w, h; bool fits; } frames[] = {
         {130, 64, true},  {64, 64, true},  {0, 0, true}, {1, 130, true},  // 1x130: 1x3 blocks
         {131, 64, false}, {65, 65, false},                                // 65x65: fewer pixels, 2x2 blocks
     };

@@ -1,5 +1,5 @@
-// The single-sweep video frame against the plain one, on random sizes, registers, filter tables,
-// pixels, output images and thread counts; and the sweep's curve kernel against _tone_mapping.
+// The single-sweep video frame, on one to four threads, against the plain one on one, on random
+// sizes, registers, filter tables, pixels and output images; and the sweep's curve kernel against _tone_mapping.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -92,7 +92,7 @@ void RandomFilterTables(Rng& rng, ad_param_t_& p) {
 void VideoFramesEqualThePlainPath(uint32_t seed) {
     Rng rng(seed);
     const uint32_t blocks[] = {32, 64, 128, 256}, shifts[] = {0, 1, 4, 5, 9, 31, 37};
-    int mapped_frames = 0;
+    int mapped_frames = 0, split_frames = 0;
     for (int iter = 0; iter < 160; ++iter) {
         const alad_cltm_user user{blocks[Uniform(rng, 0, 3)], blocks[Uniform(rng, 0, 3)]};
         const uint32_t w = RandomSize(rng, user.blk_width), h = RandomSize(rng, user.blk_height);
@@ -137,8 +137,9 @@ void VideoFramesEqualThePlainPath(uint32_t seed) {
                 std::string log;
                 std::vector<std::vector<unsigned int>> state;
             };
+            const int threads = alad_test::TestThreads(static_cast<int>(Uniform(rng, 1, 4)));
             auto run = [&](Engine& e, cv::Mat& out, bool sweep) {
-                alad::SetEngineThreadCount(sweep ? alad_test::TestThreads(static_cast<int>(Uniform(rng, 1, 3))) : 1);
+                alad::SetEngineThreadCount(sweep ? threads : 1);
                 testing_util::Stdout log;
                 const cv::Mat& src = in_place ? out : in;
                 const CLTMVideoContextAPI ctx{e.ctx.get()};
@@ -155,7 +156,10 @@ void VideoFramesEqualThePlainPath(uint32_t seed) {
             ASSERT_TRUE(SameImage(out_fast, out_plain)) << where;
             ASSERT_EQ(f.state, q.state) << where;
             const int32_t r_fast = f.rc;
-            if (r_fast == 0 && frame > 0 && fw == static_cast<int>(w) && fh == static_cast<int>(h)) ++mapped_frames;
+            if (r_fast == 0 && frame > 0 && fw == static_cast<int>(w) && fh == static_cast<int>(h)) {
+                ++mapped_frames;
+                split_frames += alad::StripeCount(fh, threads) > 1;
+            }
         }
         // The still driver on the same engine: every mapped value stays in range.
         testing_util::Stdout log;
@@ -167,34 +171,11 @@ void VideoFramesEqualThePlainPath(uint32_t seed) {
     }
     alad::SetEngineThreadCount(1);
     EXPECT_GT(mapped_frames, 300);  // most runs really map frames
+    EXPECT_GT(split_frames, alad_test::kThreadsAvailable ? 50 : -1);  // many shared among threads
 }
 
 TEST(CLTMSweepTest, VideoFramesEqualThePlainPathInEverythingTheyLeave) {
     testing_util::ForEachSimdLevel([] { VideoFramesEqualThePlainPath(4242); });
-}
-
-TEST(CLTMSweepTest, ThreadCountsGiveIdenticalFrames) {
-    if (!alad_test::kThreadsAvailable) GTEST_SKIP() << "no threads under the emulator";
-    const alad_cltm_user user{64, 64, 1, 8, 1};
-    const uint32_t w = 203, h = 187;
-    Rng rng(9);
-    const cv::Mat frames[] = {RandomPixels(rng, w, h), RandomPixels(rng, w, h), RandomPixels(rng, w, h)};
-    std::vector<cv::Mat> results[2];
-    for (int run = 0; run < 2; ++run) {
-        alad::SetEngineThreadCount(run == 0 ? 1 : 4);
-        Engine e(user, w, h);
-        e.block->hist_mode = 1;
-        e.block->curve_transition = 3000;
-        testing_util::Stdout log;
-        for (const cv::Mat& f : frames) {
-            cv::Mat out;
-            ASSERT_EQ(e.Video(f, out), 0);
-            results[run].push_back(out);
-        }
-    }
-    alad::SetEngineThreadCount(1);
-    for (size_t i = 0; i < results[0].size(); ++i) EXPECT_TRUE(SameImage(results[0][i], results[1][i])) << i;
-    EXPECT_EQ(alad::StripeCount(187, 4), 4);  // the second run did split the frame
 }
 
 // The curve kernel on arbitrary curves (the frames only feed it clipped ones): one curve's 1024
