@@ -71,8 +71,7 @@ TEST(CLTMFrameTest, StrengthRamp) {
     CLTMParamBlock block{alad_cltm_user{}};
     ad_param_t_ p = *block.get();
     p.strength_mode = 1;
-    const std::vector<uint32_t> t12(5, 12);
-    EXPECT_EQ(Strengths(p, t12), (std::vector<uint32_t>{0, 5, 10, 12, 12}));
+    EXPECT_EQ(Strengths(p, std::vector<uint32_t>(5, 12)), (std::vector<uint32_t>{0, 5, 10, 12, 12}));
     EXPECT_EQ(Strengths(p, {12, 12, 12, 12, 0, 0, 0}), (std::vector<uint32_t>{0, 5, 10, 12, 7, 2, 0}));
     const std::vector<uint32_t> full = Strengths(p, std::vector<uint32_t>(53, 255));
     EXPECT_EQ(full[50], 250u);  // 255 on the 52nd frame
@@ -100,9 +99,7 @@ TEST(CLTMFrameTest, VideoSizeBindingAndItsMessages) {
         EXPECT_EQ(ad_proc_video(out.data(), in.data(), f.w, f.h, block.get(), ctx.get(), 0, curves.data(), hist.data()),
                   f.result);
         EXPECT_EQ(log.Text(), f.message);
-        if (f.result != 0) {
-            EXPECT_EQ(out, std::vector<uint32_t>(in.size(), 7u));  // not written
-        }
+        EXPECT_EQ(out == std::vector<uint32_t>(in.size(), 7u), f.result != 0);  // refused: not written
     }
     ad_reset_video(ctx.get());  // binds again, as a first frame
     Stdout log;

@@ -44,19 +44,6 @@ std::vector<std::vector<unsigned int>> State(const Engine& e, size_t plane) {
             Contents(s.GetTmpCurveBuffer()), Contents(s.GetSmoothCurveBuffer()), Contents(s.GetTransitionCurveBuffer())};
 }
 
-void CopyRegisters(const ad_param_t_& from, ad_param_t_& to) {
-    uint32_t* clip = to.clip_curve;
-    uint32_t* range = to.filter.range_weight;
-    uint32_t* gains = to.filter.detail_gain_curve;
-    std::copy(from.clip_curve, from.clip_curve + kClipCurveSize, clip);
-    std::copy(from.filter.range_weight, from.filter.range_weight + kRangeWeightSize, range);
-    std::copy(from.filter.detail_gain_curve, from.filter.detail_gain_curve + kDetailGainSize, gains);
-    to = from;
-    to.clip_curve = clip;
-    to.filter.range_weight = range;
-    to.filter.detail_gain_curve = gains;
-}
-
 // Pixels anywhere in range, now and then out of it, or in a narrow band (neighbours the filter weighs).
 cv::Mat RandomPixels(Rng& rng, int w, int h) {
     cv::Mat m(h, w, CV_32SC3);
@@ -96,21 +83,21 @@ void VideoFramesEqualThePlainPath(uint32_t seed) {
     for (int iter = 0; iter < 160; ++iter) {
         const alad_cltm_user user{blocks[Uniform(rng, 0, 3)], blocks[Uniform(rng, 0, 3)]};
         const uint32_t w = RandomSize(rng, user.blk_width), h = RandomSize(rng, user.blk_height);
-        Engine fast(user, w, h), plain(user, w, h);
-        ad_param_t_& p = *fast.block.get();
-        testing_util::RandomRegisters(rng, p);
-        RandomFilterTables(rng, p);
-        if (Uniform(rng, 0, 9) == 0) p.blk_width_log2 = shifts[Uniform(rng, 0, 6)];
-        if (Uniform(rng, 0, 9) == 0) p.blk_height_log2 = shifts[Uniform(rng, 0, 6)];
-        CopyRegisters(p, *plain.block.get());
-        // Reallocate for the registers' block geometry, and preset the context as the pipeline does
-        // (or leave it to bind itself).
-        fast.buffers.AllocateBufferBySize(w, h, &p);
-        plain.buffers.AllocateBufferBySize(w, h, plain.block.get());
-        if (Uniform(rng, 0, 3) != 0) {
-            fast.ctx->width = plain.ctx->width = w;
-            fast.ctx->height = plain.ctx->height = h;
+        // Both engines draw the same registers from the same stream, are reallocated for the block
+        // geometry drawn, and are preset as the pipeline does (or left to bind themselves).
+        const bool preset = Uniform(rng, 0, 3) != 0;
+        Engine fast(user, w, h, preset), plain(user, w, h, preset);
+        const Rng drawn = rng;
+        for (Engine* e : {&fast, &plain}) {
+            rng = drawn;
+            ad_param_t_& q = *e->block.get();
+            testing_util::RandomRegisters(rng, q);
+            RandomFilterTables(rng, q);
+            if (Uniform(rng, 0, 9) == 0) q.blk_width_log2 = shifts[Uniform(rng, 0, 6)];
+            if (Uniform(rng, 0, 9) == 0) q.blk_height_log2 = shifts[Uniform(rng, 0, 6)];
+            e->buffers.AllocateBufferBySize(w, h, &q);
         }
+        const ad_param_t_& p = *fast.block.get();
         for (int frame = 0; frame < 5; ++frame) {
             int fw = static_cast<int>(w), fh = static_cast<int>(h);
             if (frame > 1 && Uniform(rng, 0, 7) == 0) {  // a frame of another size: refused or passed through
