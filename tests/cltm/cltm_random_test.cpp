@@ -24,18 +24,14 @@ struct Walk {
     uint32_t first = 0, second = 0, weight = 0;
     void Step(uint32_t pos, uint32_t log2, uint32_t blocks) {
         const uint32_t size = 1u << log2, b = pos >> log2, k = pos - b * size;
-        if (k == 0)
-            weight = 128;
-        else if (k == size / 2)
-            weight = 256;
-        else
-            weight -= 256 >> log2;
-        if (b == 0 && k < size / 2)
+        weight = k == 0 ? 128 : k == size / 2 ? 256 : weight - (256 >> log2);
+        if (b == 0 && k < size / 2) {
             first = second = 0;
-        else if (b == blocks - 1 && k >= size / 2)
+        } else if (b == blocks - 1 && k >= size / 2) {
             first = second = blocks - 1;
-        else if (k == size / 2)
+        } else if (k == size / 2) {
             first = second++;
+        }
     }
 };
 

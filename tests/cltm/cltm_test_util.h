@@ -93,14 +93,10 @@ inline uint32_t Mostly(Rng& rng, uint32_t lo, uint32_t hi, uint32_t odds = 20) {
 
 // 1, 2, 3, a block multiple +-1, or anything up to a few hundred.
 inline uint32_t RandomSize(Rng& rng, uint32_t block) {
-    switch (Uniform(rng, 0, 3)) {
-        case 0:
-            return Uniform(rng, 1, 3);
-        case 1:
-            return block * Uniform(rng, 1, 3) + Uniform(rng, 0, 2) - 1;
-        default:
-            return Uniform(rng, 1, 300);
-    }
+    const uint32_t kind = Uniform(rng, 0, 3);
+    if (kind == 0) return Uniform(rng, 1, 3);
+    if (kind == 1) return block * Uniform(rng, 1, 3) + Uniform(rng, 0, 2) - 1;
+    return Uniform(rng, 1, 300);
 }
 
 // Registers as a register file might hold them: mostly in range, now and then extreme or beyond.
