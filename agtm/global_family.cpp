@@ -68,13 +68,10 @@ inline uint8_t ToByte(float v) {
     return c == c ? static_cast<uint8_t>(c) : 0;
 }
 
-}  // namespace
-
-void GlobalToneMappingOneImage(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out) {
-    if (!Acceptable(in, ambient, "GlobalToneMappingOneImage")) return;
-    CommonStart s = Start(in);
-    std::vector<double>& k = s.content;
-    k[0] = 0;
+// The members that scale each channel by its ratio to the pixel's gray: out = scale(G) * (c / G).
+// A black pixel (G = 0) has no ratio and passes through unchanged.
+template <typename Scale>
+void ScaleByGrayRatio(const cv::Mat& in, const CommonStart& s, cv::Mat& out, Scale&& scale) {
     out.create(in.size(), CV_8UC3);
     for (int y = 0; y < in.rows; ++y) {
         const uint8_t* src = in.ptr<uint8_t>(y);
@@ -84,14 +81,26 @@ void GlobalToneMappingOneImage(cv::Mat& in, const std::vector<double>& ambient, 
         for (int x = 0; x < in.cols; ++x) {
             const float g = gray[x];
             if (g == 0) {
-                for (int c = 0; c < 3; ++c) dst[3 * x + c] = src[3 * x + c];  // black stays black
+                for (int c = 0; c < 3; ++c) dst[3 * x + c] = src[3 * x + c];
                 continue;
             }
-            const int a = Floor255(k[Floor255(g)] * 255);
-            const float b = static_cast<float>(ambient[a] * 255);
-            for (int c = 0; c < 3; ++c) dst[3 * x + c] = ToByte(b * (color[3 * x + c] / g));
+            const float factor = scale(g);
+            for (int c = 0; c < 3; ++c) dst[3 * x + c] = ToByte(factor * (color[3 * x + c] / g));
         }
     }
+}
+
+}  // namespace
+
+void GlobalToneMappingOneImage(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out) {
+    if (!Acceptable(in, ambient, "GlobalToneMappingOneImage")) return;
+    CommonStart s = Start(in);
+    std::vector<double>& k = s.content;
+    k[0] = 0;
+    ScaleByGrayRatio(in, s, out, [&](float g) {
+        const int a = Floor255(k[Floor255(g)] * 255);
+        return static_cast<float>(ambient[a] * 255);
+    });
 }
 
 void GlobalToneMappingOneImageBy1DGammaLUT(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out) {
@@ -120,25 +129,12 @@ void GlobalToneMappingOneImageByCombineLUT(cv::Mat& in, const std::vector<double
         const double f = t - j;
         combined[i] = ambient[Next(j)] * f + ambient[j] * (1 - f);
     }
-    out.create(in.size(), CV_8UC3);
-    for (int y = 0; y < in.rows; ++y) {
-        const uint8_t* src = in.ptr<uint8_t>(y);
-        const float* color = s.color.ptr<float>(y);
-        const float* gray = s.gray.ptr<float>(y);
-        uint8_t* dst = out.ptr<uint8_t>(y);
-        for (int x = 0; x < in.cols; ++x) {
-            const float g = gray[x];
-            if (g == 0) {
-                // The ratio c / 0 has no value: black passes through as in the gray-ratio member.
-                for (int c = 0; c < 3; ++c) dst[3 * x + c] = src[3 * x + c];
-                continue;
-            }
-            const int j = Floor255(g);
-            const float f = g - static_cast<float>(j);
-            const float v = (1 - f) * static_cast<float>(combined[j]) + f * static_cast<float>(combined[Next(j)]);
-            for (int c = 0; c < 3; ++c) dst[3 * x + c] = ToByte((color[3 * x + c] / g) * (v * 255));
-        }
-    }
+    ScaleByGrayRatio(in, s, out, [&](float g) {
+        const int j = Floor255(g);
+        const float f = g - static_cast<float>(j);
+        const float v = (1 - f) * static_cast<float>(combined[j]) + f * static_cast<float>(combined[Next(j)]);
+        return v * 255;
+    });
 }
 
 void GlobalToneMappingOneImageByScalerLUT(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out) {
