@@ -1,5 +1,6 @@
 #include "cltm/cltm_frame.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -157,7 +158,8 @@ void ReportException(const std::exception& e) {
 // reads that plane after a frame.
 
 // Row buffers of one stripe: a ring of three converted rows (the filter's window), the filter's
-// neighbour weights, the filtered, tone-mapped and mapped luma, and the curve value pairs.
+// neighbour weights, the filtered, tone-mapped and mapped luma, and the reciprocals of the luma
+// and the filtered luma.
 class StripeRows {
 public:
     explicit StripeRows(int cols)
@@ -175,12 +177,11 @@ public:
     int16_t* Filtered() { return Array(19); }
     int16_t* Tone() { return Array(20); }
     int16_t* Mapped() { return Array(21); }
-    uint32_t* UpperPairs() { return reinterpret_cast<uint32_t*>(Array(22)); }
-    uint32_t* LowerPairs() { return reinterpret_cast<uint32_t*>(Array(24)); }  // two int16 arrays each
-    uint16_t* Reciprocal() { return reinterpret_cast<uint16_t*>(Array(26)); }
+    uint16_t* Reciprocal() { return reinterpret_cast<uint16_t*>(Array(22)); }
+    uint16_t* FilteredReciprocal() { return reinterpret_cast<uint16_t*>(Array(23)); }
 
 private:
-    static constexpr int kArrays = 27;
+    static constexpr int kArrays = 24;
     // Each array may be read kRowPad elements before its start and up to its padding after.
     int16_t* Array(int index) { return storage_.data() + static_cast<size_t>(index) * stride_ + cltm_rows::kRowPad; }
 
@@ -215,14 +216,9 @@ struct SweepFrame {
     cltm_detail::BlockGrid grid;
 };
 
-// Histograms of one stripe: the block histograms, the global histogram and the sum.
-struct StripeHistograms {
-    uint32_t* block = nullptr;
-    uint32_t* global = nullptr;
-    uint32_t* sum = nullptr;
-};
-
-void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, const StripeHistograms& hist) {
+// Counts samples into the block histograms `block_hist` only (the global histogram and the sum
+// follow from them).
+void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, uint32_t* block_hist) {
     const bool filter = !f.first && f.tables->filter;
     const int padded = cltm_rows::PaddedWidth(f.cols);
     auto convert = [&](int y) {
@@ -243,47 +239,57 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, const 
                                rows.Below(begin - 1));
     }
     const size_t block_row_bins = static_cast<size_t>(f.grid.bw) * kHistBins;
+    // An odd row's luma is sampled a row later, when its writes have left the processor's store
+    // queue (read back at once, they wait for the output rows' stores ahead of them). In pair mode
+    // the partner of an odd-width row's last pixel is the next row's first, read before that row
+    // is written (the output may be the input).
+    int pending = -1;
+    int32_t pending_next_first = 0;
+    auto sample_pending = [&] {
+        if (pending < 0) return;
+        cltm_rows::SampleRow(rows.Luma(pending), f.cols, f.hist_mode, pending_next_first, f.grid.log2w,
+                             block_hist + (static_cast<uint32_t>(pending) >> f.grid.log2h) * block_row_bins,
+                             f.grid.count() * kHistBins);
+        pending = -1;
+    };
     for (int y = begin; y < end; ++y) {
         uint32_t* plane_row = f.plane + static_cast<size_t>(y) * f.cols * 3;
         int32_t* image_row = reinterpret_cast<int32_t*>(f.image + static_cast<size_t>(y) * f.image_step);
-        // Without the filter a row is mapped in one pass, which leaves its luma for the histograms.
-        const bool mapped_in_one = !f.first && !filter;
-        if (mapped_in_one) {
-            cltm_rows::MapRow(*f.tables, f.colour, y, f.src->ptr<int32_t>(y), f.cols, rows.Luma(y), plane_row,
-                              image_row);
-        } else if (!filter) {
-            convert(y);
-        } else if (y + 1 < f.rows) {
-            convert(y + 1);
-        }
         const int16_t* luma = rows.Luma(y);
-        if ((y & 1) != 0) {
-            // In pair mode the partner of an odd-width row's last pixel is the next row's first.
-            const int32_t next_first = y + 1 < f.rows ? cltm_rows::FirstLuma(f.src->ptr<int32_t>(y + 1)) : 0;
-            cltm_rows::SampleRow(luma, f.cols, f.hist_mode, next_first, f.grid.log2w,
-                                 hist.block + (static_cast<uint32_t>(y) >> f.grid.log2h) * block_row_bins, hist.global,
-                                 hist.sum);
-        }
-        if (mapped_in_one) continue;
         const int16_t* c0 = rows.Channel(y, 0);
         const int16_t* c1 = rows.Channel(y, 1);
         const int16_t* c2 = rows.Channel(y, 2);
         if (f.first) {
+            convert(y);
             cltm_rows::CopyRow(c0, c1, c2, f.cols, plane_row, image_row);
-            continue;
+        } else if (!filter) {
+            // Without the filter a row is mapped in one pass, which leaves its luma for the histograms.
+            cltm_rows::MapRow(*f.tables, f.colour, y, f.src->ptr<int32_t>(y), f.cols, rows.Luma(y), plane_row,
+                              image_row);
+        } else {
+            // The filtered row: the filter, the base through the curves, the detail added back.
+            if (y + 1 < f.rows) convert(y + 1);
+            int16_t* mapped = rows.Mapped();
+            const int16_t* below = rows.Luma(clamped(y + 1));
+            cltm_rows::DownWeights(*f.tables, luma, below, f.cols, rows.Below(y));
+            cltm_rows::RightWeights(*f.tables, luma, f.cols, rows.Right());
+            cltm_rows::FilterRow(*f.tables, rows.Luma(clamped(y - 1)), luma, below, rows.Below(y - 1), rows.Below(y),
+                                 rows.Right(), f.cols, rows.Filtered());
+            cltm_rows::ToneRow(*f.tables, y, rows.Filtered(), luma, f.cols, rows.Tone(), rows.FilteredReciprocal(),
+                               rows.Reciprocal());
+            const uint16_t* detail_reciprocal =
+                f.tables->view.luma_select ? rows.FilteredReciprocal() : rows.Reciprocal();
+            cltm_rows::DetailRow(*f.tables, luma, rows.Filtered(), rows.Tone(), detail_reciprocal, f.cols, mapped);
+            cltm_rows::ColourRow(f.colour, c0, c1, c2, luma, mapped, rows.Reciprocal(), f.cols, plane_row,
+                                 image_row);
         }
-        // The filtered row: the filter, the base through the curves, the detail added back.
-        int16_t* mapped = rows.Mapped();
-        const int16_t* below = rows.Luma(clamped(y + 1));
-        cltm_rows::DownWeights(*f.tables, luma, below, f.cols, rows.Below(y));
-        cltm_rows::RightWeights(*f.tables, luma, f.cols, rows.Right());
-        cltm_rows::FilterRow(*f.tables, rows.Luma(clamped(y - 1)), luma, below, rows.Below(y - 1), rows.Below(y),
-                             rows.Right(), f.cols, rows.Filtered());
-        cltm_rows::ToneRow(*f.tables, y, rows.Filtered(), f.cols, rows.UpperPairs(), rows.LowerPairs(), rows.Tone(),
-                           luma, rows.Reciprocal());
-        cltm_rows::DetailRow(*f.tables, luma, rows.Filtered(), rows.Tone(), f.cols, mapped);
-        cltm_rows::ColourRow(f.colour, c0, c1, c2, luma, mapped, rows.Reciprocal(), f.cols, plane_row, image_row);
+        sample_pending();
+        if ((y & 1) != 0) {
+            pending = y;
+            pending_next_first = y + 1 < f.rows ? cltm_rows::FirstLuma(f.src->ptr<int32_t>(y + 1)) : 0;
+        }
     }
+    sample_pending();
     cltm_rows::FinishRows();
 }
 
@@ -323,10 +329,10 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
             return false;
         }
         f.tables = &w.tables;
-        w.hist.assign(bins, 0);
+        w.hist.resize(bins);
         w.raw.resize(blocks * kCurvePoints);
         w.smooth.resize(blocks * kCurvePoints);
-        if (stripes > 1) w.partial.assign(static_cast<size_t>(stripes) * (bins + kHistBins + 1), 0);
+        w.partial.assign(static_cast<size_t>(stripes) * cltm_rows::kSampleCopies * bins, 0);
         if (w.stripe_cols != f.cols) w.stripe_rows.clear();
         w.stripe_cols = f.cols;
         while (w.stripe_rows.size() < static_cast<size_t>(stripes)) w.stripe_rows.emplace_back(f.cols);
@@ -350,29 +356,28 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
         f.colour.strength = NextStrength(*ctx, *param);
         weight = param->curve_transition;
     }
-    uint32_t* global = buffers.mHistBuffer;
-    uint32_t* sum = global + kHistBins;
-    std::memset(global, 0, (kHistBins + 1) * sizeof(uint32_t));
     CLTMSweepStorage& w = *buffers.mSweepStorage;
     std::vector<uint32_t>& hist = w.hist;
     std::vector<uint32_t>& partial = w.partial;
     alad::ForEachStripe(f.rows, stripes, [&](int s, int begin, int end) {
-        StripeHistograms h{hist.data(), global, sum};
-        if (stripes > 1) {
-            h.block = partial.data() + static_cast<size_t>(s) * (bins + kHistBins + 1);
-            h.global = h.block + bins;
-            h.sum = h.global + kHistBins;
-        }
-        SweepRows(f, begin, end, w.stripe_rows[static_cast<size_t>(s)], h);
+        uint32_t* block_hist = partial.data() + static_cast<size_t>(s) * cltm_rows::kSampleCopies * bins;
+        SweepRows(f, begin, end, w.stripe_rows[static_cast<size_t>(s)], block_hist);
     });
-    if (stripes > 1) {
-        // Counts add up the same in any order (32-bit wrapping, as the plain path's).
-        for (int s = 0; s < stripes; ++s) {
-            const uint32_t* part = partial.data() + static_cast<size_t>(s) * (bins + kHistBins + 1);
-            for (size_t i = 0; i < bins; ++i) hist[i] += part[i];
-            for (size_t i = 0; i <= kHistBins; ++i) global[i] += part[bins + i];
-        }
+    // Counts add up the same in any order (32-bit wrapping, as the plain path's). Every sample
+    // counts once in a block and once in the global histogram, and adds its bin code to the sum.
+    std::fill(hist.begin(), hist.end(), 0u);
+    for (size_t part = 0; part < static_cast<size_t>(stripes) * cltm_rows::kSampleCopies; ++part) {
+        const uint32_t* counts = partial.data() + part * bins;
+        for (size_t i = 0; i < bins; ++i) hist[i] += counts[i];
     }
+    uint32_t* global = buffers.mHistBuffer;
+    std::memset(global, 0, (kHistBins + 1) * sizeof(uint32_t));
+    for (size_t block = 0; block < blocks; ++block) {
+        for (size_t b = 0; b < kHistBins; ++b) global[b] += hist[block * kHistBins + b];
+    }
+    uint32_t sum = 0;
+    for (uint32_t b = 0; b < kHistBins; ++b) sum += b * global[b];
+    global[kHistBins] = sum;
     if (image.data != out.data) StoreImage(image, out);
     cltm_detail::CurvesFromHistograms(buffers.mToneCurves, hist.data(), w.raw.data(), w.smooth.data(), width, height,
                                       weight, *param, f.grid, true);

@@ -117,35 +117,38 @@ inline v_s16 PairWeight(const TableView& t, const v_s16& d) {
 // 10-bit to 12-bit, the two top bits repeated at the bottom.
 inline v_s16 To12Bit(const v_s16& v) { return cv::v_shl<2>(v) + cv::v_shr<8>(v); }
 
-inline int Smaller(int a, int b) { return a < b ? a : b; }
 inline int Distance(int a, int b) { return a < b ? b - a : a - b; }
 
-// Writes a vector's worth of pixels of three planar rows (non-negative 16-bit values) interleaved
-// as 32-bit values, or the first `count` pixels at the end of a row; `twelve_bit` converts them.
-inline void StoreInterleaved(int32_t* dst, int count, const v_s16& a, const v_s16& b, const v_s16& c,
-                             bool twelve_bit) {
+// Writes a vector's worth of pixels from x on (fewer at the end of a row) of three planar rows of
+// 10-bit codes interleaved as 32-bit values, as they are to the plane and as 12-bit codes
+// (4v + (v >> 8)) to the image.
+inline void StoreBoth(uint32_t* plane, int32_t* image, int x, int cols, const v_s16 v[3]) {
     alignas(64) int16_t packed[3 * kLanes16];
-    cv::v_store_interleave(packed, a, b, c);
-    alignas(64) int32_t tail[3 * kLanes16];
-    int32_t* out = count == kLanes16 ? dst : tail;
-    // Whole vectors at aligned addresses go straight to memory (non-temporal stores, where the
-    // processor has them): the frame is written once and not read back here, and this saves
-    // reading every output line in before writing it.
-    const bool stream = count == kLanes16 && reinterpret_cast<uintptr_t>(dst) % sizeof(v_s32) == 0;
-    for (int k = 0; k < 3; ++k) {
-        v_s16 v = cv::vx_load_aligned(packed + kLanes16 * k);
-        if (twelve_bit) v = To12Bit(v);
-        v_u32 low, high;
-        cv::v_expand(cv::v_reinterpret_as_u16(v), low, high);
-        if (stream) {
-            cv::v_store_aligned_nocache(out + kLanes16 * k, cv::v_reinterpret_as_s32(low));
-            cv::v_store_aligned_nocache(out + kLanes16 * k + kLanes32, cv::v_reinterpret_as_s32(high));
-        } else {
-            cv::v_store(out + kLanes16 * k, cv::v_reinterpret_as_s32(low));
-            cv::v_store(out + kLanes16 * k + kLanes32, cv::v_reinterpret_as_s32(high));
+    cv::v_store_interleave(packed, v[0], v[1], v[2]);
+    const int count = cols - x < kLanes16 ? cols - x : kLanes16;
+    int32_t* targets[2] = {reinterpret_cast<int32_t*>(plane) + 3 * x, image + 3 * x};
+    for (int out = 0; out < 2; ++out) {
+        alignas(64) int32_t tail[3 * kLanes16];
+        int32_t* dst = count == kLanes16 ? targets[out] : tail;
+        // Whole vectors at aligned addresses go straight to memory (non-temporal stores, where the
+        // processor has them): the frame is written once and not read back here, and this saves
+        // reading every output line in before writing it.
+        const bool stream = count == kLanes16 && reinterpret_cast<uintptr_t>(dst) % sizeof(v_s32) == 0;
+        for (int k = 0; k < 3; ++k) {
+            v_s16 value = cv::vx_load_aligned(packed + kLanes16 * k);
+            if (out == 1) value = To12Bit(value);
+            v_u32 low, high;
+            cv::v_expand(cv::v_reinterpret_as_u16(value), low, high);
+            if (stream) {
+                cv::v_store_aligned_nocache(dst + kLanes16 * k, cv::v_reinterpret_as_s32(low));
+                cv::v_store_aligned_nocache(dst + kLanes16 * k + kLanes32, cv::v_reinterpret_as_s32(high));
+            } else {
+                cv::v_store(dst + kLanes16 * k, cv::v_reinterpret_as_s32(low));
+                cv::v_store(dst + kLanes16 * k + kLanes32, cv::v_reinterpret_as_s32(high));
+            }
         }
+        if (count != kLanes16) std::memcpy(targets[out], tail, static_cast<size_t>(count) * 3 * sizeof(int32_t));
     }
-    if (count != kLanes16) std::memcpy(dst, tail, static_cast<size_t>(count) * 3 * sizeof(int32_t));
 }
 
 // Orders the non-temporal stores before whatever follows (another thread reading the rows).
@@ -179,13 +182,70 @@ void CurveValuesKernel(const uint32_t* curve, uint16_t* values) {
     }
 }
 
-void ZipPairsKernel(const uint16_t* first, const uint16_t* second, uint32_t* out, int count) {
-    for (int v = 0; v < count; v += kLanes16) {
-        v_u16 a, b;
-        cv::v_zip(cv::vx_load(first + v), cv::vx_load(second + v), a, b);
-        cv::v_store(out + v, cv::v_reinterpret_as_u32(a));
-        cv::v_store(out + v + kLanes32, cv::v_reinterpret_as_u32(b));
+void MakeQuadsKernel(const uint16_t* upper_left, const uint16_t* upper_right, const uint16_t* lower_left,
+                     const uint16_t* lower_right, const uint32_t* low_bits, const uint32_t* high_bits, uint64_t* out) {
+    uint32_t* words = reinterpret_cast<uint32_t*>(out);
+    for (int v = 0; v < kLumaCodes; v += kLanes16) {
+        v_u16 upper[2], lower[2];
+        cv::v_zip(cv::vx_load(upper_left + v), cv::vx_load(upper_right + v), upper[0], upper[1]);
+        cv::v_zip(cv::vx_load(lower_left + v), cv::vx_load(lower_right + v), lower[0], lower[1]);
+        for (int h = 0; h < 2; ++h) {
+            const int at = v + h * kLanes32;
+            cv::v_store_interleave(words + 2 * at, cv::v_reinterpret_as_u32(upper[h]) | cv::vx_load(low_bits + at),
+                                   cv::v_reinterpret_as_u32(lower[h]) | cv::vx_load(high_bits + at));
+        }
     }
+}
+
+// The quads of a vector's worth of pixels (MapTables) at 16-bit indices of the row pair's tables
+// `quads` (column offsets added here), as their low and high 32-bit halves, kLanes32 pixels each.
+inline void FetchQuads(const uint64_t* quads, const int32_t* column, const v_s16& index, v_u32 low[2], v_u32 high[2]) {
+#if CV_AVX2
+    // Gather instructions: as fast as plain loads here, and fewer instructions.
+    v_s32 at[2];
+    cv::v_expand(index, at[0], at[1]);
+    const long long* base = reinterpret_cast<const long long*>(quads);
+    for (int h = 0; h < 2; ++h) {
+        const __m256i offsets = (at[h] + cv::vx_load(column + h * kLanes32)).val;
+        const __m256i a = _mm256_i32gather_epi64(base, _mm256_castsi256_si128(offsets), 8);      // pixels 0-3
+        const __m256i b = _mm256_i32gather_epi64(base, _mm256_extracti128_si256(offsets, 1), 8);  // pixels 4-7
+        // Halves of pixels 0 1 4 5 | 2 3 6 7, then put in order.
+        const __m256 lo = _mm256_shuffle_ps(_mm256_castsi256_ps(a), _mm256_castsi256_ps(b), 0x88);
+        const __m256 hi = _mm256_shuffle_ps(_mm256_castsi256_ps(a), _mm256_castsi256_ps(b), 0xDD);
+        low[h] = v_u32(_mm256_permute4x64_epi64(_mm256_castps_si256(lo), 0xD8));
+        high[h] = v_u32(_mm256_permute4x64_epi64(_mm256_castps_si256(hi), 0xD8));
+    }
+#else
+    // Plain loads through a small array (see Gather32).
+    alignas(64) int16_t at[kLanes16];
+    alignas(64) uint64_t entry[kLanes16];
+    cv::v_store_aligned(at, index);
+    for (int k = 0; k < kLanes16; ++k) entry[k] = quads[column[k] + at[k]];
+    asm volatile("" ::: "memory");
+    const uint32_t* words = reinterpret_cast<const uint32_t*>(entry);
+    cv::v_load_deinterleave(words, low[0], high[0]);
+    cv::v_load_deinterleave(words + 2 * kLanes32, low[1], high[1]);
+#endif
+}
+
+// _tone_mapping of a vector's worth of pixels from their quads, and Q[index >> 2] from the spare
+// bits.
+inline void ToneFromQuads(const v_u32 low[2], const v_u32 high[2], const int32_t* wx, const v_s32& wy, v_s16& tone,
+                          v_u16& reciprocal) {
+    const v_u32 values = cv::vx_setall_u32(0x03FF03FFu);
+    v_s32 blended[2], q[2];
+    for (int h = 0; h < 2; ++h) {
+        const v_s32 w = cv::vx_load(wx + h * kLanes32);
+        // Horizontal blends of the upper and the lower block row, then the vertical one.
+        const v_s32 top = BlendPairs(cv::v_reinterpret_as_s32(low[h] & values), w);
+        const v_s32 bottom = BlendPairs(cv::v_reinterpret_as_s32(high[h] & values), w);
+        blended[h] = BlendPairs(top | cv::v_shl<16>(bottom), wy);
+        q[h] = cv::v_reinterpret_as_s32((cv::v_shr<10>(low[h]) & cv::vx_setall_u32(0x3F)) |
+                                        (cv::v_shr<20>(low[h]) & cv::vx_setall_u32(0xFC0)) |
+                                        (cv::v_shl<2>(high[h]) & cv::vx_setall_u32(0xF000)));
+    }
+    tone = cv::v_pack(blended[0], blended[1]);
+    reciprocal = cv::v_pack_u(q[0], q[1]);
 }
 
 // One vector's worth of 12-bit BGR pixels (3 * kLanes16 readable values) as planar 10-bit codes:
@@ -223,41 +283,22 @@ void ConvertRowKernel(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int
     }
 }
 
-void ToneRowKernel(const TableView& t, int y, const int16_t* index, int cols, const int16_t* luma,
-                   uint16_t* reciprocal, uint32_t* upper_pairs, uint32_t* lower_pairs, int16_t* out) {
-    const int32_t* up = t.pair + t.upper[y];
-    const int32_t* down = t.pair + t.lower[y];
+void ToneRowKernel(const TableView& t, int y, const int16_t* index, const int16_t* luma, int cols, int16_t* out,
+                   uint16_t* index_reciprocal, uint16_t* luma_reciprocal) {
+    const uint64_t* quads = t.quad + t.row[y];
     const int padded = PaddedWidth(cols);
     const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
-    // One scalar pass does all the look-ups of the row (faster than gathers), then the blends.
-    const int32_t* column = t.column;
-    if (reciprocal != nullptr) {
-        for (int x = 0; x < padded; ++x) {
-            const int32_t at = column[x] + index[x];
-            upper_pairs[x] = static_cast<uint32_t>(up[at]);
-            lower_pairs[x] = static_cast<uint32_t>(down[at]);
-            reciprocal[x] = static_cast<uint16_t>(t.reciprocal_by_luma[luma[x]]);
-        }
-    } else {
-        for (int x = 0; x < padded; ++x) {
-            const int32_t at = column[x] + index[x];
-            upper_pairs[x] = static_cast<uint32_t>(up[at]);
-            lower_pairs[x] = static_cast<uint32_t>(down[at]);
-        }
-    }
-    const int32_t* upper = reinterpret_cast<const int32_t*>(upper_pairs);
-    const int32_t* lower = reinterpret_cast<const int32_t*>(lower_pairs);
     for (int x = 0; x < padded; x += kLanes16) {
-        v_s32 half[2];
-        for (int h = 0; h < 2; ++h) {
-            const int at = x + h * kLanes32;
-            const v_s32 w = cv::vx_load(t.wx + at);
-            // Horizontal blends of the upper and the lower block row, then the vertical one.
-            const v_s32 top = BlendPairs(cv::vx_load(upper + at), w);
-            const v_s32 bottom = BlendPairs(cv::vx_load(lower + at), w);
-            half[h] = BlendPairs(top | cv::v_shl<16>(bottom), wy);
+        v_u32 low[2], high[2];
+        FetchQuads(quads, t.column + x, cv::vx_load(index + x), low, high);
+        v_s16 tone;
+        v_u16 q;
+        ToneFromQuads(low, high, t.wx + x, wy, tone, q);
+        cv::v_store(out + x, tone);
+        cv::v_store(index_reciprocal + x, q);
+        if (luma_reciprocal != nullptr) {
+            cv::v_store(luma_reciprocal + x, GatherU16(t.reciprocal_by_luma, cv::vx_load(luma + x)));
         }
-        cv::v_store(out + x, cv::v_pack(half[0], half[1]));
     }
 }
 
@@ -327,8 +368,8 @@ void FilterRowKernel(const TableView& t, const int16_t* above_row, const int16_t
     }
 }
 
-void DetailRowKernel(const TableView& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone, int cols,
-                     int16_t* out) {
+void DetailRowKernel(const TableView& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone,
+                     const uint16_t* reciprocal, int cols, int16_t* out) {
     const int padded = PaddedWidth(cols);
     for (int x = 0; x < padded; x += kLanes16) {
         const v_s16 v = cv::vx_load(luma + x);
@@ -340,7 +381,7 @@ void DetailRowKernel(const TableView& t, const int16_t* luma, const int16_t* fil
         if (!t.detail_direct) {
             // Scaled by the base's gain base / i: (Q[i >> 2] * base) >> 8, below 2^18.
             v_s32 gain_lo, gain_hi;
-            MulShift8(GatherU16(t.reciprocal_by_luma, i), cv::v_reinterpret_as_u16(base), gain_lo, gain_hi);
+            MulShift8(cv::vx_load(reciprocal + x), cv::v_reinterpret_as_u16(base), gain_lo, gain_hi);
             d_lo = cv::v_shr<10>(gain_lo * d_lo);
             d_hi = cv::v_shr<10>(gain_hi * d_hi);
         }
@@ -410,9 +451,7 @@ void ColourRowKernel(const ColourStep& step, const int16_t* c0, const int16_t* c
         const v_s16 u[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
         v_s16 result[3];
         ColourChunk(k, u, cv::vx_load(luma + x), cv::vx_load(mapped + x), cv::vx_load(reciprocal + x), result);
-        const int count = Smaller(kLanes16, cols - x);
-        StoreInterleaved(reinterpret_cast<int32_t*>(plane) + 3 * x, count, result[0], result[1], result[2], false);
-        StoreInterleaved(image + 3 * x, count, result[0], result[1], result[2], true);
+        StoreBoth(plane, image, x, cols, result);
     }
 }
 
@@ -422,8 +461,7 @@ void ColourRowKernel(const ColourStep& step, const int16_t* c0, const int16_t* c
 void MapRowKernel(const TableView& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
                   uint32_t* plane, int32_t* image) {
     const ColourConstants k(step);
-    const int32_t* up = t.pair + t.upper[y];
-    const int32_t* down = t.pair + t.lower[y];
+    const uint64_t* quads = t.quad + t.row[y];
     const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
     for (int x = 0; x < cols; x += kLanes16) {
         alignas(64) int32_t tail[3 * kLanes16];
@@ -431,46 +469,29 @@ void MapRowKernel(const TableView& t, const ColourStep& step, int y, const int32
         ConvertChunk(ChunkSource(in, x, cols, tail), u[0], u[1], u[2]);
         const v_s16 y_old = cv::v_max(cv::v_max(u[0], u[1]), u[2]);
         cv::v_store(luma + x, y_old);
-        // The curve value pairs and the reciprocal by plain loads (see Gather32).
-        alignas(64) int32_t upper[kLanes16], lower[kLanes16];
-        alignas(64) uint16_t q[kLanes16];
-        for (int j = 0; j < kLanes16; ++j) {
-            const int32_t v = luma[x + j];
-            const int32_t at = t.column[x + j] + v;
-            upper[j] = up[at];
-            lower[j] = down[at];
-            q[j] = static_cast<uint16_t>(t.reciprocal_by_luma[v]);
-        }
-        asm volatile("" ::: "memory");  // keep the compiler from building the vectors lane by lane
-        v_s32 half[2];
-        for (int h = 0; h < 2; ++h) {
-            const v_s32 w = cv::vx_load(t.wx + x + h * kLanes32);
-            const v_s32 top = BlendPairs(cv::vx_load_aligned(upper + h * kLanes32), w);
-            const v_s32 bottom = BlendPairs(cv::vx_load_aligned(lower + h * kLanes32), w);
-            half[h] = BlendPairs(top | cv::v_shl<16>(bottom), wy);
-        }
+        v_u32 low[2], high[2];
+        FetchQuads(quads, t.column + x, y_old, low, high);
+        v_s16 y_new;
+        v_u16 q;
+        ToneFromQuads(low, high, t.wx + x, wy, y_new, q);
         v_s16 result[3];
-        ColourChunk(k, u, y_old, cv::v_pack(half[0], half[1]), cv::vx_load_aligned(q), result);
-        const int count = Smaller(kLanes16, cols - x);
-        StoreInterleaved(reinterpret_cast<int32_t*>(plane) + 3 * x, count, result[0], result[1], result[2], false);
-        StoreInterleaved(image + 3 * x, count, result[0], result[1], result[2], true);
+        ColourChunk(k, u, y_old, y_new, q, result);
+        StoreBoth(plane, image, x, cols, result);
     }
 }
 
 void CopyRowKernel(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane,
                    int32_t* image) {
     for (int x = 0; x < cols; x += kLanes16) {
-        const v_s16 a = cv::vx_load(c0 + x), b = cv::vx_load(c1 + x), c = cv::vx_load(c2 + x);
-        const int count = Smaller(kLanes16, cols - x);
-        StoreInterleaved(reinterpret_cast<int32_t*>(plane) + 3 * x, count, a, b, c, false);
-        StoreInterleaved(image + 3 * x, count, a, b, c, true);
+        const v_s16 channels[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
+        StoreBoth(plane, image, x, cols, channels);
     }
 }
 
 }  // namespace
 
 const RowKernels& Kernels() {
-    static const RowKernels kernels = {CurveValuesKernel, ZipPairsKernel,  ConvertRowKernel, ToneRowKernel,
+    static const RowKernels kernels = {CurveValuesKernel, MakeQuadsKernel, ConvertRowKernel, ToneRowKernel,
                                        DownWeightsKernel, RightWeightsKernel, FilterRowKernel,  DetailRowKernel,
                                        ColourRowKernel,   CopyRowKernel,      StreamFenceKernel, MapRowKernel};
     return kernels;

@@ -34,6 +34,23 @@ const std::array<int32_t, kLumaCodes>& ReciprocalByLuma() {
     return table;
 }
 
+// The reciprocal Q[v >> 2] of each luma v spread over the spare bits of a quad (see MapTables).
+struct ReciprocalBits {
+    std::array<uint32_t, kLumaCodes> low, high;
+};
+const ReciprocalBits& QuadReciprocalBits() {
+    static const ReciprocalBits bits = [] {
+        ReciprocalBits b{};
+        for (int v = 0; v < kLumaCodes; ++v) {
+            const uint32_t q = kMapReciprocal[v >> 2];
+            b.low[v] = (q & 63u) << 10 | ((q >> 6) & 63u) << 26;
+            b.high[v] = (q >> 12) << 10;
+        }
+        return b;
+    }();
+    return bits;
+}
+
 // Packs a weight w (0..256) with its complement, low half first: the multiplier of a pair
 // a | b << 16 in the kernels' blends.
 int32_t WeightPair(uint32_t w) { return static_cast<int32_t>(w | ((256u - w) << 16)); }
@@ -64,52 +81,56 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
 
     // The pairing walk of ad_enhance_luma along a row, recorded once per frame: the distinct
     // (left, right) block pairs in order, and each column's pair and weight. The weights stay
-    // within 0..256 for every block size; the blend by 16-bit pairs relies on it.
+    // within 0..256 for every block size; the blend by 16-bit pairs relies on it. The same down
+    // the rows with (upper, lower) block pairs.
+    using BlockPairs = std::vector<std::pair<uint32_t, uint32_t>>;
+    auto walk = [](uint32_t length, uint32_t log2, uint32_t blocks, BlockPairs* pairs, int32_t* pair_of,
+                   int32_t* weight_of) {
+        cltm_detail::BlockPairWalker walker(log2, blocks);
+        for (uint32_t i = 0; i < length; ++i) {
+            walker.Next(i);
+            if (walker.weight > 256) return false;
+            if (pairs->empty() || pairs->back() != std::make_pair(walker.first, walker.second)) {
+                if (pairs->size() >= kMaxQuadTables) return false;
+                pairs->emplace_back(walker.first, walker.second);
+            }
+            pair_of[i] = static_cast<int32_t>(pairs->size() - 1);
+            weight_of[i] = WeightPair(walker.weight);
+        }
+        return true;
+    };
     const int padded = PaddedWidth(static_cast<int>(width));
-    std::vector<std::pair<uint32_t, uint32_t>> pairs;
+    BlockPairs columns, rows;
     t->column.resize(padded);
     t->wx.resize(padded);
-    cltm_detail::BlockPairWalker columns(grid.log2w, grid.bw);
-    for (uint32_t x = 0; x < width; ++x) {
-        columns.Next(x);
-        if (columns.weight > 256) return false;
-        if (pairs.empty() || pairs.back() != std::make_pair(columns.first, columns.second)) {
-            if (pairs.size() >= kMaxPairTables) return false;
-            pairs.emplace_back(columns.first, columns.second);
-        }
-        t->column[x] = static_cast<int32_t>((pairs.size() - 1) * kLumaCodes);
-        t->wx[x] = WeightPair(columns.weight);
+    t->row.resize(height);
+    t->wy.resize(height);
+    if (!walk(width, grid.log2w, grid.bw, &columns, t->column.data(), t->wx.data()) ||
+        !walk(height, grid.log2h, grid.bh, &rows, t->row.data(), t->wy.data()) ||
+        rows.size() * columns.size() > kMaxQuadTables) {
+        return false;
     }
+    // Offsets of the tables: a column's within a row pair's, a row's from the start.
+    const size_t row_tables = columns.size() * kLumaCodes;
+    for (uint32_t x = 0; x < width; ++x) t->column[x] *= kLumaCodes;
     for (int x = static_cast<int>(width); x < padded; ++x) {
         t->column[x] = t->column[width - 1];
         t->wx[x] = t->wx[width - 1];
     }
-    if (static_cast<size_t>(grid.bh) * pairs.size() > kMaxPairTables) return false;
+    for (uint32_t y = 0; y < height; ++y) t->row[y] = static_cast<int32_t>(t->row[y] * row_tables);
 
-    t->upper.resize(height);
-    t->lower.resize(height);
-    t->wy.resize(height);
-    cltm_detail::BlockPairWalker rows(grid.log2h, grid.bh);
-    const size_t block_row = pairs.size() * kLumaCodes;
-    for (uint32_t y = 0; y < height; ++y) {
-        rows.Next(y);
-        if (rows.weight > 256) return false;
-        t->upper[y] = static_cast<int32_t>(rows.first * block_row);
-        t->lower[y] = static_cast<int32_t>(rows.second * block_row);
-        t->wy[y] = WeightPair(rows.weight);
-    }
-
+    // Every block curve at every luma, then the four curves of each row pair and column pair.
     const RowKernels& k = Active();
-    t->pair.resize(static_cast<size_t>(grid.bh) * block_row);
-    std::vector<uint16_t> values(static_cast<size_t>(grid.bw) * kLumaCodes);
-    for (uint32_t by = 0; by < grid.bh; ++by) {
-        for (uint32_t bx = 0; bx < grid.bw; ++bx) {
-            k.curve_values(curves + (static_cast<size_t>(by) * grid.bw + bx) * kCurvePoints,
-                           values.data() + static_cast<size_t>(bx) * kLumaCodes);
-        }
-        for (size_t p = 0; p < pairs.size(); ++p) {
-            k.zip_pairs(values.data() + pairs[p].first * kLumaCodes, values.data() + pairs[p].second * kLumaCodes,
-                        t->pair.data() + by * block_row + p * kLumaCodes, kLumaCodes);
+    std::vector<uint16_t> values(grid.count() * kLumaCodes);
+    for (size_t b = 0; b < grid.count(); ++b) k.curve_values(curves + b * kCurvePoints, values.data() + b * kLumaCodes);
+    auto curve = [&](uint32_t by, uint32_t bx) { return values.data() + (by * size_t{grid.bw} + bx) * kLumaCodes; };
+    const ReciprocalBits& q = QuadReciprocalBits();
+    t->quad.resize(rows.size() * row_tables);
+    for (size_t r = 0; r < rows.size(); ++r) {
+        for (size_t c = 0; c < columns.size(); ++c) {
+            k.make_quads(curve(rows[r].first, columns[c].first), curve(rows[r].first, columns[c].second),
+                         curve(rows[r].second, columns[c].first), curve(rows[r].second, columns[c].second),
+                         q.low.data(), q.high.data(), t->quad.data() + r * row_tables + c * kLumaCodes);
         }
     }
 
@@ -132,11 +153,10 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
         v.luma_select = filter.filter_luma_select != 0;
         v.detail_direct = filter.filter_detail_direct != 0;
     }
-    v.pair = reinterpret_cast<const int32_t*>(t->pair.data());
+    v.quad = t->quad.data();
     v.column = t->column.data();
     v.wx = t->wx.data();
-    v.upper = t->upper.data();
-    v.lower = t->lower.data();
+    v.row = t->row.data();
     v.wy = t->wy.data();
     v.reciprocal = reinterpret_cast<const int32_t*>(kMapReciprocal.data());
     v.reciprocal_by_luma = ReciprocalByLuma().data();
@@ -159,27 +179,35 @@ int32_t FirstLuma(const int32_t* in) {
 }
 
 void SampleRow(const int16_t* luma, int cols, uint32_t mode, int32_t next_row_first, uint32_t log2w,
-               uint32_t* block_row_hist, uint32_t* global_hist, uint32_t* sum) {
+               uint32_t* block_row_hist, size_t copy_stride) {
     if (mode > 1) return;
-    uint32_t total = 0;
-    for (int x = 0; x < cols; x += 2) {
-        uint32_t s;
-        if (mode == 0) {
-            s = static_cast<uint32_t>(luma[x]) >> 3;
-        } else {
-            const int32_t partner = x + 1 < cols ? luma[x + 1] : next_row_first;
-            s = static_cast<uint32_t>(luma[x] + partner + 1) >> 4;
+    // Block by block, so that the histograms in use stay put; consecutive samples go to different
+    // copies, so that increments of one bin (neighbours often share one) do not wait on each other.
+    const int64_t block = int64_t{1} << log2w;
+    for (int start = 0; start < cols; start = static_cast<int>(start + block < cols ? start + block : cols)) {
+        uint32_t* hist[kSampleCopies];
+        for (int k = 0; k < kSampleCopies; ++k) {
+            hist[k] = block_row_hist + k * copy_stride + (static_cast<uint32_t>(start) >> log2w) * kHistBins;
         }
-        ++block_row_hist[(static_cast<uint32_t>(x) >> log2w) * kHistBins + s];
-        ++global_hist[s];
-        total += s;
+        const int end = static_cast<int>(start + block < cols ? start + block : cols);
+        const int first = start + (start & 1);  // blocks one pixel wide start on odd columns too
+        int k = 0;
+        if (mode == 0) {
+            for (int x = first; x < end; x += 2, k = (k + 1) % kSampleCopies) {
+                ++hist[k][static_cast<uint32_t>(luma[x]) >> 3];
+            }
+        } else {
+            for (int x = first; x < end; x += 2, k = (k + 1) % kSampleCopies) {
+                const int32_t partner = x + 1 < cols ? luma[x + 1] : next_row_first;
+                ++hist[k][static_cast<uint32_t>(luma[x] + partner + 1) >> 4];
+            }
+        }
     }
-    *sum += total;
 }
 
-void ToneRow(const MapTables& t, int y, const int16_t* index, int cols, uint32_t* upper_pairs, uint32_t* lower_pairs,
-             int16_t* out, const int16_t* luma, uint16_t* reciprocal) {
-    Active().tone(t.view, y, index, cols, luma, luma != nullptr ? reciprocal : nullptr, upper_pairs, lower_pairs, out);
+void ToneRow(const MapTables& t, int y, const int16_t* index, const int16_t* luma, int cols, int16_t* out,
+             uint16_t* index_reciprocal, uint16_t* luma_reciprocal) {
+    Active().tone(t.view, y, index, luma, cols, out, index_reciprocal, luma_reciprocal);
 }
 
 void DownWeights(const MapTables& t, const int16_t* upper, const int16_t* lower, int cols, const PairWeights& out) {
@@ -195,9 +223,9 @@ void FilterRow(const MapTables& t, const int16_t* above_row, const int16_t* row,
     Active().filter(t.view, above_row, row, below_row, above, below, right, cols, filtered);
 }
 
-void DetailRow(const MapTables& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone, int cols,
-               int16_t* out) {
-    Active().detail(t.view, luma, filtered, tone, cols, out);
+void DetailRow(const MapTables& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone,
+               const uint16_t* reciprocal, int cols, int16_t* out) {
+    Active().detail(t.view, luma, filtered, tone, reciprocal, cols, out);
 }
 
 void ColourRow(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,

@@ -4,8 +4,9 @@
 // against them for equality.
 //
 // What makes them faster:
-// - each block curve is read off once per frame at all 1024 lumas, and the values of the two
-//   blocks a column blends are kept side by side, so a pixel's four curve values are two loads;
+// - each block curve is read off once per frame at all 1024 lumas, and the values of the four
+//   blocks a pixel blends are kept together with the reciprocal of its luma in one 64-bit table
+//   entry, so a pixel's look-ups are one load;
 // - the block pairing and the weights depend only on the column or only on the row, so they are
 //   tables made once per frame;
 // - the blends b + ((128 + (a - b) * w) >> 8) are computed as (a * w + b * (256 - w) + 128) >> 8
@@ -17,7 +18,7 @@
 //   NEON on arm64) and again for AVX2, chosen at run time (common/simd.h);
 // - the filter's weight of a pair of neighbours is looked up once and used by both pixels.
 //
-// Row buffers hold int16 values (uint32 for curve value pairs), are padded to a multiple of
+// Row buffers hold int16 values, are padded to a multiple of
 // kRowPad pixels and may be read up to that padding. Luma rows read by the filter are valid from
 // index -1 to the padded width inclusive (the frame's edge pixel repeated).
 #ifndef ALAD_CLTM_CLTM_ROWS_H
@@ -40,11 +41,10 @@ inline int PaddedWidth(int width) { return (width + kRowPad - 1) / kRowPad * kRo
 
 // What the kernels read of a frame's tables, as plain pointers (see MapTables).
 struct TableView {
-    const int32_t* pair = nullptr;
+    const uint64_t* quad = nullptr;
     const int32_t* column = nullptr;
     const int32_t* wx = nullptr;
-    const int32_t* upper = nullptr;
-    const int32_t* lower = nullptr;
+    const int32_t* row = nullptr;
     const int32_t* wy = nullptr;
     const int32_t* range_weight = nullptr;
     const uint8_t* range_weight_bytes = nullptr;  // the 32 range weights as bytes
@@ -59,14 +59,17 @@ struct TableView {
 // Everything about a frame's mapping that depends on the curve set, the geometry and the filter
 // settings but not on the pixels.
 struct MapTables {
-    // pair[(by * pairs_per_row + p) * 1024 + v]: the curves of block row `by` and column pair `p`
-    // at luma v, as _tone_mapping reads one curve: first block | second block << 16.
-    std::vector<uint32_t> pair;
-    // Per column (padded width): the offset of its column pair's table within a block row, and the
+    // quad[(row_pair * column_pairs + column_pair) * 1024 + v]: the four curves of a row pair
+    // (upper, lower) and a column pair (left, right) at luma v, as _tone_mapping reads one curve,
+    // in 16-bit fields from the low end: upper left, upper right, lower left, lower right. The
+    // values take 10 bits; the six spare bits of the first three fields hold Q[v >> 2] (bits 0-5,
+    // 6-11, 12-15), which the colour step and the detail scale need at the same luma.
+    std::vector<uint64_t> quad;
+    // Per column (padded width): the offset of its column pair's table within a row pair's, and the
     // left weight packed as wx | (256 - wx) << 16.
     std::vector<int32_t> column, wx;
-    // Per row: the offsets of the upper and lower block row's tables, and wy packed like wx.
-    std::vector<int32_t> upper, lower, wy;
+    // Per row: the offset of its row pair's tables, and the upper weight packed like wx.
+    std::vector<int32_t> row, wy;
     // Filter: the weight of a neighbour at |difference| d (0..1023), the detail gain at luma i.
     std::vector<int32_t> range_weight, detail_gain;
     uint8_t range_weight_bytes[32] = {};
@@ -74,9 +77,10 @@ struct MapTables {
     TableView view;  // the above as the kernels read them
 };
 
-// The pair tables take 4 KB per block row and column pair; frames that would need more than this
-// go the plain way (only register values far outside the block sizes of 32..256 pixels get there).
-constexpr size_t kMaxPairTables = 4096;
+// The quad tables take 8 KB per row pair and column pair; frames that would need more than this
+// many go the plain way (only register values far outside the block sizes of 32..256 pixels get
+// there).
+constexpr size_t kMaxQuadTables = 4096;
 
 // Fills the tables for a width x height frame (both > 0) mapped with `curves`. False when the
 // sweep cannot take the frame: too many blocks, or filter settings outside what its 16-bit lanes
@@ -98,16 +102,17 @@ int32_t FirstLuma(const int32_t* in);
 // Histogram samples of one sampled (odd) row, as ad_calc_histogram takes them: every other pixel
 // from column 0, its own code >> 3 (mode 0) or the rounded mean of it and the next pixel >> 4
 // (mode 1); the pixel after an odd-width row's last is `next_row_first`. Adds to the block row's
-// histograms, the global histogram and the sum.
+// histograms only: the global histogram and the sum follow from them. The counts are spread over
+// kSampleCopies copies of the histograms, `copy_stride` values apart, to be added up afterwards.
+constexpr int kSampleCopies = 4;
 void SampleRow(const int16_t* luma, int cols, uint32_t mode, int32_t next_row_first, uint32_t log2w,
-               uint32_t* block_row_hist, uint32_t* global_hist, uint32_t* sum);
+               uint32_t* block_row_hist, size_t copy_stride);
 
 // Luma through the four block curves of each pixel of row y, blended by the column and row
-// weights: out[x] = _tone_mapping(curves of x, index[x], wx, wy). With `luma`, also the colour
-// step's reciprocal Q[luma >> 2] per pixel into `reciprocal` (the same look-up pass). The pair
-// rows are scratch.
-void ToneRow(const MapTables& t, int y, const int16_t* index, int cols, uint32_t* upper_pairs, uint32_t* lower_pairs,
-             int16_t* out, const int16_t* luma = nullptr, uint16_t* reciprocal = nullptr);
+// weights: out[x] = _tone_mapping(curves of x, index[x], wx, wy), and Q[index[x] >> 2] into
+// `index_reciprocal`. Also Q[luma[x] >> 2] into `luma_reciprocal` (the colour step's).
+void ToneRow(const MapTables& t, int y, const int16_t* index, const int16_t* luma, int cols, int16_t* out,
+             uint16_t* index_reciprocal, uint16_t* luma_reciprocal);
 
 // The filter's neighbour weights of one row (see FilterRow): between the row and the one below,
 // straight down, down-right and down-left, each indexed by the upper pixel.
@@ -128,9 +133,10 @@ void FilterRow(const MapTables& t, const int16_t* above_row, const int16_t* row,
                const PairWeights& above, const PairWeights& below, const int16_t* right, int cols, int16_t* filtered);
 
 // The filtered pixel: base `tone` (the tone-mapped filtered luma), detail luma - filtered scaled
-// and weighted as ad_enhance_luma does; result 0..1023.
-void DetailRow(const MapTables& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone, int cols,
-               int16_t* out);
+// and weighted as ad_enhance_luma does; result 0..1023. `reciprocal` holds Q[i >> 2] of the luma i
+// the detail gain is indexed by (ToneRow's index or luma reciprocal).
+void DetailRow(const MapTables& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone,
+               const uint16_t* reciprocal, int cols, int16_t* out);
 
 // The colour step of ad_enhance_rgb on planar rows, written interleaved as 10-bit codes to
 // `plane` and as 12-bit codes (4v + (v >> 8)) to `image`. `reciprocal` holds Q[luma >> 2] per
@@ -160,18 +166,20 @@ void FinishRows();
 // the build in use (common/simd.h).
 struct RowKernels {
     void (*curve_values)(const uint32_t* curve, uint16_t* values);
-    void (*zip_pairs)(const uint16_t* first, const uint16_t* second, uint32_t* out, int count);
+    void (*make_quads)(const uint16_t* upper_left, const uint16_t* upper_right, const uint16_t* lower_left,
+                       const uint16_t* lower_right, const uint32_t* low_bits, const uint32_t* high_bits,
+                       uint64_t* out);
     void (*convert)(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma);
-    void (*tone)(const TableView& t, int y, const int16_t* index, int cols, const int16_t* luma, uint16_t* reciprocal,
-                 uint32_t* upper_pairs, uint32_t* lower_pairs, int16_t* out);
+    void (*tone)(const TableView& t, int y, const int16_t* index, const int16_t* luma, int cols, int16_t* out,
+                 uint16_t* index_reciprocal, uint16_t* luma_reciprocal);
     void (*down_weights)(const TableView& t, const int16_t* upper, const int16_t* lower, int cols,
                          const PairWeights& out);
     void (*right_weights)(const TableView& t, const int16_t* row, int cols, int16_t* right);
     void (*filter)(const TableView& t, const int16_t* above_row, const int16_t* row, const int16_t* below_row,
                    const PairWeights& above, const PairWeights& below, const int16_t* right, int cols,
                    int16_t* filtered);
-    void (*detail)(const TableView& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone, int cols,
-                   int16_t* out);
+    void (*detail)(const TableView& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone,
+                   const uint16_t* reciprocal, int cols, int16_t* out);
     void (*colour)(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2,
                    const int16_t* luma, const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane,
                    int32_t* image);
