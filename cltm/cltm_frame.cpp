@@ -179,6 +179,7 @@ public:
     int16_t* Mapped() { return Array(21); }
     uint16_t* Reciprocal() { return reinterpret_cast<uint16_t*>(Array(22)); }
     uint16_t* FilteredReciprocal() { return reinterpret_cast<uint16_t*>(Array(23)); }
+    cltm_rows::RowQuads quads;  // the look-up tables of the row pair at hand
 
 private:
     static constexpr int kArrays = 24;
@@ -264,8 +265,8 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, uint32
             cltm_rows::CopyRow(c0, c1, c2, f.cols, plane_row, image_row);
         } else if (!filter) {
             // Without the filter a row is mapped in one pass, which leaves its luma for the histograms.
-            cltm_rows::MapRow(*f.tables, f.colour, y, f.src->ptr<int32_t>(y), f.cols, rows.Luma(y), plane_row,
-                              image_row);
+            cltm_rows::MapRow(*f.tables, rows.quads.ForRow(*f.tables, y), f.colour, y, f.src->ptr<int32_t>(y),
+                              f.cols, rows.Luma(y), plane_row, image_row);
         } else {
             // The filtered row: the filter, the base through the curves, the detail added back.
             if (y + 1 < f.rows) convert(y + 1);
@@ -275,8 +276,8 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, uint32
             cltm_rows::RightWeights(*f.tables, luma, f.cols, rows.Right());
             cltm_rows::FilterRow(*f.tables, rows.Luma(clamped(y - 1)), luma, below, rows.Below(y - 1), rows.Below(y),
                                  rows.Right(), f.cols, rows.Filtered());
-            cltm_rows::ToneRow(*f.tables, y, rows.Filtered(), luma, f.cols, rows.Tone(), rows.FilteredReciprocal(),
-                               rows.Reciprocal());
+            cltm_rows::ToneRow(*f.tables, rows.quads.ForRow(*f.tables, y), y, rows.Filtered(), luma, f.cols,
+                               rows.Tone(), rows.FilteredReciprocal(), rows.Reciprocal());
             const uint16_t* detail_reciprocal =
                 f.tables->view.luma_select ? rows.FilteredReciprocal() : rows.Reciprocal();
             cltm_rows::DetailRow(*f.tables, luma, rows.Filtered(), rows.Tone(), detail_reciprocal, f.cols, mapped);
@@ -336,6 +337,9 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
         if (w.stripe_cols != f.cols) w.stripe_rows.clear();
         w.stripe_cols = f.cols;
         while (w.stripe_rows.size() < static_cast<size_t>(stripes)) w.stripe_rows.emplace_back(f.cols);
+        if (!f.first) {
+            for (int s = 0; s < stripes; ++s) w.stripe_rows[static_cast<size_t>(s)].quads.Reserve(w.tables);
+        }
         image = out.type() == CV_32SC3 ? out : cv::Mat(f.rows, f.cols, CV_32SC3);
         f.image = image.data;
         f.image_step = image.step[0];

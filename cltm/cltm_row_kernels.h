@@ -283,9 +283,8 @@ void ConvertRowKernel(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int
     }
 }
 
-void ToneRowKernel(const TableView& t, int y, const int16_t* index, const int16_t* luma, int cols, int16_t* out,
-                   uint16_t* index_reciprocal, uint16_t* luma_reciprocal) {
-    const uint64_t* quads = t.quad + t.row[y];
+void ToneRowKernel(const TableView& t, const uint64_t* quads, int y, const int16_t* index, const int16_t* luma,
+                   int cols, int16_t* out, uint16_t* index_reciprocal, uint16_t* luma_reciprocal) {
     const int padded = PaddedWidth(cols);
     const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
     for (int x = 0; x < padded; x += kLanes16) {
@@ -458,10 +457,9 @@ void ColourRowKernel(const ColourStep& step, const int16_t* c0, const int16_t* c
 // The whole unfiltered row, a vector's worth of pixels at a time from the 12-bit image to both
 // outputs (reads and writes interleaved, and no row buffers): ConvertRow, ToneRow and ColourRow
 // in one. The 10-bit luma is also left in `luma` (for the histograms).
-void MapRowKernel(const TableView& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
-                  uint32_t* plane, int32_t* image) {
+void MapRowKernel(const TableView& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in,
+                  int cols, int16_t* luma, uint32_t* plane, int32_t* image) {
     const ColourConstants k(step);
-    const uint64_t* quads = t.quad + t.row[y];
     const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
     for (int x = 0; x < cols; x += kLanes16) {
         alignas(64) int32_t tail[3 * kLanes16];

@@ -70,6 +70,7 @@ int32_t DetailGainAt(const uint32_t* gain_curve, uint32_t i) {
 
 bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, const ad_param_t_& param,
                     const cltm_detail::BlockGrid& grid, MapTables* t) {
+    if (grid.count() > kMaxBlocks) return false;
     const ad_filter_t_& filter = param.filter;
     t->filter = filter.filter_enable != 0;
     if (t->filter) {
@@ -86,12 +87,12 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
     using BlockPairs = std::vector<std::pair<uint32_t, uint32_t>>;
     auto walk = [](uint32_t length, uint32_t log2, uint32_t blocks, BlockPairs* pairs, int32_t* pair_of,
                    int32_t* weight_of) {
+        pairs->clear();
         cltm_detail::BlockPairWalker walker(log2, blocks);
         for (uint32_t i = 0; i < length; ++i) {
             walker.Next(i);
             if (walker.weight > 256) return false;
             if (pairs->empty() || pairs->back() != std::make_pair(walker.first, walker.second)) {
-                if (pairs->size() >= kMaxQuadTables) return false;
                 pairs->emplace_back(walker.first, walker.second);
             }
             pair_of[i] = static_cast<int32_t>(pairs->size() - 1);
@@ -100,39 +101,24 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
         return true;
     };
     const int padded = PaddedWidth(static_cast<int>(width));
-    BlockPairs columns, rows;
     t->column.resize(padded);
     t->wx.resize(padded);
-    t->row.resize(height);
+    t->row_pair.resize(height);
     t->wy.resize(height);
-    if (!walk(width, grid.log2w, grid.bw, &columns, t->column.data(), t->wx.data()) ||
-        !walk(height, grid.log2h, grid.bh, &rows, t->row.data(), t->wy.data()) ||
-        rows.size() * columns.size() > kMaxQuadTables) {
+    if (!walk(width, grid.log2w, grid.bw, &t->column_pairs, t->column.data(), t->wx.data()) ||
+        !walk(height, grid.log2h, grid.bh, &t->row_pairs, t->row_pair.data(), t->wy.data())) {
         return false;
     }
-    // Offsets of the tables: a column's within a row pair's, a row's from the start.
-    const size_t row_tables = columns.size() * kLumaCodes;
     for (uint32_t x = 0; x < width; ++x) t->column[x] *= kLumaCodes;
     for (int x = static_cast<int>(width); x < padded; ++x) {
         t->column[x] = t->column[width - 1];
         t->wx[x] = t->wx[width - 1];
     }
-    for (uint32_t y = 0; y < height; ++y) t->row[y] = static_cast<int32_t>(t->row[y] * row_tables);
-
-    // Every block curve at every luma, then the four curves of each row pair and column pair.
-    const RowKernels& k = Active();
-    std::vector<uint16_t> values(grid.count() * kLumaCodes);
-    for (size_t b = 0; b < grid.count(); ++b) k.curve_values(curves + b * kCurvePoints, values.data() + b * kLumaCodes);
-    auto curve = [&](uint32_t by, uint32_t bx) { return values.data() + (by * size_t{grid.bw} + bx) * kLumaCodes; };
-    const ReciprocalBits& q = QuadReciprocalBits();
-    t->quad.resize(rows.size() * row_tables);
-    for (size_t r = 0; r < rows.size(); ++r) {
-        for (size_t c = 0; c < columns.size(); ++c) {
-            k.make_quads(curve(rows[r].first, columns[c].first), curve(rows[r].first, columns[c].second),
-                         curve(rows[r].second, columns[c].first), curve(rows[r].second, columns[c].second),
-                         q.low.data(), q.high.data(), t->quad.data() + r * row_tables + c * kLumaCodes);
-        }
+    t->values.resize(grid.count() * kLumaCodes);
+    for (size_t b = 0; b < grid.count(); ++b) {
+        Active().curve_values(curves + b * kCurvePoints, t->values.data() + b * kLumaCodes);
     }
+    t->blocks_per_row = grid.bw;
 
     TableView& v = t->view;
     v = TableView();
@@ -153,14 +139,36 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
         v.luma_select = filter.filter_luma_select != 0;
         v.detail_direct = filter.filter_detail_direct != 0;
     }
-    v.quad = t->quad.data();
     v.column = t->column.data();
     v.wx = t->wx.data();
-    v.row = t->row.data();
     v.wy = t->wy.data();
     v.reciprocal = reinterpret_cast<const int32_t*>(kMapReciprocal.data());
     v.reciprocal_by_luma = ReciprocalByLuma().data();
     return true;
+}
+
+void RowQuads::Reserve(const MapTables& t) {
+    quads_.resize(t.column_pairs.size() * kLumaCodes);
+    row_pair_ = -1;
+}
+
+const uint64_t* RowQuads::ForRow(const MapTables& t, int y) {
+    const int32_t pair = t.row_pair[y];
+    if (pair != row_pair_) {
+        const auto curve = [&](uint32_t by, uint32_t bx) {
+            return t.values.data() + (by * size_t{t.blocks_per_row} + bx) * kLumaCodes;
+        };
+        const auto& rows = t.row_pairs[pair];
+        const ReciprocalBits& q = QuadReciprocalBits();
+        for (size_t c = 0; c < t.column_pairs.size(); ++c) {
+            const auto& columns = t.column_pairs[c];
+            Active().make_quads(curve(rows.first, columns.first), curve(rows.first, columns.second),
+                                curve(rows.second, columns.first), curve(rows.second, columns.second), q.low.data(),
+                                q.high.data(), quads_.data() + c * kLumaCodes);
+        }
+        row_pair_ = pair;
+    }
+    return quads_.data();
 }
 
 void CurveValues(const uint32_t* curve, uint16_t* values) { Active().curve_values(curve, values); }
@@ -205,9 +213,9 @@ void SampleRow(const int16_t* luma, int cols, uint32_t mode, int32_t next_row_fi
     }
 }
 
-void ToneRow(const MapTables& t, int y, const int16_t* index, const int16_t* luma, int cols, int16_t* out,
-             uint16_t* index_reciprocal, uint16_t* luma_reciprocal) {
-    Active().tone(t.view, y, index, luma, cols, out, index_reciprocal, luma_reciprocal);
+void ToneRow(const MapTables& t, const uint64_t* quads, int y, const int16_t* index, const int16_t* luma, int cols,
+             int16_t* out, uint16_t* index_reciprocal, uint16_t* luma_reciprocal) {
+    Active().tone(t.view, quads, y, index, luma, cols, out, index_reciprocal, luma_reciprocal);
 }
 
 void DownWeights(const MapTables& t, const int16_t* upper, const int16_t* lower, int cols, const PairWeights& out) {
@@ -237,9 +245,9 @@ void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, 
     Active().copy(c0, c1, c2, cols, plane, image);
 }
 
-void MapRow(const MapTables& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
-            uint32_t* plane, int32_t* image) {
-    Active().map_row(t.view, step, y, in, cols, luma, plane, image);
+void MapRow(const MapTables& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in, int cols,
+            int16_t* luma, uint32_t* plane, int32_t* image) {
+    Active().map_row(t.view, quads, step, y, in, cols, luma, plane, image);
 }
 
 void FinishRows() { Active().stream_fence(); }

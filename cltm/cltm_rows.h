@@ -5,8 +5,8 @@
 //
 // What makes them faster:
 // - each block curve is read off once per frame at all 1024 lumas, and the values of the four
-//   blocks a pixel blends are kept together with the reciprocal of its luma in one 64-bit table
-//   entry, so a pixel's look-ups are one load;
+//   blocks a pixel blends are kept together with the reciprocal of its luma in one 64-bit entry
+//   of its row pair's tables (RowQuads), so a pixel's look-ups are one load;
 // - the block pairing and the weights depend only on the column or only on the row, so they are
 //   tables made once per frame;
 // - the blends b + ((128 + (a - b) * w) >> 8) are computed as (a * w + b * (256 - w) + 128) >> 8
@@ -18,14 +18,15 @@
 //   NEON on arm64) and again for AVX2, chosen at run time (common/simd.h);
 // - the filter's weight of a pair of neighbours is looked up once and used by both pixels.
 //
-// Row buffers hold int16 values, are padded to a multiple of
-// kRowPad pixels and may be read up to that padding. Luma rows read by the filter are valid from
+// Row buffers hold int16 values, are padded to a multiple of kRowPad pixels and may be read up to
+// that padding. Luma rows read by the filter are valid from
 // index -1 to the padded width inclusive (the frame's edge pixel repeated).
 #ifndef ALAD_CLTM_CLTM_ROWS_H
 #define ALAD_CLTM_CLTM_ROWS_H
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "cltm/cltm_internal.h"
@@ -41,10 +42,8 @@ inline int PaddedWidth(int width) { return (width + kRowPad - 1) / kRowPad * kRo
 
 // What the kernels read of a frame's tables, as plain pointers (see MapTables).
 struct TableView {
-    const uint64_t* quad = nullptr;
     const int32_t* column = nullptr;
     const int32_t* wx = nullptr;
-    const int32_t* row = nullptr;
     const int32_t* wy = nullptr;
     const int32_t* range_weight = nullptr;
     const uint8_t* range_weight_bytes = nullptr;  // the 32 range weights as bytes
@@ -59,17 +58,17 @@ struct TableView {
 // Everything about a frame's mapping that depends on the curve set, the geometry and the filter
 // settings but not on the pixels.
 struct MapTables {
-    // quad[(row_pair * column_pairs + column_pair) * 1024 + v]: the four curves of a row pair
-    // (upper, lower) and a column pair (left, right) at luma v, as _tone_mapping reads one curve,
-    // in 16-bit fields from the low end: upper left, upper right, lower left, lower right. The
-    // values take 10 bits; the six spare bits of the first three fields hold Q[v >> 2] (bits 0-5,
-    // 6-11, 12-15), which the colour step and the detail scale need at the same luma.
-    std::vector<uint64_t> quad;
-    // Per column (padded width): the offset of its column pair's table within a row pair's, and the
-    // left weight packed as wx | (256 - wx) << 16.
+    // Each block curve at all 1024 lumas, as _tone_mapping reads one curve, block after block.
+    std::vector<uint16_t> values;
+    // The distinct (left, right) block column pairs along a row and (upper, lower) block row pairs
+    // down the frame, in order.
+    std::vector<std::pair<uint32_t, uint32_t>> column_pairs, row_pairs;
+    // Per column (padded width): the offset of its column pair's table in a row pair's quads
+    // (RowQuads), and the left weight packed as wx | (256 - wx) << 16.
     std::vector<int32_t> column, wx;
-    // Per row: the offset of its row pair's tables, and the upper weight packed like wx.
-    std::vector<int32_t> row, wy;
+    // Per row: the index of its row pair, and the upper weight packed like wx.
+    std::vector<int32_t> row_pair, wy;
+    uint32_t blocks_per_row = 0;
     // Filter: the weight of a neighbour at |difference| d (0..1023), the detail gain at luma i.
     std::vector<int32_t> range_weight, detail_gain;
     uint8_t range_weight_bytes[32] = {};
@@ -77,10 +76,9 @@ struct MapTables {
     TableView view;  // the above as the kernels read them
 };
 
-// The quad tables take 8 KB per row pair and column pair; frames that would need more than this
-// many go the plain way (only register values far outside the block sizes of 32..256 pixels get
-// there).
-constexpr size_t kMaxQuadTables = 4096;
+// Frames of more blocks than this go the plain way: the curve values take 2 KB per block (only
+// register values far outside the block sizes of 32..256 pixels get there).
+constexpr size_t kMaxBlocks = 16384;
 
 // Fills the tables for a width x height frame (both > 0) mapped with `curves`. False when the
 // sweep cannot take the frame: too many blocks, or filter settings outside what its 16-bit lanes
@@ -88,6 +86,25 @@ constexpr size_t kMaxQuadTables = 4096;
 // out.
 bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, const ad_param_t_& param,
                     const cltm_detail::BlockGrid& grid, MapTables* tables);
+
+// The look-up tables of one row pair: quads[column_pair * 1024 + v] holds the four curves of the
+// row pair (upper, lower) and the column pair (left, right) at luma v, in 16-bit fields from the
+// low end: upper left, upper right, lower left, lower right. The values take 10 bits; the six
+// spare bits of the first three fields hold Q[v >> 2] (bits 0-5, 6-11, 12-15), which the colour
+// step and the detail scale need at the same luma. Made when a row of another row pair comes,
+// into storage sized by Reserve, so that a sweep allocates nothing once under way.
+class RowQuads {
+public:
+    // Storage for the tables of `t` (made again for every frame); throws std::bad_alloc when
+    // memory runs out.
+    void Reserve(const MapTables& t);
+    // The tables of row y's row pair.
+    const uint64_t* ForRow(const MapTables& t, int y);
+
+private:
+    int32_t row_pair_ = -1;
+    std::vector<uint64_t> quads_;
+};
 
 // One block curve at all 1024 lumas, as _tone_mapping reads one curve.
 void CurveValues(const uint32_t* curve, uint16_t* values);
@@ -111,8 +128,8 @@ void SampleRow(const int16_t* luma, int cols, uint32_t mode, int32_t next_row_fi
 // Luma through the four block curves of each pixel of row y, blended by the column and row
 // weights: out[x] = _tone_mapping(curves of x, index[x], wx, wy), and Q[index[x] >> 2] into
 // `index_reciprocal`. Also Q[luma[x] >> 2] into `luma_reciprocal` (the colour step's).
-void ToneRow(const MapTables& t, int y, const int16_t* index, const int16_t* luma, int cols, int16_t* out,
-             uint16_t* index_reciprocal, uint16_t* luma_reciprocal);
+void ToneRow(const MapTables& t, const uint64_t* quads, int y, const int16_t* index, const int16_t* luma, int cols,
+             int16_t* out, uint16_t* index_reciprocal, uint16_t* luma_reciprocal);
 
 // The filter's neighbour weights of one row (see FilterRow): between the row and the one below,
 // straight down, down-right and down-left, each indexed by the upper pixel.
@@ -155,8 +172,8 @@ void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, 
 // The whole unfiltered row y, from the 12-bit image row to both outputs, a vector's worth of
 // pixels at a time: ConvertRow, ToneRow and ColourRow in one pass with reads and writes
 // interleaved. The 10-bit luma is also left in `luma` (for the histograms).
-void MapRow(const MapTables& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
-            uint32_t* plane, int32_t* image);
+void MapRow(const MapTables& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in, int cols,
+            int16_t* luma, uint32_t* plane, int32_t* image);
 
 // ColourRow, CopyRow and MapRow write whole aligned vectors with non-temporal stores; a thread calls this
 // after its last row so that the rows are in memory before another thread reads them.
@@ -170,8 +187,8 @@ struct RowKernels {
                        const uint16_t* lower_right, const uint32_t* low_bits, const uint32_t* high_bits,
                        uint64_t* out);
     void (*convert)(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma);
-    void (*tone)(const TableView& t, int y, const int16_t* index, const int16_t* luma, int cols, int16_t* out,
-                 uint16_t* index_reciprocal, uint16_t* luma_reciprocal);
+    void (*tone)(const TableView& t, const uint64_t* quads, int y, const int16_t* index, const int16_t* luma, int cols,
+                 int16_t* out, uint16_t* index_reciprocal, uint16_t* luma_reciprocal);
     void (*down_weights)(const TableView& t, const int16_t* upper, const int16_t* lower, int cols,
                          const PairWeights& out);
     void (*right_weights)(const TableView& t, const int16_t* row, int cols, int16_t* right);
@@ -185,8 +202,8 @@ struct RowKernels {
                    int32_t* image);
     void (*copy)(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
     void (*stream_fence)();
-    void (*map_row)(const TableView& t, const ColourStep& step, int y, const int32_t* in, int cols, int16_t* luma,
-                    uint32_t* plane, int32_t* image);
+    void (*map_row)(const TableView& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in,
+                    int cols, int16_t* luma, uint32_t* plane, int32_t* image);
 };
 namespace baseline {
 const RowKernels& Kernels();
