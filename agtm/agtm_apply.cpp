@@ -115,7 +115,7 @@ void IntegerPixel(const int32_t* in, int32_t* out, const agtm_rows::Gains& g) {
 
 const agtm_rows::RowKernels& ActiveKernels() {
 #if defined(ALAD_HAVE_AVX2_KERNELS)
-    if (alad::ActiveSimdLevel() == alad::SimdLevel::kAvx2) return agtm_rows::avx2::Kernels();
+    if (alad::ActiveSimdLevel() >= alad::SimdLevel::kAvx2) return agtm_rows::avx2::Kernels();
 #endif
     return agtm_rows::baseline::Kernels();
 }

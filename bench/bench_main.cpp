@@ -140,12 +140,16 @@ int main(int argc, char** argv) {
             targets = true;
         } else if (std::strcmp(argv[i], "--simd=baseline") == 0) {
             alad::SetSimdLevel(alad::SimdLevel::kBaseline);
+        } else if (std::strcmp(argv[i], "--simd=avx2") == 0) {
+            alad::SetSimdLevel(alad::SimdLevel::kAvx2);
         } else {
             argv[kept++] = argv[i];
         }
     }
-    std::printf("vectorised kernels: %s\n",
-                alad::ActiveSimdLevel() == alad::SimdLevel::kAvx2 ? "AVX2" : "baseline (SSE2 / NEON)");
+    const alad::SimdLevel level = alad::ActiveSimdLevel();
+    std::printf("vectorised kernels: %s\n", level == alad::SimdLevel::kAvx512 ? "AVX-512 (CLTM), AVX2 (AGTM)"
+                                           : level == alad::SimdLevel::kAvx2 ? "AVX2"
+                                                                             : "baseline (SSE2 / NEON)");
     argc = kept;
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

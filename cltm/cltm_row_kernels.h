@@ -88,11 +88,16 @@ inline v_s16 AbsDiff(const v_s16& a, const v_s16& b) { return cv::v_max(a, b) - 
 // else 0. The 32 weights fit in bytes (the sweep takes no larger ones), so where the processor
 // has a byte table look-up in registers (AVX2 pshufb, NEON tbl) no memory look-up is made.
 inline v_s16 PairWeight(const TableView& t, const v_s16& d) {
-#if CV_AVX2 || CV_NEON
+#if CV_AVX512_SKX || CV_AVX2 || CV_NEON
     // k = d >> 3, limited to 32: past the table, weight 0.
     const v_s16 k = cv::v_min(cv::v_shr<3>(d), cv::vx_setall_s16(32));
 #endif
-#if CV_AVX2
+#if CV_AVX512_SKX
+    // All 32 weights fit one register as 16-bit values.
+    const __m512i table = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(t.range_weight_bytes)));
+    const __mmask32 inside = _mm512_cmplt_epi16_mask(k.val, _mm512_set1_epi16(32));
+    return v_s16(_mm512_maskz_permutexvar_epi16(inside, k.val, table));
+#elif CV_AVX2
     const __m256i table = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(t.range_weight_bytes));
     const __m256i low_half = _mm256_permute2x128_si256(table, table, 0x00);   // weights 0..15 in both lanes
     const __m256i high_half = _mm256_permute2x128_si256(table, table, 0x11);  // weights 16..31
@@ -168,15 +173,16 @@ void CurveValuesKernel(const uint32_t* curve, uint16_t* values) {
         const uint32_t p = (curve[s] + 32u) >> 6;  // u32, wrapping as _tone_mapping's
         point[s] = static_cast<int16_t>(p < 1023u ? p : 1023u);
     }
-    const v_s16 eight = cv::vx_setall_s16(8), top = cv::vx_setall_s16(kTop10);
+    // 16 values per segment: two 8-lane vectors of any build.
+    const cv::v_int16x8 eight = cv::v_setall_s16(8), top = cv::v_setall_s16(kTop10);
     int16_t* out = reinterpret_cast<int16_t*>(values);
     for (size_t s = 0; s < kCurvePoints; ++s) {
         const int16_t lo = s == 0 ? 0 : point[s - 1];
-        const v_s16 base = cv::vx_setall_s16(lo);
-        const v_s16 diff = cv::vx_setall_s16(static_cast<int16_t>(point[s] - lo));
-        for (int k = 0; k < 16; k += kLanes16) {
+        const cv::v_int16x8 base = cv::v_setall_s16(lo);
+        const cv::v_int16x8 diff = cv::v_setall_s16(static_cast<int16_t>(point[s] - lo));
+        for (int k = 0; k < 16; k += 8) {
             // |diff * r| <= 1023 * 15: no 16-bit lane overflows.
-            const v_s16 r = cv::vx_load(kRamp + k);
+            const cv::v_int16x8 r = cv::v_load(kRamp + k);
             cv::v_store(out + 16 * s + k, cv::v_min(base + cv::v_shr<4>(cv::v_mul_wrap(diff, r) + eight), top));
         }
     }
@@ -200,7 +206,19 @@ void MakeQuadsKernel(const uint16_t* upper_left, const uint16_t* upper_right, co
 // The quads of a vector's worth of pixels (MapTables) at 16-bit indices of the row pair's tables
 // `quads` (column offsets added here), as their low and high 32-bit halves, kLanes32 pixels each.
 inline void FetchQuads(const uint64_t* quads, const int32_t* column, const v_s16& index, v_u32 low[2], v_u32 high[2]) {
-#if CV_AVX2
+#if CV_AVX512_SKX
+    v_s32 at[2];
+    cv::v_expand(index, at[0], at[1]);
+    const __m512i even = _mm512_setr_epi32(0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+    const __m512i odd = _mm512_add_epi32(even, _mm512_set1_epi32(1));
+    for (int h = 0; h < 2; ++h) {
+        const __m512i offsets = (at[h] + cv::vx_load(column + h * kLanes32)).val;
+        const __m512i a = _mm512_i32gather_epi64(_mm512_castsi512_si256(offsets), quads, 8);            // pixels 0-7
+        const __m512i b = _mm512_i32gather_epi64(_mm512_extracti64x4_epi64(offsets, 1), quads, 8);  // pixels 8-15
+        low[h] = v_u32(_mm512_permutex2var_epi32(a, even, b));
+        high[h] = v_u32(_mm512_permutex2var_epi32(a, odd, b));
+    }
+#elif CV_AVX2
     // Gather instructions: as fast as plain loads here, and fewer instructions.
     v_s32 at[2];
     cv::v_expand(index, at[0], at[1]);

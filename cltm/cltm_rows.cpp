@@ -18,8 +18,11 @@ namespace cltm_rows {
 namespace {
 
 const RowKernels& Active() {
+#if defined(ALAD_HAVE_AVX512_KERNELS)
+    if (alad::ActiveSimdLevel() == alad::SimdLevel::kAvx512) return avx512::Kernels();
+#endif
 #if defined(ALAD_HAVE_AVX2_KERNELS)
-    if (alad::ActiveSimdLevel() == alad::SimdLevel::kAvx2) return avx2::Kernels();
+    if (alad::ActiveSimdLevel() >= alad::SimdLevel::kAvx2) return avx2::Kernels();
 #endif
     return baseline::Kernels();
 }

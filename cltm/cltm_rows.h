@@ -35,7 +35,7 @@
 namespace kelvo {
 namespace cltm_rows {
 
-constexpr int kRowPad = 16;  // pixels per vector step of the widest build (AVX2)
+constexpr int kRowPad = 32;  // pixels per vector step of the widest build (AVX-512)
 constexpr int kLumaCodes = 1024;
 
 inline int PaddedWidth(int width) { return (width + kRowPad - 1) / kRowPad * kRowPad; }
@@ -209,6 +209,9 @@ namespace baseline {
 const RowKernels& Kernels();
 }
 namespace avx2 {
+const RowKernels& Kernels();
+}
+namespace avx512 {
 const RowKernels& Kernels();
 }
 

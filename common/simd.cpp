@@ -9,6 +9,9 @@ namespace alad {
 namespace {
 
 SimdLevel BestLevel() {
+#if defined(ALAD_HAVE_AVX512_KERNELS)
+    if (cv::checkHardwareSupport(CV_CPU_AVX512_SKX)) return SimdLevel::kAvx512;
+#endif
 #if defined(ALAD_HAVE_AVX2_KERNELS)
     if (cv::checkHardwareSupport(CV_CPU_AVX2)) return SimdLevel::kAvx2;
 #endif
@@ -24,9 +27,7 @@ std::atomic<SimdLevel>& Level() {
 
 SimdLevel ActiveSimdLevel() { return Level().load(std::memory_order_relaxed); }
 
-bool SimdLevelAvailable(SimdLevel level) {
-    return level == SimdLevel::kBaseline || (level == SimdLevel::kAvx2 && BestLevel() == SimdLevel::kAvx2);
-}
+bool SimdLevelAvailable(SimdLevel level) { return level <= BestLevel(); }
 
 void SetSimdLevel(SimdLevel level) {
     if (SimdLevelAvailable(level)) Level().store(level, std::memory_order_relaxed);

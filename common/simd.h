@@ -7,7 +7,7 @@
 
 namespace alad {
 
-enum class SimdLevel { kBaseline, kAvx2 };
+enum class SimdLevel { kBaseline, kAvx2, kAvx512 };
 
 // The level in use: the best available, unless a test chose another.
 SimdLevel ActiveSimdLevel();

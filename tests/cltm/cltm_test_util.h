@@ -73,10 +73,12 @@ inline bool SameImage(const cv::Mat& a, const cv::Mat& b) {
 template <typename Body>
 void ForEachSimdLevel(Body&& body) {
     const alad::SimdLevel kept = alad::ActiveSimdLevel();
-    for (alad::SimdLevel level : {alad::SimdLevel::kBaseline, alad::SimdLevel::kAvx2}) {
+    for (alad::SimdLevel level : {alad::SimdLevel::kBaseline, alad::SimdLevel::kAvx2, alad::SimdLevel::kAvx512}) {
         if (!alad::SimdLevelAvailable(level)) continue;
         alad::SetSimdLevel(level);
-        SCOPED_TRACE(level == alad::SimdLevel::kAvx2 ? "AVX2 kernels" : "baseline kernels");
+        SCOPED_TRACE(level == alad::SimdLevel::kAvx512 ? "AVX-512 kernels"
+                     : level == alad::SimdLevel::kAvx2 ? "AVX2 kernels"
+                                                       : "baseline kernels");
         body();
     }
     alad::SetSimdLevel(kept);
