@@ -66,11 +66,9 @@ TEST(CLTMHistogramTest, SamplingPatternOfBothModes) {
         EXPECT_EQ(sum, c.sum) << c.mode;  // of the 7-bit bin codes
     }
     EXPECT_EQ(NonZero(Histograms(luma, 20, 1, Geometry(5, 5, 0), 1), 0), Bins{});  // one row: no samples
-}
 
-// 65x2 with 64-pixel blocks: 2x1 blocks, samples from row 1 at columns 0, 2, ..., 64 only.
-TEST(CLTMHistogramTest, SixtyFiveByTwo) {
-    std::vector<uint32_t> luma(130, 1023);  // row 0 is never sampled
+    // 65x2 with 64-pixel blocks: 2x1 blocks, samples from row 1 at columns 0, 2, ..., 64 only.
+    luma.assign(130, 1023);  // row 0 is never sampled
     for (uint32_t x = 0; x < 65; ++x) luma[65 + x] = 8 * (x / 2);
     Bins block0;
     for (uint32_t b = 0; b < 32; ++b) block0[b] = 1;

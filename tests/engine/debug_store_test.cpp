@@ -20,7 +20,7 @@ protected:
     static cv::Vec3i Px(const cv::Mat& m, int y = 0, int x = 0) { return m.at<cv::Vec3i>(y, x); }
 };
 
-TEST_F(DebugStoreTest, BuffersReallocateOnlyWhenTheCountChangesAndInitBufferClearsFour) {
+TEST_F(DebugStoreTest, BuffersReallocateOnlyWhenTheCountChangesInitBufferClearsFourAndRowsMustFit) {
     Store().InitBuffer();  // a fresh store has nothing to clear
     U values(512);
     for (size_t i = 0; i < values.size(); ++i) values[i] = static_cast<unsigned int>(i * 7 + 1);
@@ -45,9 +45,8 @@ TEST_F(DebugStoreTest, BuffersReallocateOnlyWhenTheCountChangesAndInitBufferClea
     ::testing::internal::CaptureStdout();
     EXPECT_EQ(Store().AllocateADProcCalcBackwardBuffer(-1), nullptr);
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), "ERROR: debug buffer length -1 is negative\n");
-}
 
-TEST_F(DebugStoreTest, RowsLandInTheirRowAndRowsThatDoNotFitAreRefused) {
+    // Rows land in their row; rows that do not fit are refused.
     Store().AllocateADProcCalcForewardBuffer(6);
     const U row = {5, 6, 7};
     Store().SetADProcCalcForewardCurveData(row.data(), 3, 1);

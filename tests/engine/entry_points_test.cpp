@@ -10,27 +10,14 @@
 #include "alad/alad_engine.h"
 #include "engine/debug_store.h"
 #include "tests/common/test_threads.h"
-#include "tests/engine/engine_test_util.h"
+#include "tests/verify/verify_test_util.h"
 
 namespace kelvo {
 namespace {
 
-using testing_util::Registers;
+using alad_test::EngineRegs;
+using alad_test::Printed;
 using testing_util::Values;
-
-Registers Current() {
-    Registers r;
-    EXPECT_EQ(ALADRegistratorsInfoForDriverDraftEngine(r.regs), 0);
-    return r;
-}
-
-// Runs a call with its console output captured and returns the output.
-template <typename Call>
-std::string Quiet(Call&& call) {
-    testing::internal::CaptureStdout();
-    call();
-    return testing::internal::GetCapturedStdout();
-}
 
 // 64x48 frames in 64x64 blocks.
 ad_user_t_ SmallUser(uint32_t order, uint32_t blk_width = 64) {
@@ -44,7 +31,7 @@ ad_user_t_ SmallUser(uint32_t order, uint32_t blk_width = 64) {
 }
 
 void Init(uint32_t order, float src = 300, float dst = 20000) {
-    Quiet([&] { ASSERT_EQ(InitEngineALAD(SmallUser(order), {}, alad_view_condition_{src, dst}), 0); });
+    Printed([&] { ASSERT_EQ(InitEngineALAD(SmallUser(order), {}, alad_view_condition_{src, dst}), 0); });
 }
 
 cv::Mat Frame(unsigned seed) { return testing_util::Random12(48, 64, seed); }
@@ -53,16 +40,16 @@ TEST(EntryPointsTest, StatusPrintsThirteenValuesAndTwoLabels) {
     Init(1);
     const std::string head = "KELVODraftEngine PrintCurrentRegistratorFromDriver : \n1\n64\n48\n";
     const std::string tail = "\n64\n0\n0\n0\n0\n0\n128\n5\n0\n agtm : \n hist_adjust_curve : \n";
-    EXPECT_EQ(Quiet([] { EXPECT_EQ(PrintCurrentRegistratorFromDriver(), 0); }), head + "64" + tail);
-    Quiet([] { UpdateCLTMParameter(SmallUser(1, 100)); });
-    EXPECT_EQ(Quiet([] { PrintCurrentRegistratorFromDriver(); }), head + "128" + tail);
+    EXPECT_EQ(Printed([] { EXPECT_EQ(PrintCurrentRegistratorFromDriver(), 0); }), head + "64" + tail);
+    Printed([] { UpdateCLTMParameter(SmallUser(1, 100)); });
+    EXPECT_EQ(Printed([] { PrintCurrentRegistratorFromDriver(); }), head + "128" + tail);
 }
 
-TEST(EntryPointsTest, ViewConditionChangesTheTableButNotTheLocalStage) {
+TEST(EntryPointsTest, ViewAndDisplayUpdatesRegenerateTheTableButLeaveTheLocalStage) {
     auto run_sequence = [&](bool update_between) {
         cv::Mat out;
         Init(3);
-        Quiet([&] {
+        Printed([&] {
             RunOneFrameALAD(Frame(1), out);
             RunOneFrameALAD(Frame(2), out);
             if (update_between) UpdateViewConditionParameter({300, 500});
@@ -71,39 +58,32 @@ TEST(EntryPointsTest, ViewConditionChangesTheTableButNotTheLocalStage) {
         return out;
     };
     const cv::Mat plain = run_sequence(false);
-    const std::vector<int32_t> table_before = Current().table;
     EXPECT_EQ(cv::norm(plain, run_sequence(true), cv::NORM_INF), 0.0);
-    DisplayPanelModel expected_panel(2.2, 500.0, 0.2, 1.0, 0.01, 300.0, 500.0);
-    EXPECT_EQ(Current().table, ComputeAGTMTable(expected_panel));
-    EXPECT_NE(Current().table, table_before);
-}
-
-TEST(EntryPointsTest, DisplayUpdateRegeneratesTheTable) {
-    Init(4);
-    Quiet([] { EXPECT_EQ(UpdateDisplayPanelParameter({2.4, 800.0}), 0); });  // gamma 2.4, white 800
-    DisplayPanelModel expected(2.4, 800.0, 0.2, 1.0, 0.01, 300.0, 20000.0);
-    EXPECT_EQ(Current().table, ComputeAGTMTable(expected));
+    DisplayPanelModel panel(2.2, 500.0, 0.2, 1.0, 0.01, 300.0, 500.0), brighter(2.4, 800.0, 0.2, 1.0, 0.01, 300.0, 500.0);
+    EXPECT_EQ(EngineRegs().table, ComputeAGTMTable(panel));
+    Printed([] { EXPECT_EQ(UpdateDisplayPanelParameter({2.4, 800.0}), 0); });  // gamma 2.4, white 800
+    EXPECT_EQ(EngineRegs().table, ComputeAGTMTable(brighter));
 }
 
 TEST(EntryPointsTest, OneShotTableReplacesTheEngineWithTheDefaultOne) {
     Init(1, 6000, 9000);
     std::vector<int> a(256), b(256);
-    const std::string printed = Quiet([&] { EXPECT_EQ(ComputeAGTMLUTByAmbientLight(0, 300, 1000, a.data(), 0), 0); });
+    const std::string printed = Printed([&] { EXPECT_EQ(ComputeAGTMLUTByAmbientLight(0, 300, 1000, a.data(), 0), 0); });
     EXPECT_EQ(printed.substr(printed.size() - 42), "release ALADManager and DeinitEngineALAD.\n");
-    Quiet([&] { ComputeAGTMLUTByAmbientLight(12345, 300, 1000, b.data(), 999); });
+    Printed([&] { ComputeAGTMLUTByAmbientLight(12345, 300, 1000, b.data(), 999); });
     EXPECT_EQ(a, b);
     DisplayPanelModel expected(2.2, 500.0, 0.2, 1.0, 0.01, 300.0, 1000.0);
     EXPECT_EQ(std::vector<int32_t>(a.begin(), a.end()), ComputeAGTMTable(expected));
-    EXPECT_EQ(Values(Current().regs), (std::vector<int32_t>{3, 800, 480, 256, 256, 2, 4, 0, 0, 0, 0, 0, 128, 5, 0}));
-    Quiet([] { EXPECT_EQ(ComputeAGTMLUTByAmbientLight(0, 1, 2, nullptr, 0), -1); });
+    EXPECT_EQ(Values(EngineRegs().regs), (std::vector<int32_t>{3, 800, 480, 256, 256, 2, 4, 0, 0, 0, 0, 0, 128, 5, 0}));
+    Printed([] { EXPECT_EQ(ComputeAGTMLUTByAmbientLight(0, 1, 2, nullptr, 0), -1); });
 }
 
 TEST(EntryPointsTest, DeinitKeepsTheEngineUsable) {
     Init(4);
     cv::Mat before, after;
-    Quiet([&] { RunOneFrameALAD(Frame(5), before); });
-    EXPECT_EQ(Quiet([] { EXPECT_EQ(DeinitEngineALAD(), 0); }), "release ALADManager and DeinitEngineALAD.\n");
-    Quiet([&] { EXPECT_EQ(RunOneFrameALAD(Frame(5), after), 0); });
+    Printed([&] { RunOneFrameALAD(Frame(5), before); });
+    EXPECT_EQ(Printed([] { EXPECT_EQ(DeinitEngineALAD(), 0); }), "release ALADManager and DeinitEngineALAD.\n");
+    Printed([&] { EXPECT_EQ(RunOneFrameALAD(Frame(5), after), 0); });
     EXPECT_EQ(cv::norm(before, after, cv::NORM_INF), 0.0);
 }
 
@@ -113,17 +93,17 @@ TEST(EntryPointsTest, RegisterSetsApplyAndReadBack) {
     std::vector<int32_t> table(256, 3072);
     // Order 2, 64x48 in 64x64 blocks, strength target 200 in steps of 9.
     alad_verification_registrator_ regs{2, 64, 48, 64, 64, 0, 0, 0, 0, 0, 200, 9, 0, curve.data(), table.data()};
-    EXPECT_EQ(Quiet([&] { EXPECT_EQ(SettingVerificationRegistrator(regs), 0); }),
+    EXPECT_EQ(Printed([&] { EXPECT_EQ(SettingVerificationRegistrator(regs), 0); }),
               "ConfigureVerificationRegistrators() begin!\nmOrder = registrators.reg_tm_mode;2\n");
-    const Registers back = Current();
+    const EngineRegs back;
     EXPECT_EQ(Values(back.regs), (std::vector<int32_t>{2, 64, 48, 64, 64, 1, 1, 0, 0, 0, 0, 0, 200, 9, 0}));
     EXPECT_EQ(back.curve, curve);
     EXPECT_EQ(back.table, table);
     // A register set without its tables is refused as a whole.
     regs.agtm = nullptr;
     regs.reg_tm_mode = 4;
-    Quiet([&] { EXPECT_EQ(SettingVerificationRegistrator(regs), -1); });
-    EXPECT_EQ(Current().regs.reg_tm_mode, 2);
+    Printed([&] { EXPECT_EQ(SettingVerificationRegistrator(regs), -1); });
+    EXPECT_EQ(EngineRegs().regs.reg_tm_mode, 2);
 }
 
 // The thread setting: clamped to 1..64, 1 by default, and frames (with what the debug store keeps)
@@ -144,15 +124,12 @@ TEST(EntryPointsTest, EngineThreadsChangeNothingButSpeed) {
     std::vector<cv::Mat> results[2];
     for (int run = 0; run < 2; ++run) {
         SetEngineThreads(run == 0 ? 1 : 3);
-        Quiet([&] { InitEngineALAD(user, {}, alad_view_condition_{300.0f, 20000.0f}); });
+        Printed([&] { InitEngineALAD(user, {}, alad_view_condition_{300.0f, 20000.0f}); });
         for (unsigned seed = 1; seed <= 3; ++seed) {
-            cv::Mat frame(150, 200, CV_32SC3), out;
-            cv::RNG(seed).fill(frame, cv::RNG::UNIFORM, 0, 4096);
-            Quiet([&] { EXPECT_EQ(RunOneFrameALAD(frame, out), 0); });
+            cv::Mat out;
+            Printed([&] { EXPECT_EQ(RunOneFrameALAD(testing_util::Random12(150, 200, seed), out), 0); });
             const alad_debug_output_& store = *alad_debug_output_::GetInstance();
-            for (const cv::Mat& m : {out, store.GetCLTMResultData(), store.GetAGTMResultData()}) {
-                results[run].push_back(m.clone());
-            }
+            for (const cv::Mat& m : {out, store.GetCLTMResultData(), store.GetAGTMResultData()}) results[run].push_back(m.clone());
         }
     }
     SetEngineThreads(1);

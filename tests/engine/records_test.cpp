@@ -14,7 +14,7 @@ auto Fields(const alad_cltm_user& u) {
                            u.tm_mode);
 }
 
-TEST(RecordsTest, BlockSizesRoundUpOneSidedCurveAndStrengthCapSigned) {
+TEST(RecordsTest, BlockSizesRoundUpOneSidedCurveAndStrengthCapSignedOtherFieldsCopied) {
     const struct { uint32_t blk, blk_out; int32_t curve, curve_out, strength, strength_out; } cases[] = {
         {0, 64, 5, 2, 40, 16},        {1, 64, -1, -1, -3, -3},     {64, 64, 0, 0, 0, 0},
         {65, 128, 2, 2, 16, 16},      {100, 128, 3, 2, 17, 16},    {128, 128, 1, 1, 15, 15},
@@ -22,31 +22,23 @@ TEST(RecordsTest, BlockSizesRoundUpOneSidedCurveAndStrengthCapSigned) {
         {0xFFFFFFFFu, 256, 1, 1, 8, 8}};
     for (const auto& c : cases) {
         ad_user_t_ user;
-        user.blk_width = c.blk;
-        user.blk_height = c.blk;
+        user.blk_width = user.blk_height = c.blk;
         user.curve_id = c.curve;
         user.strength = c.strength;
         EXPECT_EQ(Fields(MakeCLTMUser(user)),
                   std::make_tuple(c.blk_out, c.blk_out, c.curve_out, c.strength_out, 0, 800u, 480u, 3u))
             << c.blk << " " << c.curve << " " << c.strength;
     }
-}
-
-TEST(RecordsTest, CopiesFlagSizeAndOrderAndNothingReserved) {
+    // Flag, size and order are copied as they are; the reserved fields reach nothing.
     ad_user_t_ user;
     user.filter_flag = 7;
     user.width = 1080;
     user.height = 2400;
     user.tm_mode = 0xFFFFFFFFu;
-    const alad_cltm_user plain = MakeCLTMUser(user);
-    EXPECT_EQ(Fields(plain), std::make_tuple(256u, 256u, 1, 8, 7, 1080u, 2400u, 0xFFFFFFFFu));
     std::memset(user.reserved_table, 0xAB, sizeof(user.reserved_table));
     user.mode = 99;
-    user.reserved_limit = 1;
-    user.reserved_pair[0] = 5;
-    user.reserved_pair[1] = 6;
-    user.reserved_spare[0] = 9;
-    EXPECT_EQ(Fields(MakeCLTMUser(user)), Fields(plain));  // the reserved fields reach nothing
+    user.reserved_limit = user.reserved_pair[0] = user.reserved_pair[1] = user.reserved_spare[0] = 5;
+    EXPECT_EQ(Fields(MakeCLTMUser(user)), std::make_tuple(256u, 256u, 1, 8, 7, 1080u, 2400u, 0xFFFFFFFFu));
 }
 
 }  // namespace

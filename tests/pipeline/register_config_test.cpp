@@ -111,7 +111,7 @@ TEST_F(RegisterConfigTest, OnlyAGeometryChangeResetsTheSequence) {
     EXPECT_EQ(ReadBack().regs.reg_blk_width_b, 128);
 }
 
-TEST_F(RegisterConfigTest, SizeChangeByRegistersReallocatesForTheNewSize) {
+TEST_F(RegisterConfigTest, SizeChangeByRegistersReallocatesButKeepsTheDerivedBlockCounts) {
     Registers r = ReadBack();
     r.regs.width = 300;
     r.regs.height = 200;
@@ -119,7 +119,6 @@ TEST_F(RegisterConfigTest, SizeChangeByRegistersReallocatesForTheNewSize) {
     frame_ = testing_util::Random12(200, 300, 12);
     Run();
     EXPECT_EQ(Run().size(), cv::Size(300, 200));
-    // The block counts stay as derived from the user record.
     EXPECT_EQ(Values(ReadBack().regs), (std::vector<int32_t>{1, 300, 200, 256, 256, 1, 1, 0, 0, 0, 0, 0, 240, 5, 0}));
 }
 

@@ -7,6 +7,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/videoio.hpp>
 
+#include "tests/verify/verify_test_util.h"
 #include "tools/commands.h"
 #include "tools/tool_common.h"
 
@@ -15,19 +16,11 @@ namespace {
 
 // Runs `alad process` with its console output captured and dropped.
 int Process(std::vector<std::string> args) {
-    struct Capture {
-        Capture() {
-            testing::internal::CaptureStdout();
-            testing::internal::CaptureStderr();
-        }
-        ~Capture() {
-            testing::internal::GetCapturedStdout();
-            testing::internal::GetCapturedStderr();
-        }
-    } capture;
     std::vector<char*> argv;
     for (std::string& a : args) argv.push_back(a.data());
-    return RunProcess(static_cast<int>(argv.size()), argv.data());
+    int code = -1;
+    alad_test::Capture([&] { code = RunProcess(static_cast<int>(argv.size()), argv.data()); });
+    return code;
 }
 
 cv::Mat Gradient(int shift) {

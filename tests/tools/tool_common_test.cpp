@@ -45,7 +45,7 @@ TEST(ToolOptionsTest, ParsesValuesFlagsAndPositionalsAndNamesTheOptionOfAMistake
     EXPECT_NE(Mistake([&] { wrong.RequiredNumber("dst"); }).find("--dst"), std::string::npos);
 }
 
-TEST(ToolPictureTest, WidensAndNarrowsBothDepths) {
+TEST(ToolPictureTest, WidensAndNarrowsBothDepthsAndSetsPicturesSideBySide) {
     const std::string path8 = testing::TempDir() + "alad_tool_8.png", path16 = testing::TempDir() + "alad_tool_16.png";
     const cv::Mat picture8 = (cv::Mat_<cv::Vec3b>(1, 3) << cv::Vec3b(0, 128, 255), cv::Vec3b(1, 15, 16),
                               cv::Vec3b(200, 136, 254));
@@ -66,9 +66,8 @@ TEST(ToolPictureTest, WidensAndNarrowsBothDepths) {
     std::remove(path8.c_str());
     std::remove(path16.c_str());
     EXPECT_THROW(ReadPicture12(testing::TempDir() + "no_such_picture.png", &depth), RunError);
-}
 
-TEST(ToolPictureTest, SideBySidePutsBothPicturesInOne) {
+    // Side by side: both pictures in one, 8 pixels apart.
     const cv::Mat both =
         SideBySide(cv::Mat(4, 3, CV_8UC3, cv::Scalar(10, 20, 30)), cv::Mat(2, 5, CV_8UC3, cv::Scalar(1, 2, 3)));
     EXPECT_EQ(both.size(), cv::Size(3 + 8 + 5, 4));

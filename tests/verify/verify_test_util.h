@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "alad/alad_engine.h"
+#include "tests/engine/engine_test_util.h"
 
 namespace alad_test {
 
@@ -63,15 +64,8 @@ std::string Printed(Call&& call) {
 }
 
 // The register set the engine runs now.
-struct EngineRegs {
-    std::vector<uint32_t> curve = std::vector<uint32_t>(65);
-    std::vector<int32_t> table = std::vector<int32_t>(256);
-    kelvo::alad_verification_registrator regs;
-    EngineRegs() {
-        regs.hist_adjust_curve = curve.data();
-        regs.agtm = table.data();
-        EXPECT_EQ(kelvo::ALADRegistratorsInfoForDriverDraftEngine(regs), 0);
-    }
+struct EngineRegs : kelvo::testing_util::Registers {
+    EngineRegs() { EXPECT_EQ(kelvo::ALADRegistratorsInfoForDriverDraftEngine(regs), 0); }
 };
 
 }  // namespace alad_test
