@@ -52,9 +52,18 @@ inline v_s16 Blend16(const v_s16& a, const v_s16& b, const v_s32& weights) {
 inline v_s16 Clamp10(const v_s16& v) { return cv::v_min(cv::v_max(v, cv::vx_setzero_s16()), cv::vx_setall_s16(kTop10)); }
 
 // Table entries at 16-bit indices (all inside the table): as two 32-bit halves, or packed back to
-// 16 bits (the entries fit). Plain loads through a small array: faster than the gather
-// instructions of the processors measured, and than building the vectors lane by lane.
+// 16 bits (the entries fit). Gather instructions where the processor has them; elsewhere plain
+// loads through a small array, faster than building the vectors lane by lane.
 inline void Gather32(const int32_t* table, const v_s16& index, v_s32& low, v_s32& high) {
+#if CV_AVX512_SKX
+    cv::v_expand(index, low, high);
+    low = v_s32(_mm512_i32gather_epi32(low.val, table, 4));
+    high = v_s32(_mm512_i32gather_epi32(high.val, table, 4));
+#elif CV_AVX2
+    cv::v_expand(index, low, high);
+    low = v_s32(_mm256_i32gather_epi32(table, low.val, 4));
+    high = v_s32(_mm256_i32gather_epi32(table, high.val, 4));
+#else
     alignas(64) int16_t at[kLanes16];
     alignas(64) int32_t entry[kLanes16];
     cv::v_store_aligned(at, index);
@@ -62,6 +71,7 @@ inline void Gather32(const int32_t* table, const v_s16& index, v_s32& low, v_s32
     asm volatile("" ::: "memory");  // keep the compiler from building the vectors lane by lane
     low = cv::vx_load_aligned(entry);
     high = cv::vx_load_aligned(entry + kLanes32);
+#endif
 }
 inline v_s16 Gather16(const int32_t* table, const v_s16& index) {
     v_s32 low, high;
