@@ -130,8 +130,8 @@ BENCHMARK(BM_Memcpy)
     ->Name("memcpy/720x1650")->Args({720, 1650})->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // Besides Google Benchmark's own options: --targets prints the table of speed targets at the
-// end; --simd=baseline runs the baseline build of the vectorised kernels (SSE2 on x86-64) instead
-// of the best one the processor runs.
+// end; --simd=baseline or --simd=avx2 runs that build of the vectorised kernels instead of the
+// best one the processor runs.
 int main(int argc, char** argv) {
     bool targets = false;
     int kept = 1;

@@ -158,8 +158,7 @@ void ReportException(const std::exception& e) {
 // reads that plane after a frame.
 
 // Row buffers of one stripe: a ring of three converted rows (the filter's window), the filter's
-// neighbour weights, the filtered, tone-mapped and mapped luma, and the reciprocals of the luma
-// and the filtered luma.
+// neighbour weights and the filtered luma; and the look-up tables of the row pair at hand.
 class StripeRows {
 public:
     explicit StripeRows(int cols)
@@ -175,14 +174,10 @@ public:
     }
     int16_t* Right() { return Array(18); }
     int16_t* Filtered() { return Array(19); }
-    int16_t* Tone() { return Array(20); }
-    int16_t* Mapped() { return Array(21); }
-    uint16_t* Reciprocal() { return reinterpret_cast<uint16_t*>(Array(22)); }
-    uint16_t* FilteredReciprocal() { return reinterpret_cast<uint16_t*>(Array(23)); }
     cltm_rows::RowQuads quads;  // the look-up tables of the row pair at hand
 
 private:
-    static constexpr int kArrays = 24;
+    static constexpr int kArrays = 20;
     // Each array may be read kRowPad elements before its start and up to its padding after.
     int16_t* Array(int index) { return storage_.data() + static_cast<size_t>(index) * stride_ + cltm_rows::kRowPad; }
 
@@ -270,19 +265,13 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, uint32
         } else {
             // The filtered row: the filter, the base through the curves, the detail added back.
             if (y + 1 < f.rows) convert(y + 1);
-            int16_t* mapped = rows.Mapped();
             const int16_t* below = rows.Luma(clamped(y + 1));
             cltm_rows::DownWeights(*f.tables, luma, below, f.cols, rows.Below(y));
             cltm_rows::RightWeights(*f.tables, luma, f.cols, rows.Right());
             cltm_rows::FilterRow(*f.tables, rows.Luma(clamped(y - 1)), luma, below, rows.Below(y - 1), rows.Below(y),
                                  rows.Right(), f.cols, rows.Filtered());
-            cltm_rows::ToneRow(*f.tables, rows.quads.ForRow(*f.tables, y), y, rows.Filtered(), luma, f.cols,
-                               rows.Tone(), rows.FilteredReciprocal(), rows.Reciprocal());
-            const uint16_t* detail_reciprocal =
-                f.tables->view.luma_select ? rows.FilteredReciprocal() : rows.Reciprocal();
-            cltm_rows::DetailRow(*f.tables, luma, rows.Filtered(), rows.Tone(), detail_reciprocal, f.cols, mapped);
-            cltm_rows::ColourRow(f.colour, c0, c1, c2, luma, mapped, rows.Reciprocal(), f.cols, plane_row,
-                                 image_row);
+            cltm_rows::FilteredMapRow(*f.tables, rows.quads.ForRow(*f.tables, y), f.colour, y, c0, c1, c2, luma,
+                                      rows.Filtered(), f.cols, plane_row, image_row);
         }
         sample_pending();
         if ((y & 1) != 0) {

@@ -311,23 +311,6 @@ void ConvertRowKernel(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int
     }
 }
 
-void ToneRowKernel(const TableView& t, const uint64_t* quads, int y, const int16_t* index, const int16_t* luma,
-                   int cols, int16_t* out, uint16_t* index_reciprocal, uint16_t* luma_reciprocal) {
-    const int padded = PaddedWidth(cols);
-    const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
-    for (int x = 0; x < padded; x += kLanes16) {
-        v_u32 low[2], high[2];
-        FetchQuads(quads, t.column + x, cv::vx_load(index + x), low, high);
-        v_s16 tone;
-        v_u16 q;
-        ToneFromQuads(low, high, t.wx + x, wy, tone, q);
-        cv::v_store(out + x, tone);
-        cv::v_store(index_reciprocal + x, q);
-        if (luma_reciprocal != nullptr) {
-            cv::v_store(luma_reciprocal + x, GatherU16(t.reciprocal_by_luma, cv::vx_load(luma + x)));
-        }
-    }
-}
 
 void DownWeightsKernel(const TableView& t, const int16_t* upper, const int16_t* lower, int cols,
                        const PairWeights& out) {
@@ -395,29 +378,26 @@ void FilterRowKernel(const TableView& t, const int16_t* above_row, const int16_t
     }
 }
 
-void DetailRowKernel(const TableView& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone,
-                     const uint16_t* reciprocal, int cols, int16_t* out) {
-    const int padded = PaddedWidth(cols);
-    for (int x = 0; x < padded; x += kLanes16) {
-        const v_s16 v = cv::vx_load(luma + x);
-        const v_s16 f = cv::vx_load(filtered + x);
-        const v_s16 base = cv::vx_load(tone + x);
-        const v_s16 i = t.luma_select ? f : v;
-        v_s32 d_lo, d_hi;
-        cv::v_expand(v - f, d_lo, d_hi);
-        if (!t.detail_direct) {
-            // Scaled by the base's gain base / i: (Q[i >> 2] * base) >> 8, below 2^18.
-            v_s32 gain_lo, gain_hi;
-            MulShift8(cv::vx_load(reciprocal + x), cv::v_reinterpret_as_u16(base), gain_lo, gain_hi);
-            d_lo = cv::v_shr<10>(gain_lo * d_lo);
-            d_hi = cv::v_shr<10>(gain_hi * d_hi);
-        }
-        v_s32 g_lo, g_hi, b_lo, b_hi;
-        Gather32(t.detail_gain, i, g_lo, g_hi);
-        cv::v_expand(base, b_lo, b_hi);
-        // Products wrap at 32 bits, as the scalar code's; the pack saturates before the clamp.
-        cv::v_store(out + x, Clamp10(cv::v_pack(b_lo + cv::v_shr<8>(g_lo * d_lo), b_hi + cv::v_shr<8>(g_hi * d_hi))));
+
+// The filtered pixel of ad_enhance_luma from its luma v, filtered luma f, the base (f through the
+// curves) and Q[i >> 2] of the luma i the detail gain is indexed by: base plus the weighted
+// detail v - f, 0..1023.
+inline v_s16 DetailChunk(const TableView& t, const v_s16& v, const v_s16& f, const v_s16& base, const v_u16& q) {
+    const v_s16 i = t.luma_select ? f : v;
+    v_s32 d_lo, d_hi;
+    cv::v_expand(v - f, d_lo, d_hi);
+    if (!t.detail_direct) {
+        // Scaled by the base's gain base / i: (Q[i >> 2] * base) >> 8, below 2^18.
+        v_s32 gain_lo, gain_hi;
+        MulShift8(q, cv::v_reinterpret_as_u16(base), gain_lo, gain_hi);
+        d_lo = cv::v_shr<10>(gain_lo * d_lo);
+        d_hi = cv::v_shr<10>(gain_hi * d_hi);
     }
+    v_s32 g_lo, g_hi, b_lo, b_hi;
+    Gather32(t.detail_gain, i, g_lo, g_hi);
+    cv::v_expand(base, b_lo, b_hi);
+    // Products wrap at 32 bits, as the scalar code's; the pack saturates before the clamp.
+    return Clamp10(cv::v_pack(b_lo + cv::v_shr<8>(g_lo * d_lo), b_hi + cv::v_shr<8>(g_hi * d_hi)));
 }
 
 // What the colour step needs that does not change along a row.
@@ -470,17 +450,6 @@ inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], const v_s16&
     }
 }
 
-void ColourRowKernel(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2,
-                     const int16_t* luma, const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane,
-                     int32_t* image) {
-    const ColourConstants k(step);
-    for (int x = 0; x < cols; x += kLanes16) {
-        const v_s16 u[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
-        v_s16 result[3];
-        ColourChunk(k, u, cv::vx_load(luma + x), cv::vx_load(mapped + x), cv::vx_load(reciprocal + x), result);
-        StoreBoth(plane, image, x, cols, result);
-    }
-}
 
 // The whole unfiltered row, a vector's worth of pixels at a time from the 12-bit image to both
 // outputs (reads and writes interleaved, and no row buffers): ConvertRow, ToneRow and ColourRow
@@ -506,6 +475,29 @@ void MapRowKernel(const TableView& t, const uint64_t* quads, const ColourStep& s
     }
 }
 
+// The rest of a filtered row once the filter has run: the filtered luma through the curves, the
+// detail added back, the colour step, both outputs.
+void FilteredMapRowKernel(const TableView& t, const uint64_t* quads, const ColourStep& step, int y,
+                          const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
+                          const int16_t* filtered, int cols, uint32_t* plane, int32_t* image) {
+    const ColourConstants k(step);
+    const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
+    for (int x = 0; x < cols; x += kLanes16) {
+        const v_s16 v = cv::vx_load(luma + x), f = cv::vx_load(filtered + x);
+        v_u32 low[2], high[2];
+        FetchQuads(quads, t.column + x, f, low, high);
+        v_s16 base;
+        v_u16 q_filtered;
+        ToneFromQuads(low, high, t.wx + x, wy, base, q_filtered);
+        const v_u16 q_luma = GatherU16(t.reciprocal_by_luma, v);
+        const v_s16 mapped = DetailChunk(t, v, f, base, t.luma_select ? q_filtered : q_luma);
+        const v_s16 u[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
+        v_s16 result[3];
+        ColourChunk(k, u, v, mapped, q_luma, result);
+        StoreBoth(plane, image, x, cols, result);
+    }
+}
+
 void CopyRowKernel(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane,
                    int32_t* image) {
     for (int x = 0; x < cols; x += kLanes16) {
@@ -517,9 +509,10 @@ void CopyRowKernel(const int16_t* c0, const int16_t* c1, const int16_t* c2, int 
 }  // namespace
 
 const RowKernels& Kernels() {
-    static const RowKernels kernels = {CurveValuesKernel, MakeQuadsKernel, ConvertRowKernel, ToneRowKernel,
-                                       DownWeightsKernel, RightWeightsKernel, FilterRowKernel,  DetailRowKernel,
-                                       ColourRowKernel,   CopyRowKernel,      StreamFenceKernel, MapRowKernel};
+    static const RowKernels kernels = {CurveValuesKernel,   MakeQuadsKernel,      ConvertRowKernel,
+                                       DownWeightsKernel,   RightWeightsKernel,   FilterRowKernel,
+                                       FilteredMapRowKernel, CopyRowKernel,       StreamFenceKernel,
+                                       MapRowKernel};
     return kernels;
 }
 

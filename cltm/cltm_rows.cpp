@@ -216,10 +216,6 @@ void SampleRow(const int16_t* luma, int cols, uint32_t mode, int32_t next_row_fi
     }
 }
 
-void ToneRow(const MapTables& t, const uint64_t* quads, int y, const int16_t* index, const int16_t* luma, int cols,
-             int16_t* out, uint16_t* index_reciprocal, uint16_t* luma_reciprocal) {
-    Active().tone(t.view, quads, y, index, luma, cols, out, index_reciprocal, luma_reciprocal);
-}
 
 void DownWeights(const MapTables& t, const int16_t* upper, const int16_t* lower, int cols, const PairWeights& out) {
     Active().down_weights(t.view, upper, lower, cols, out);
@@ -234,14 +230,11 @@ void FilterRow(const MapTables& t, const int16_t* above_row, const int16_t* row,
     Active().filter(t.view, above_row, row, below_row, above, below, right, cols, filtered);
 }
 
-void DetailRow(const MapTables& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone,
-               const uint16_t* reciprocal, int cols, int16_t* out) {
-    Active().detail(t.view, luma, filtered, tone, reciprocal, cols, out);
-}
 
-void ColourRow(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
-               const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane, int32_t* image) {
-    Active().colour(step, c0, c1, c2, luma, mapped, reciprocal, cols, plane, image);
+void FilteredMapRow(const MapTables& t, const uint64_t* quads, const ColourStep& step, int y, const int16_t* c0,
+                    const int16_t* c1, const int16_t* c2, const int16_t* luma, const int16_t* filtered, int cols,
+                    uint32_t* plane, int32_t* image) {
+    Active().filtered_map_row(t.view, quads, step, y, c0, c1, c2, luma, filtered, cols, plane, image);
 }
 
 void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image) {

@@ -125,12 +125,6 @@ constexpr int kSampleCopies = 4;
 void SampleRow(const int16_t* luma, int cols, uint32_t mode, int32_t next_row_first, uint32_t log2w,
                uint32_t* block_row_hist, size_t copy_stride);
 
-// Luma through the four block curves of each pixel of row y, blended by the column and row
-// weights: out[x] = _tone_mapping(curves of x, index[x], wx, wy), and Q[index[x] >> 2] into
-// `index_reciprocal`. Also Q[luma[x] >> 2] into `luma_reciprocal` (the colour step's).
-void ToneRow(const MapTables& t, const uint64_t* quads, int y, const int16_t* index, const int16_t* luma, int cols,
-             int16_t* out, uint16_t* index_reciprocal, uint16_t* luma_reciprocal);
-
 // The filter's neighbour weights of one row (see FilterRow): between the row and the one below,
 // straight down, down-right and down-left, each indexed by the upper pixel.
 struct PairWeights {
@@ -149,34 +143,33 @@ void RightWeights(const MapTables& t, const int16_t* row, int cols, int16_t* rig
 void FilterRow(const MapTables& t, const int16_t* above_row, const int16_t* row, const int16_t* below_row,
                const PairWeights& above, const PairWeights& below, const int16_t* right, int cols, int16_t* filtered);
 
-// The filtered pixel: base `tone` (the tone-mapped filtered luma), detail luma - filtered scaled
-// and weighted as ad_enhance_luma does; result 0..1023. `reciprocal` holds Q[i >> 2] of the luma i
-// the detail gain is indexed by (ToneRow's index or luma reciprocal).
-void DetailRow(const MapTables& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone,
-               const uint16_t* reciprocal, int cols, int16_t* out);
-
-// The colour step of ad_enhance_rgb on planar rows, written interleaved as 10-bit codes to
-// `plane` and as 12-bit codes (4v + (v >> 8)) to `image`. `reciprocal` holds Q[luma >> 2] per
-// pixel (from ToneRow).
+// The colour step of ad_enhance_rgb: its constants for a frame.
 struct ColourStep {
     int32_t offset = 0;
     int32_t ratio = 0;
     uint32_t strength = 255;
 };
-void ColourRow(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
-               const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane, int32_t* image);
+
+// The rest of filtered row y of 10-bit planar rows (channels, luma, the filtered luma of
+// FilterRow), as ad_enhance_luma and ad_enhance_rgb finish it: the filtered luma through the four
+// block curves of each pixel (`quads`: RowQuads::ForRow), the detail added back, the colour step,
+// written interleaved as 10-bit codes to `plane` and as 12-bit codes (4v + (v >> 8)) to `image`.
+void FilteredMapRow(const MapTables& t, const uint64_t* quads, const ColourStep& step, int y, const int16_t* c0,
+                    const int16_t* c1, const int16_t* c2, const int16_t* luma, const int16_t* filtered, int cols,
+                    uint32_t* plane, int32_t* image);
 
 // The first frame's pass-through: the planar 10-bit rows written interleaved as they are.
 void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
 
 // The whole unfiltered row y, from the 12-bit image row to both outputs, a vector's worth of
-// pixels at a time: ConvertRow, ToneRow and ColourRow in one pass with reads and writes
-// interleaved. The 10-bit luma is also left in `luma` (for the histograms).
+// pixels at a time: the conversion of ConvertRow and the mapping of FilteredMapRow without the
+// filter, in one pass with reads and writes interleaved. The 10-bit luma is also left in `luma`
+// (for the histograms).
 void MapRow(const MapTables& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in, int cols,
             int16_t* luma, uint32_t* plane, int32_t* image);
 
-// ColourRow, CopyRow and MapRow write whole aligned vectors with non-temporal stores; a thread calls this
-// after its last row so that the rows are in memory before another thread reads them.
+// FilteredMapRow, CopyRow and MapRow write whole aligned vectors with non-temporal stores; a thread
+// calls this after its last row so that the rows are in memory before another thread reads them.
 void FinishRows();
 
 // The vectorised kernels of one build (cltm_row_kernels.h); the functions above call those of
@@ -187,19 +180,15 @@ struct RowKernels {
                        const uint16_t* lower_right, const uint32_t* low_bits, const uint32_t* high_bits,
                        uint64_t* out);
     void (*convert)(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma);
-    void (*tone)(const TableView& t, const uint64_t* quads, int y, const int16_t* index, const int16_t* luma, int cols,
-                 int16_t* out, uint16_t* index_reciprocal, uint16_t* luma_reciprocal);
     void (*down_weights)(const TableView& t, const int16_t* upper, const int16_t* lower, int cols,
                          const PairWeights& out);
     void (*right_weights)(const TableView& t, const int16_t* row, int cols, int16_t* right);
     void (*filter)(const TableView& t, const int16_t* above_row, const int16_t* row, const int16_t* below_row,
                    const PairWeights& above, const PairWeights& below, const int16_t* right, int cols,
                    int16_t* filtered);
-    void (*detail)(const TableView& t, const int16_t* luma, const int16_t* filtered, const int16_t* tone,
-                   const uint16_t* reciprocal, int cols, int16_t* out);
-    void (*colour)(const ColourStep& step, const int16_t* c0, const int16_t* c1, const int16_t* c2,
-                   const int16_t* luma, const int16_t* mapped, const uint16_t* reciprocal, int cols, uint32_t* plane,
-                   int32_t* image);
+    void (*filtered_map_row)(const TableView& t, const uint64_t* quads, const ColourStep& step, int y,
+                             const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
+                             const int16_t* filtered, int cols, uint32_t* plane, int32_t* image);
     void (*copy)(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
     void (*stream_fence)();
     void (*map_row)(const TableView& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in,
