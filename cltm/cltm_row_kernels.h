@@ -1,11 +1,12 @@
 // The vectorised row kernels of cltm_rows (see cltm_rows.h for what each computes), written once
 // with OpenCV's width-agnostic universal intrinsics and compiled once per instruction set, each
 // time in a namespace of its own (ALAD_SIMD_NAMESPACE): v_int16 holds 8 lanes with SSE2 and NEON,
-// 16 with AVX2. Only plain pointers and plain structs cross in and out, and nothing from the
-// standard library is instantiated here, so that no function compiled for one instruction set
-// can stand in for the other's.
+// 16 with AVX2, 32 with AVX-512. Only plain pointers and plain structs cross in and out, and
+// nothing from the standard library is instantiated here, so that no function compiled for one
+// instruction set can stand in for another's.
 //
-// Included only by cltm_rows.cpp (baseline) and cltm_rows_avx2.cpp (AVX2).
+// Included only by cltm_rows.cpp (baseline), cltm_rows_avx2.cpp (AVX2) and cltm_rows_avx512.cpp
+// (AVX-512).
 #ifndef ALAD_SIMD_NAMESPACE
 #error "define ALAD_SIMD_NAMESPACE before including cltm_row_kernels.h"
 #endif
@@ -96,7 +97,8 @@ inline v_s16 AbsDiff(const v_s16& a, const v_s16& b) { return cv::v_max(a, b) - 
 
 // The filter's weight of neighbours |d| apart (0 <= d <= 1023): range_weight[d >> 3] below 256,
 // else 0. The 32 weights fit in bytes (the sweep takes no larger ones), so where the processor
-// has a byte table look-up in registers (AVX2 pshufb, NEON tbl) no memory look-up is made.
+// has a table look-up in registers (AVX-512 vpermw, AVX2 pshufb, NEON tbl) no memory look-up is
+// made.
 inline v_s16 PairWeight(const TableView& t, const v_s16& d) {
 #if CV_AVX512_SKX || CV_AVX2 || CV_NEON
     // k = d >> 3, limited to 32: past the table, weight 0.
