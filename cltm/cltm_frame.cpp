@@ -157,7 +157,8 @@ void ReportException(const std::exception& e) {
 // messages. Only the input plane is not filled: the sweep reads the image directly, and nothing
 // reads that plane after a frame.
 
-// Row buffers of one stripe: a ring of three converted rows (the filter's window), the filter's
+// Row buffers of one stripe: a ring of four converted rows (the filter's window and the row
+// converted ahead; an odd row stays until it is sampled), the filter's
 // neighbour weights and the filtered luma; and the look-up tables of the row pair at hand.
 class StripeRows {
 public:
@@ -165,19 +166,20 @@ public:
         : stride_(cltm_rows::PaddedWidth(cols) + 2 * cltm_rows::kRowPad),
           storage_(static_cast<size_t>(stride_) * kArrays) {}
 
-    int16_t* Channel(int row, int c) { return Array((row % 3) * 4 + c); }
-    int16_t* Luma(int row) { return Array((row % 3) * 4 + 3); }
+    int16_t* Channel(int row, int c) { return Array((row % 4) * 4 + c); }
+    int16_t* Luma(int row) { return Array((row % 4) * 4 + 3); }
+    cltm_rows::PlanarRow Planar(int row) { return {Channel(row, 0), Channel(row, 1), Channel(row, 2), Luma(row)}; }
     // Weights towards the row below: two sets, for the rows above and below the current one.
     cltm_rows::PairWeights Below(int row) {
-        const int base = 12 + (row & 1) * 3;
+        const int base = 16 + (row & 1) * 3;
         return {Array(base), Array(base + 1), Array(base + 2)};
     }
-    int16_t* Right() { return Array(18); }
-    int16_t* Filtered() { return Array(19); }
+    int16_t* Right() { return Array(22); }
+    int16_t* Filtered() { return Array(23); }
     cltm_rows::RowQuads quads;  // the look-up tables of the row pair at hand
 
 private:
-    static constexpr int kArrays = 20;
+    static constexpr int kArrays = 24;
     // Each array may be read kRowPad elements before its start and up to its padding after.
     int16_t* Array(int index) { return storage_.data() + static_cast<size_t>(index) * stride_ + cltm_rows::kRowPad; }
 
@@ -217,20 +219,25 @@ struct SweepFrame {
 void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, uint32_t* block_hist) {
     const bool filter = !f.first && f.tables->filter;
     const int padded = cltm_rows::PaddedWidth(f.cols);
-    auto convert = [&](int y) {
+    // The filter's neighbours beyond the frame's edge repeat the edge pixel.
+    auto pad_edges = [&](int y) {
         int16_t* luma = rows.Luma(y);
-        cltm_rows::ConvertRow(f.src->ptr<int32_t>(y), f.cols, rows.Channel(y, 0), rows.Channel(y, 1),
-                              rows.Channel(y, 2), luma);
-        // The filter's neighbours beyond the frame's edge repeat the edge pixel.
         luma[-1] = luma[0];
         for (int x = f.cols; x <= padded; ++x) luma[x] = luma[f.cols - 1];
     };
+    auto convert = [&](int y) {
+        const cltm_rows::PlanarRow row = rows.Planar(y);
+        cltm_rows::ConvertRow(f.src->ptr<int32_t>(y), f.cols, row.c0, row.c1, row.c2, row.luma);
+        pad_edges(y);
+    };
     auto clamped = [&](int y) { return y < 0 ? 0 : (y >= f.rows ? f.rows - 1 : y); };
-    // With the filter, row y + 1 is converted before row y is written, and no row is read again
-    // after it has been written: an output image that is the input itself stays correct.
+    // With the filter, rows y + 1 and y + 2 are converted before row y is written (the latter while
+    // it is), and no row is read again after it has been written: an output image that is the input
+    // itself stays correct.
     if (filter) {
         if (begin > 0) convert(begin - 1);
         convert(begin);
+        if (begin + 1 < f.rows) convert(begin + 1);
         cltm_rows::DownWeights(*f.tables, rows.Luma(clamped(begin - 1)), rows.Luma(begin), f.cols,
                                rows.Below(begin - 1));
     }
@@ -263,15 +270,19 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, uint32
             cltm_rows::MapRow(*f.tables, rows.quads.ForRow(*f.tables, y), f.colour, y, f.src->ptr<int32_t>(y),
                               f.cols, rows.Luma(y), plane_row, image_row);
         } else {
-            // The filtered row: the filter, the base through the curves, the detail added back.
-            if (y + 1 < f.rows) convert(y + 1);
+            // The filtered row: the filter, the base through the curves, the detail added back; the
+            // row after the next converted meanwhile.
             const int16_t* below = rows.Luma(clamped(y + 1));
             cltm_rows::DownWeights(*f.tables, luma, below, f.cols, rows.Below(y));
             cltm_rows::RightWeights(*f.tables, luma, f.cols, rows.Right());
             cltm_rows::FilterRow(*f.tables, rows.Luma(clamped(y - 1)), luma, below, rows.Below(y - 1), rows.Below(y),
                                  rows.Right(), f.cols, rows.Filtered());
+            const int ahead = y + 2 < f.rows && y + 2 <= end ? y + 2 : -1;
             cltm_rows::FilteredMapRow(*f.tables, rows.quads.ForRow(*f.tables, y), f.colour, y, c0, c1, c2, luma,
-                                      rows.Filtered(), f.cols, plane_row, image_row);
+                                      rows.Filtered(), f.cols, plane_row, image_row,
+                                      ahead >= 0 ? f.src->ptr<int32_t>(ahead) : nullptr,
+                                      ahead >= 0 ? rows.Planar(ahead) : cltm_rows::PlanarRow());
+            if (ahead >= 0) pad_edges(ahead);
         }
         sample_pending();
         if ((y & 1) != 0) {

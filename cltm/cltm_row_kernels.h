@@ -481,10 +481,20 @@ void MapRowKernel(const TableView& t, const uint64_t* quads, const ColourStep& s
 // detail added back, the colour step, both outputs.
 void FilteredMapRowKernel(const TableView& t, const uint64_t* quads, const ColourStep& step, int y,
                           const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
-                          const int16_t* filtered, int cols, uint32_t* plane, int32_t* image) {
+                          const int16_t* filtered, int cols, uint32_t* plane, int32_t* image,
+                          const int32_t* ahead_in, const PlanarRow& ahead) {
     const ColourConstants k(step);
     const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
     for (int x = 0; x < cols; x += kLanes16) {
+        if (ahead_in != nullptr) {
+            alignas(64) int32_t tail[3 * kLanes16];
+            v_s16 a, b, c;
+            ConvertChunk(ChunkSource(ahead_in, x, cols, tail), a, b, c);
+            cv::v_store(ahead.c0 + x, a);
+            cv::v_store(ahead.c1 + x, b);
+            cv::v_store(ahead.c2 + x, c);
+            cv::v_store(ahead.luma + x, cv::v_max(cv::v_max(a, b), c));
+        }
         const v_s16 v = cv::vx_load(luma + x), f = cv::vx_load(filtered + x);
         v_u32 low[2], high[2];
         FetchQuads(quads, t.column + x, f, low, high);

@@ -233,8 +233,9 @@ void FilterRow(const MapTables& t, const int16_t* above_row, const int16_t* row,
 
 void FilteredMapRow(const MapTables& t, const uint64_t* quads, const ColourStep& step, int y, const int16_t* c0,
                     const int16_t* c1, const int16_t* c2, const int16_t* luma, const int16_t* filtered, int cols,
-                    uint32_t* plane, int32_t* image) {
-    Active().filtered_map_row(t.view, quads, step, y, c0, c1, c2, luma, filtered, cols, plane, image);
+                    uint32_t* plane, int32_t* image, const int32_t* ahead_in, const PlanarRow& ahead) {
+    Active().filtered_map_row(t.view, quads, step, y, c0, c1, c2, luma, filtered, cols, plane, image, ahead_in,
+                              ahead);
 }
 
 void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image) {

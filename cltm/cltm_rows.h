@@ -154,9 +154,17 @@ struct ColourStep {
 // FilterRow), as ad_enhance_luma and ad_enhance_rgb finish it: the filtered luma through the four
 // block curves of each pixel (`quads`: RowQuads::ForRow), the detail added back, the colour step,
 // written interleaved as 10-bit codes to `plane` and as 12-bit codes (4v + (v >> 8)) to `image`.
+// With `ahead_in`, also ConvertRow of that 12-bit row into `ahead` (edges left to the caller), its
+// reads spread over the row's work.
+struct PlanarRow {
+    int16_t* c0 = nullptr;
+    int16_t* c1 = nullptr;
+    int16_t* c2 = nullptr;
+    int16_t* luma = nullptr;
+};
 void FilteredMapRow(const MapTables& t, const uint64_t* quads, const ColourStep& step, int y, const int16_t* c0,
                     const int16_t* c1, const int16_t* c2, const int16_t* luma, const int16_t* filtered, int cols,
-                    uint32_t* plane, int32_t* image);
+                    uint32_t* plane, int32_t* image, const int32_t* ahead_in, const PlanarRow& ahead);
 
 // The first frame's pass-through: the planar 10-bit rows written interleaved as they are.
 void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
@@ -188,7 +196,8 @@ struct RowKernels {
                    int16_t* filtered);
     void (*filtered_map_row)(const TableView& t, const uint64_t* quads, const ColourStep& step, int y,
                              const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
-                             const int16_t* filtered, int cols, uint32_t* plane, int32_t* image);
+                             const int16_t* filtered, int cols, uint32_t* plane, int32_t* image,
+                             const int32_t* ahead_in, const PlanarRow& ahead);
     void (*copy)(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
     void (*stream_fence)();
     void (*map_row)(const TableView& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in,
