@@ -153,9 +153,10 @@ void ReportException(const std::exception& e) {
 // row with the kernels of cltm_rows: each row is converted, sampled for the histograms, mapped,
 // and written to the output plane and the output image while it is in the cache; the new curves
 // then come from the histograms through the same code as the plain path's. It leaves the same
-// output image, output plane, curve set, histogram buffer, context, debug store contents and
-// messages. Only the input plane is not filled: the sweep reads the image directly, and nothing
-// reads that plane after a frame.
+// output image, curve set, histogram buffer, context, debug store contents and messages, and the
+// same output plane once unpacked (it writes it packed: CLTMBufferManager::UnpackOutputPlane).
+// Only the input plane is not filled: the sweep reads the image directly, and nothing reads that
+// plane after a frame.
 
 // Row buffers of one stripe: a ring of four converted rows (the filter's window and the row
 // converted ahead; an odd row stays until it is sampled), the filter's
@@ -256,7 +257,7 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, uint32
         pending = -1;
     };
     for (int y = begin; y < end; ++y) {
-        uint32_t* plane_row = f.plane + static_cast<size_t>(y) * f.cols * 3;
+        uint32_t* plane_row = f.plane + static_cast<size_t>(y) * f.cols;  // packed pixels
         int32_t* image_row = reinterpret_cast<int32_t*>(f.image + static_cast<size_t>(y) * f.image_step);
         const int16_t* luma = rows.Luma(y);
         const int16_t* c0 = rows.Channel(y, 0);
@@ -350,9 +351,14 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
     // From here on, step by step what ad_proc_video does.
     if (!cltm_detail::BindVideoSize(*ctx, width, height)) {
         *result = 1;
+        buffers.UnpackOutputPlane();
         PlaneToImage(buffers.mOutputPlane, f.rows, f.cols, out);
         return true;
     }
+    // The frame is packed over the first pixels of the plane. Packed pixels of a larger frame
+    // beyond them are spread out first, where the plain path would have left them.
+    const size_t pixels = static_cast<size_t>(f.rows) * f.cols;
+    if (buffers.mPackedPixels > pixels) buffers.UnpackOutputPlane();
     uint32_t weight = 0;
     if (f.first) {
         ctx->strength = 0;
@@ -382,6 +388,7 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
     uint32_t sum = 0;
     for (uint32_t b = 0; b < kHistBins; ++b) sum += b * global[b];
     global[kHistBins] = sum;
+    buffers.mPackedPixels = pixels;
     if (image.data != out.data) StoreImage(image, out);
     cltm_detail::CurvesFromHistograms(buffers.mToneCurves, hist.data(), w.raw.data(), w.smooth.data(), width, height,
                                       weight, *param, f.grid, true);
@@ -435,6 +442,7 @@ int32_t CLTMOneImageImple_(const cv::Mat& in, const cltm_params_api_& params, CL
         ShapeLike(src, out);
         if (!FitsOrPassThrough(src, params, buffers, out)) return 1;
         ImageToPlane(src, buffers.mInputPlane);
+        buffers.UnpackOutputPlane();
         const int32_t r = ad_proc_image(buffers.mOutputPlane, reinterpret_cast<const int32_t*>(buffers.mInputPlane),
                                         static_cast<uint32_t>(src.cols), static_cast<uint32_t>(src.rows), params.param,
                                         buffers.mToneCurves);
@@ -460,6 +468,7 @@ int32_t VideoFrame(const cv::Mat& in, const cltm_params_api_& params, const CLTM
         int32_t swept = 0;
         if (sweep && SweepVideoFrame(src, params.param, ctx.ctx, buffers, out, &swept)) return swept;
         ImageToPlane(src, buffers.mInputPlane);
+        buffers.UnpackOutputPlane();
         const int32_t r = ad_proc_video(buffers.mOutputPlane, reinterpret_cast<const int32_t*>(buffers.mInputPlane),
                                         static_cast<uint32_t>(src.cols), static_cast<uint32_t>(src.rows), params.param,
                                         ctx.ctx, 0, buffers.mToneCurves, buffers.mHistBuffer);

@@ -136,6 +136,18 @@ void CLTMBufferManager::Release() {
     mInputPlane = mOutputPlane = mToneCurves = mHistBuffer = nullptr;
     mBlockNum = 0;
     mAllocWidth = mAllocHeight = 0;
+    mPackedPixels = 0;
+}
+
+void CLTMBufferManager::UnpackOutputPlane() {
+    // From the last pixel back: pixel i's values go to 3i..3i + 2, past every packed pixel not yet read.
+    for (size_t i = mPackedPixels; i-- > 0;) {
+        const uint32_t pixel = mOutputPlane[i];
+        mOutputPlane[3 * i] = pixel & 1023u;
+        mOutputPlane[3 * i + 1] = (pixel >> 10) & 1023u;
+        mOutputPlane[3 * i + 2] = pixel >> 20;
+    }
+    mPackedPixels = 0;
 }
 
 int32_t CLTMBufferManager::AllocateBufferBySize(uint32_t width, uint32_t height, const ad_param_t_* param) {

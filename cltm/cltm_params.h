@@ -127,13 +127,20 @@ public:
     uint32_t AllocatedWidth() const { return mAllocWidth; }
     uint32_t AllocatedHeight() const { return mAllocHeight; }
 
+    // The sweep (cltm_frame.cpp) leaves the mapped frame packed at the start of mOutputPlane, one
+    // u32 per pixel with the three 10-bit values at bits 0, 10 and 20, which is a third of the
+    // writes; this many pixels are packed then, else 0. Spreads them out again as three values
+    // per pixel; whatever reads the plane calls this first.
+    void UnpackOutputPlane();
+
     uint32_t* mInputPlane = nullptr;   // width*height*3: the frame as 10-bit RGB
-    uint32_t* mOutputPlane = nullptr;  // width*height*3: the mapped frame
+    uint32_t* mOutputPlane = nullptr;  // width*height*3: the mapped frame (see UnpackOutputPlane)
     uint32_t* mToneCurves = nullptr;   // mBlockNum*64: the curve set kept from frame to frame
     uint32_t* mHistBuffer = nullptr;   // 129: global histogram, then the sum of its samples
     uint32_t mBlockNum = 0;
     // The single-sweep video frame's working storage (cltm_frame.cpp), kept between frames.
     std::shared_ptr<CLTMSweepStorage> mSweepStorage;
+    size_t mPackedPixels = 0;
 
 private:
     uint32_t mAllocWidth = 0;

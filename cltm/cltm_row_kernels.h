@@ -136,36 +136,42 @@ inline v_s16 To12Bit(const v_s16& v) { return cv::v_shl<2>(v) + cv::v_shr<8>(v);
 
 inline int Distance(int a, int b) { return a < b ? b - a : a - b; }
 
-// Writes a vector's worth of pixels from x on (fewer at the end of a row) of three planar rows of
-// 10-bit codes interleaved as 32-bit values, as they are to the plane and as 12-bit codes
-// (4v + (v >> 8)) to the image.
-inline void StoreBoth(uint32_t* plane, int32_t* image, int x, int cols, const v_s16 v[3]) {
-    alignas(64) int16_t packed[3 * kLanes16];
-    cv::v_store_interleave(packed, v[0], v[1], v[2]);
-    const int count = cols - x < kLanes16 ? cols - x : kLanes16;
-    int32_t* targets[2] = {reinterpret_cast<int32_t*>(plane) + 3 * x, image + 3 * x};
-    for (int out = 0; out < 2; ++out) {
-        alignas(64) int32_t tail[3 * kLanes16];
-        int32_t* dst = count == kLanes16 ? targets[out] : tail;
-        // Whole vectors at aligned addresses go straight to memory (non-temporal stores, where the
-        // processor has them): the frame is written once and not read back here, and this saves
-        // reading every output line in before writing it.
-        const bool stream = count == kLanes16 && reinterpret_cast<uintptr_t>(dst) % sizeof(v_s32) == 0;
-        for (int k = 0; k < 3; ++k) {
-            v_s16 value = cv::vx_load_aligned(packed + kLanes16 * k);
-            if (out == 1) value = To12Bit(value);
-            v_u32 low, high;
-            cv::v_expand(cv::v_reinterpret_as_u16(value), low, high);
-            if (stream) {
-                cv::v_store_aligned_nocache(dst + kLanes16 * k, cv::v_reinterpret_as_s32(low));
-                cv::v_store_aligned_nocache(dst + kLanes16 * k + kLanes32, cv::v_reinterpret_as_s32(high));
-            } else {
-                cv::v_store(dst + kLanes16 * k, cv::v_reinterpret_as_s32(low));
-                cv::v_store(dst + kLanes16 * k + kLanes32, cv::v_reinterpret_as_s32(high));
-            }
-        }
-        if (count != kLanes16) std::memcpy(targets[out], tail, static_cast<size_t>(count) * 3 * sizeof(int32_t));
+// Stores n vectors of `count` values in all to dst: whole vectors at aligned addresses straight to
+// memory (non-temporal stores, where the processor has them: the frame is written once and not
+// read back here, and this saves reading every output line in before writing it), fewer values
+// through a copy.
+template <typename T, typename V>
+inline void StoreValues(T* dst, const V* v, int n, int count) {
+    if (count < n * V::nlanes) {
+        alignas(64) T tail[3 * kLanes16];
+        for (int i = 0; i < n; ++i) cv::v_store(tail + i * V::nlanes, v[i]);
+        std::memcpy(dst, tail, static_cast<size_t>(count) * sizeof(T));
+    } else if (reinterpret_cast<uintptr_t>(dst) % sizeof(V) == 0) {
+        for (int i = 0; i < n; ++i) cv::v_store_aligned_nocache(dst + i * V::nlanes, v[i]);
+    } else {
+        for (int i = 0; i < n; ++i) cv::v_store(dst + i * V::nlanes, v[i]);
     }
+}
+
+// Writes a vector's worth of pixels from x on (fewer at the end of a row) of three planar rows of
+// 10-bit values: packed, c0 | c1 << 10 | c2 << 20, one per pixel to `plane`; as 12-bit codes
+// (4v + (v >> 8)), interleaved, to `image`.
+inline void StoreBoth(uint32_t* plane, int32_t* image, int x, int cols, const v_s16 v[3]) {
+    const int count = cols - x < kLanes16 ? cols - x : kLanes16;
+    const v_u16 c0 = cv::v_reinterpret_as_u16(v[0]), c1 = cv::v_reinterpret_as_u16(v[1]);
+    const v_u16 c2 = cv::v_reinterpret_as_u16(v[2]);
+    v_u16 packed_low, packed_high;  // the low and the high halves of the packed pixels
+    cv::v_zip(c0 | cv::v_shl<10>(c1), cv::v_shr<6>(c1) | cv::v_shl<4>(c2), packed_low, packed_high);
+    const v_u32 packed[2] = {cv::v_reinterpret_as_u32(packed_low), cv::v_reinterpret_as_u32(packed_high)};
+    StoreValues(plane + x, packed, 2, count);
+
+    alignas(64) int16_t interleaved[3 * kLanes16];
+    cv::v_store_interleave(interleaved, To12Bit(v[0]), To12Bit(v[1]), To12Bit(v[2]));
+    v_s32 wide[6];
+    for (int k = 0; k < 3; ++k) {
+        cv::v_expand(cv::vx_load_aligned(interleaved + kLanes16 * k), wide[2 * k], wide[2 * k + 1]);
+    }
+    StoreValues(image + 3 * x, wide, 6, 3 * count);
 }
 
 // Orders the non-temporal stores before whatever follows (another thread reading the rows).
@@ -454,25 +460,32 @@ inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], const v_s16&
 
 
 // The whole unfiltered row, a vector's worth of pixels at a time from the 12-bit image to both
-// outputs (reads and writes interleaved, and no row buffers): ConvertRow, ToneRow and ColourRow
-// in one. The 10-bit luma is also left in `luma` (for the histograms).
+// outputs (reads and writes interleaved, and no row buffers): ConvertRow and the mapping of
+// FilteredMapRow without the filter in one. The 10-bit luma is also left in `luma` (for the histograms). The table look-ups of the
+// next pixels are made before the arithmetic of these, so that their wait overlaps it.
 void MapRowKernel(const TableView& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in,
                   int cols, int16_t* luma, uint32_t* plane, int32_t* image) {
     const ColourConstants k(step);
     const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
-    for (int x = 0; x < cols; x += kLanes16) {
+    v_s16 u[3], y_old;
+    v_u32 low[2], high[2];
+    auto fetch = [&](int x) {
         alignas(64) int32_t tail[3 * kLanes16];
-        v_s16 u[3];
         ConvertChunk(ChunkSource(in, x, cols, tail), u[0], u[1], u[2]);
-        const v_s16 y_old = cv::v_max(cv::v_max(u[0], u[1]), u[2]);
+        y_old = cv::v_max(cv::v_max(u[0], u[1]), u[2]);
         cv::v_store(luma + x, y_old);
-        v_u32 low[2], high[2];
         FetchQuads(quads, t.column + x, y_old, low, high);
+    };
+    fetch(0);
+    for (int x = 0; x < cols; x += kLanes16) {
+        const v_s16 these_u[3] = {u[0], u[1], u[2]}, these_y_old = y_old;
+        const v_u32 these_low[2] = {low[0], low[1]}, these_high[2] = {high[0], high[1]};
+        if (x + kLanes16 < cols) fetch(x + kLanes16);
         v_s16 y_new;
         v_u16 q;
-        ToneFromQuads(low, high, t.wx + x, wy, y_new, q);
+        ToneFromQuads(these_low, these_high, t.wx + x, wy, y_new, q);
         v_s16 result[3];
-        ColourChunk(k, u, y_old, y_new, q, result);
+        ColourChunk(k, these_u, these_y_old, y_new, q, result);
         StoreBoth(plane, image, x, cols, result);
     }
 }

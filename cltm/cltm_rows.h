@@ -153,7 +153,8 @@ struct ColourStep {
 // The rest of filtered row y of 10-bit planar rows (channels, luma, the filtered luma of
 // FilterRow), as ad_enhance_luma and ad_enhance_rgb finish it: the filtered luma through the four
 // block curves of each pixel (`quads`: RowQuads::ForRow), the detail added back, the colour step,
-// written interleaved as 10-bit codes to `plane` and as 12-bit codes (4v + (v >> 8)) to `image`.
+// written to `plane` packed (c0 | c1 << 10 | c2 << 20 per pixel) and to `image` interleaved as
+// 12-bit codes (4v + (v >> 8)).
 // With `ahead_in`, also ConvertRow of that 12-bit row into `ahead` (edges left to the caller), its
 // reads spread over the row's work.
 struct PlanarRow {
@@ -166,7 +167,8 @@ void FilteredMapRow(const MapTables& t, const uint64_t* quads, const ColourStep&
                     const int16_t* c1, const int16_t* c2, const int16_t* luma, const int16_t* filtered, int cols,
                     uint32_t* plane, int32_t* image, const int32_t* ahead_in, const PlanarRow& ahead);
 
-// The first frame's pass-through: the planar 10-bit rows written interleaved as they are.
+// The first frame's pass-through: the planar 10-bit rows written out as they are (as
+// FilteredMapRow writes its results).
 void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
 
 // The whole unfiltered row y, from the 12-bit image row to both outputs, a vector's worth of

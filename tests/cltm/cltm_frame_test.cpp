@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -145,6 +146,31 @@ TEST(CLTMFrameTest, FrameThatFitsButMismatchesTheContextGetsThePreviousOutputPla
     EXPECT_EQ(e.Video(RandomImage(32, 32, 10), out), 1);
     EXPECT_EQ(log.Text(), "INFO: video size 64x64\nERROR: unmatched size 32x32\n");
     EXPECT_TRUE(Same(out, previous));
+}
+
+// The sweep writes its output plane packed. A refused frame still gets what the plain path leaves
+// in the plane, also after a reset to a smaller frame: its first pixels from that frame, the rest
+// from the larger one before it.
+TEST(CLTMFrameTest, RefusedFrameAfterAResetToASmallerSizeGetsThePlainPathsPlane) {
+    Engine sweep(k64, 64, 64), plain(k64, 64, 64);
+    const cv::Mat frames[] = {RandomImage(64, 64, 12), RandomImage(64, 64, 13), RandomImage(40, 40, 14),
+                              RandomImage(40, 40, 15), RandomImage(50, 50, 16)};
+    Stdout log;
+    for (int i = 0; i < 5; ++i) {
+        if (i == 2) {
+            ad_reset_video(sweep.ctx.get());
+            ad_reset_video(plain.ctx.get());
+        }
+        cv::Mat out_sweep, out_plain;
+        const int32_t r = sweep.Video(frames[i], out_sweep);
+        EXPECT_EQ(r, CLTMVideoRunOneFramePlain(frames[i], plain.params, CLTMVideoContextAPI{plain.ctx.get()},
+                                               plain.buffers, plain.work, out_plain));
+        EXPECT_EQ(r, i == 4 ? 1 : 0);
+        EXPECT_TRUE(Same(out_sweep, out_plain)) << "frame " << i;
+    }
+    sweep.buffers.UnpackOutputPlane();
+    EXPECT_TRUE(std::equal(sweep.buffers.mOutputPlane, sweep.buffers.mOutputPlane + 64 * 64 * 3,
+                           plain.buffers.mOutputPlane));
 }
 
 TEST(CLTMFrameTest, StillImagesRepeatOutputTypesOddInputsAndEmptyFrames) {

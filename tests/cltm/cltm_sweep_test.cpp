@@ -31,9 +31,11 @@ std::vector<unsigned int> Contents(const alad_debug_buffer_& b) {
     return b.data == nullptr ? std::vector<unsigned int>() : std::vector<unsigned int>(b.data, b.data + b.length);
 }
 
-// Everything a frame leaves behind: buffers, context, work image and the debug store.
-std::vector<std::vector<unsigned int>> State(const Engine& e, size_t plane) {
-    const CLTMBufferManager& b = e.buffers;
+// Everything a frame leaves behind: buffers (the output plane unpacked), context, work image and
+// the debug store.
+std::vector<std::vector<unsigned int>> State(Engine& e, size_t plane) {
+    CLTMBufferManager& b = e.buffers;
+    b.UnpackOutputPlane();
     const alad_debug_output_& s = *alad_debug_output_::GetInstance();
     return {{b.mOutputPlane, b.mOutputPlane + plane},
             {b.mToneCurves, b.mToneCurves + b.mBlockNum * 64},
