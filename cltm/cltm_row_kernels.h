@@ -85,6 +85,47 @@ inline v_u16 GatherU16(const int32_t* table, const v_s16& index) {
     return cv::v_pack_u(low, high);
 }
 
+// Q[index] (the reciprocal) for indices 0..255. With AVX-512 the 256 values sit in eight
+// registers: four two-register permutes each pick among 64 of them by the index's low six bits,
+// and bits 6 and 7 choose among the four.
+inline v_u16 Reciprocal(const TableView& t, const v_s16& index) {
+#if CV_AVX512_SKX
+    const __m512i* q = reinterpret_cast<const __m512i*>(t.reciprocal16);
+    const __m512i i = index.val;
+    __m512i part[4];
+    for (int k = 0; k < 4; ++k) {
+        part[k] = _mm512_permutex2var_epi16(_mm512_loadu_si512(q + 2 * k), i, _mm512_loadu_si512(q + 2 * k + 1));
+    }
+    const __mmask32 bit6 = _mm512_test_epi16_mask(i, _mm512_set1_epi16(64));
+    const __mmask32 bit7 = _mm512_test_epi16_mask(i, _mm512_set1_epi16(128));
+    return v_u16(_mm512_mask_mov_epi16(_mm512_mask_mov_epi16(part[0], bit6, part[1]), bit7,
+                                       _mm512_mask_mov_epi16(part[2], bit6, part[3])));
+#else
+    return GatherU16(t.reciprocal, index);
+#endif
+}
+
+// The detail gain at 10-bit lumas i (TableView::detail_gain), as two 32-bit halves. With AVX-512
+// it is interpolated in registers from its 16 points, as the table was made:
+// point[i >> 6] + ((step[i >> 6] * ((i >> 2) & 15)) >> 4), wrapping at 32 bits.
+inline void DetailGain(const TableView& t, const v_s16& i, v_s32& low, v_s32& high) {
+#if CV_AVX512_SKX
+    const __m512i points = _mm512_loadu_si512(t.detail_points), steps = _mm512_loadu_si512(t.detail_steps);
+    v_s32 at[2];
+    cv::v_expand(i, at[0], at[1]);
+    for (v_s32& half : at) {
+        const __m512i segment = _mm512_srli_epi32(half.val, 6);
+        const __m512i fraction = _mm512_and_si512(_mm512_srli_epi32(half.val, 2), _mm512_set1_epi32(15));
+        const __m512i rise = _mm512_mullo_epi32(_mm512_permutexvar_epi32(segment, steps), fraction);
+        half = v_s32(_mm512_add_epi32(_mm512_permutexvar_epi32(segment, points), _mm512_srai_epi32(rise, 4)));
+    }
+    low = at[0];
+    high = at[1];
+#else
+    Gather32(t.detail_gain, i, low, high);
+#endif
+}
+
 // a * b >> 8 for unsigned 16-bit a and b, as 32-bit lanes (the product's halves put together).
 inline void MulShift8(const v_u16& a, const v_u16& b, v_s32& low, v_s32& high) {
     v_u16 p0, p1;
@@ -375,12 +416,10 @@ void FilterRowKernel(const TableView& t, const int16_t* above_row, const int16_t
             weighted_lo += cv::v_dotprod(wl, nl);
             weighted_hi += cv::v_dotprod(wh, nh);
         }
-        v_s32 q_lo, q_hi;
-        Gather32(t.reciprocal, cv::v_min(weight_sum, last_reciprocal), q_lo, q_hi);
-        const v_u32 mean_lo = cv::v_min(
-            cv::v_shr<16>(half + cv::v_reinterpret_as_u32(q_lo) * cv::v_reinterpret_as_u32(weighted_lo)), top);
-        const v_u32 mean_hi = cv::v_min(
-            cv::v_shr<16>(half + cv::v_reinterpret_as_u32(q_hi) * cv::v_reinterpret_as_u32(weighted_hi)), top);
+        v_u32 q_lo, q_hi;
+        cv::v_expand(Reciprocal(t, cv::v_min(weight_sum, last_reciprocal)), q_lo, q_hi);
+        const v_u32 mean_lo = cv::v_min(cv::v_shr<16>(half + q_lo * cv::v_reinterpret_as_u32(weighted_lo)), top);
+        const v_u32 mean_hi = cv::v_min(cv::v_shr<16>(half + q_hi * cv::v_reinterpret_as_u32(weighted_hi)), top);
         const v_s16 mean = cv::v_pack(cv::v_reinterpret_as_s32(mean_lo), cv::v_reinterpret_as_s32(mean_hi));
         cv::v_store(filtered + x, cv::v_select(weight_sum == zero, c, mean));
     }
@@ -402,7 +441,7 @@ inline v_s16 DetailChunk(const TableView& t, const v_s16& v, const v_s16& f, con
         d_hi = cv::v_shr<10>(gain_hi * d_hi);
     }
     v_s32 g_lo, g_hi, b_lo, b_hi;
-    Gather32(t.detail_gain, i, g_lo, g_hi);
+    DetailGain(t, i, g_lo, g_hi);
     cv::v_expand(base, b_lo, b_hi);
     // Products wrap at 32 bits, as the scalar code's; the pack saturates before the clamp.
     return Clamp10(cv::v_pack(b_lo + cv::v_shr<8>(g_lo * d_lo), b_hi + cv::v_shr<8>(g_hi * d_hi)));
@@ -514,7 +553,7 @@ void FilteredMapRowKernel(const TableView& t, const uint64_t* quads, const Colou
         v_s16 base;
         v_u16 q_filtered;
         ToneFromQuads(low, high, t.wx + x, wy, base, q_filtered);
-        const v_u16 q_luma = GatherU16(t.reciprocal_by_luma, v);
+        const v_u16 q_luma = Reciprocal(t, cv::v_shr<2>(v));
         const v_s16 mapped = DetailChunk(t, v, f, base, t.luma_select ? q_filtered : q_luma);
         const v_s16 u[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
         v_s16 result[3];

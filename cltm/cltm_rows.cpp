@@ -27,11 +27,10 @@ const RowKernels& Active() {
     return baseline::Kernels();
 }
 
-// Q by 10-bit luma v (Q[v >> 2]), which the colour gain and the detail scale look up.
-const std::array<int32_t, kLumaCodes>& ReciprocalByLuma() {
-    static const std::array<int32_t, kLumaCodes> table = [] {
-        std::array<int32_t, kLumaCodes> t{};
-        for (int v = 0; v < kLumaCodes; ++v) t[v] = static_cast<int32_t>(kMapReciprocal[v >> 2]);
+const std::array<uint16_t, 256>& Reciprocal16() {
+    static const std::array<uint16_t, 256> table = [] {
+        std::array<uint16_t, 256> t{};
+        for (size_t i = 0; i < t.size(); ++i) t[i] = static_cast<uint16_t>(kMapReciprocal[i]);
         return t;
     }();
     return table;
@@ -132,12 +131,20 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
             t->range_weight[d] = d < 256 ? static_cast<int32_t>(filter.range_weight[d >> 3]) : 0;
             t->detail_gain[d] = DetailGainAt(filter.detail_gain_curve, d);
         }
+        for (size_t p = 0; p < kDetailGainSize; ++p) {
+            t->detail_points[p] = static_cast<int32_t>(filter.detail_gain_curve[p]);
+            t->detail_steps[p] = p + 1 < kDetailGainSize ? alad::WrapSub(static_cast<int32_t>(filter.detail_gain_curve[p + 1]),
+                                                                         t->detail_points[p])
+                                                         : 0;
+        }
         for (size_t w = 0; w < kRangeWeightSize; ++w) {
             t->range_weight_bytes[w] = static_cast<uint8_t>(filter.range_weight[w]);  // all below 256
         }
         v.range_weight = t->range_weight.data();
         v.range_weight_bytes = t->range_weight_bytes;
         v.detail_gain = t->detail_gain.data();
+        v.detail_points = t->detail_points;
+        v.detail_steps = t->detail_steps;
         v.centre_weight = static_cast<int32_t>(filter.range_weight[0]);
         v.luma_select = filter.filter_luma_select != 0;
         v.detail_direct = filter.filter_detail_direct != 0;
@@ -146,7 +153,7 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
     v.wx = t->wx.data();
     v.wy = t->wy.data();
     v.reciprocal = reinterpret_cast<const int32_t*>(kMapReciprocal.data());
-    v.reciprocal_by_luma = ReciprocalByLuma().data();
+    v.reciprocal16 = Reciprocal16().data();
     return true;
 }
 

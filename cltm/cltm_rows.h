@@ -48,8 +48,12 @@ struct TableView {
     const int32_t* range_weight = nullptr;
     const uint8_t* range_weight_bytes = nullptr;  // the 32 range weights as bytes
     const int32_t* detail_gain = nullptr;
-    const int32_t* reciprocal = nullptr;          // Q, 256 entries
-    const int32_t* reciprocal_by_luma = nullptr;  // Q[v >> 2] by 10-bit luma v, 1024 entries
+    // The detail gain's 16 points and the steps to the next (0 after the last), for builds that
+    // interpolate it in registers.
+    const int32_t* detail_points = nullptr;
+    const int32_t* detail_steps = nullptr;
+    const int32_t* reciprocal = nullptr;     // Q, 256 entries
+    const uint16_t* reciprocal16 = nullptr;  // the same as 16-bit values (all below 2^16)
     int32_t centre_weight = 0;
     bool luma_select = false;
     bool detail_direct = false;
@@ -71,6 +75,7 @@ struct MapTables {
     uint32_t blocks_per_row = 0;
     // Filter: the weight of a neighbour at |difference| d (0..1023), the detail gain at luma i.
     std::vector<int32_t> range_weight, detail_gain;
+    int32_t detail_points[kDetailGainSize] = {}, detail_steps[kDetailGainSize] = {};
     uint8_t range_weight_bytes[32] = {};
     bool filter = false;
     TableView view;  // the above as the kernels read them
