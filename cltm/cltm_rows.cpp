@@ -27,6 +27,7 @@ const RowKernels& Active() {
     return baseline::Kernels();
 }
 
+// Q as 16-bit values, which the AVX-512 build looks up in registers.
 const std::array<uint16_t, 256>& Reciprocal16() {
     static const std::array<uint16_t, 256> table = [] {
         std::array<uint16_t, 256> t{};
@@ -131,11 +132,9 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
             t->range_weight[d] = d < 256 ? static_cast<int32_t>(filter.range_weight[d >> 3]) : 0;
             t->detail_gain[d] = DetailGainAt(filter.detail_gain_curve, d);
         }
-        for (size_t p = 0; p < kDetailGainSize; ++p) {
-            t->detail_points[p] = static_cast<int32_t>(filter.detail_gain_curve[p]);
-            t->detail_steps[p] = p + 1 < kDetailGainSize ? alad::WrapSub(static_cast<int32_t>(filter.detail_gain_curve[p + 1]),
-                                                                         t->detail_points[p])
-                                                         : 0;
+        for (size_t p = 0; p < kDetailGainSize; ++p) t->detail_points[p] = static_cast<int32_t>(filter.detail_gain_curve[p]);
+        for (size_t p = 0; p + 1 < kDetailGainSize; ++p) {
+            t->detail_steps[p] = alad::WrapSub(t->detail_points[p + 1], t->detail_points[p]);
         }
         for (size_t w = 0; w < kRangeWeightSize; ++w) {
             t->range_weight_bytes[w] = static_cast<uint8_t>(filter.range_weight[w]);  // all below 256

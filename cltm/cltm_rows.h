@@ -15,8 +15,11 @@
 // - 10-bit values are processed a whole vector at a time in 16-bit lanes with OpenCV's universal
 //   intrinsics, widening to 32 bits only for products that need it, over row buffers that stay in
 //   the first-level cache; the kernels are built for the baseline instruction set (SSE2 on x86-64,
-//   NEON on arm64) and again for AVX2, chosen at run time (common/simd.h);
-// - the filter's weight of a pair of neighbours is looked up once and used by both pixels.
+//   NEON on arm64) and again for AVX2 and for AVX-512, chosen at run time (common/simd.h);
+// - the filter's weight of a pair of neighbours is looked up once and used by both pixels;
+// - the AVX-512 build looks the reciprocal up and interpolates the detail gain in registers
+//   (permutes), which is faster there than loads from tables in memory;
+// - the output plane is written packed, a third of the values (CLTMBufferManager).
 //
 // Row buffers hold int16 values, are padded to a multiple of kRowPad pixels and may be read up to
 // that padding. Luma rows read by the filter are valid from
