@@ -500,8 +500,9 @@ inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], const v_s16&
 
 // The whole unfiltered row, a vector's worth of pixels at a time from the 12-bit image to both
 // outputs (reads and writes interleaved, and no row buffers): ConvertRow and the mapping of
-// FilteredMapRow without the filter in one. The 10-bit luma is also left in `luma` (for the histograms). The table look-ups of the
-// next pixels are made before the arithmetic of these, so that their wait overlaps it.
+// FilteredMapRow without the filter in one. The 10-bit luma is also left in `luma` (for the
+// histograms). The table look-ups of the next pixels are made before the arithmetic of these, so
+// that their wait overlaps it.
 void MapRowKernel(const TableView& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in,
                   int cols, int16_t* luma, uint32_t* plane, int32_t* image) {
     const ColourConstants k(step);

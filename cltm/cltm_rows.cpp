@@ -132,7 +132,9 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
             t->range_weight[d] = d < 256 ? static_cast<int32_t>(filter.range_weight[d >> 3]) : 0;
             t->detail_gain[d] = DetailGainAt(filter.detail_gain_curve, d);
         }
-        for (size_t p = 0; p < kDetailGainSize; ++p) t->detail_points[p] = static_cast<int32_t>(filter.detail_gain_curve[p]);
+        for (size_t p = 0; p < kDetailGainSize; ++p) {
+            t->detail_points[p] = static_cast<int32_t>(filter.detail_gain_curve[p]);
+        }
         for (size_t p = 0; p + 1 < kDetailGainSize; ++p) {
             t->detail_steps[p] = alad::WrapSub(t->detail_points[p + 1], t->detail_points[p]);
         }
