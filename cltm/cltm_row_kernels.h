@@ -222,27 +222,20 @@ void StreamFenceKernel() {
 #endif
 }
 
+// Whether the quads (RowQuads) carry Q in their spare bits: not where Q is looked up in
+// registers, which then also saves masking the bits off.
+constexpr bool kQuadsCarryReciprocal = !CV_AVX512_SKX;
+
 const int16_t kRamp[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
 
-void CurveValuesKernel(const uint32_t* curve, uint16_t* values) {
-    // Point s of the curve in 10-bit codes; segment s runs from point s - 1 (0 for the first) to
-    // point s in sixteenths.
-    int16_t point[kCurvePoints];
-    for (size_t s = 0; s < kCurvePoints; ++s) {
-        const uint32_t p = (curve[s] + 32u) >> 6;  // u32, wrapping as _tone_mapping's
-        point[s] = static_cast<int16_t>(p < 1023u ? p : 1023u);
-    }
-    // 16 values per segment: two 8-lane vectors of any build.
-    const cv::v_int16x8 eight = cv::v_setall_s16(8), top = cv::v_setall_s16(kTop10);
+void CurveValuesKernel(const int16_t* segments, uint16_t* values) {
+    // 16 values per segment: two 8-lane vectors of any build. start + rise * r stays within
+    // 0..2^15 (it is 16 times a value between the segment's two ends, plus 8).
     int16_t* out = reinterpret_cast<int16_t*>(values);
     for (size_t s = 0; s < kCurvePoints; ++s) {
-        const int16_t lo = s == 0 ? 0 : point[s - 1];
-        const cv::v_int16x8 base = cv::v_setall_s16(lo);
-        const cv::v_int16x8 diff = cv::v_setall_s16(static_cast<int16_t>(point[s] - lo));
+        const cv::v_int16x8 start = cv::v_setall_s16(segments[s]), rise = cv::v_setall_s16(segments[kCurvePoints + s]);
         for (int k = 0; k < 16; k += 8) {
-            // |diff * r| <= 1023 * 15: no 16-bit lane overflows.
-            const cv::v_int16x8 r = cv::v_load(kRamp + k);
-            cv::v_store(out + 16 * s + k, cv::v_min(base + cv::v_shr<4>(cv::v_mul_wrap(diff, r) + eight), top));
+            cv::v_store(out + 16 * s + k, cv::v_shr<4>(start + cv::v_mul_wrap(rise, cv::v_load(kRamp + k))));
         }
     }
 }
@@ -256,8 +249,12 @@ void MakeQuadsKernel(const uint16_t* upper_left, const uint16_t* upper_right, co
         cv::v_zip(cv::vx_load(lower_left + v), cv::vx_load(lower_right + v), lower[0], lower[1]);
         for (int h = 0; h < 2; ++h) {
             const int at = v + h * kLanes32;
-            cv::v_store_interleave(words + 2 * at, cv::v_reinterpret_as_u32(upper[h]) | cv::vx_load(low_bits + at),
-                                   cv::v_reinterpret_as_u32(lower[h]) | cv::vx_load(high_bits + at));
+            v_u32 upper_pair = cv::v_reinterpret_as_u32(upper[h]), lower_pair = cv::v_reinterpret_as_u32(lower[h]);
+            if (kQuadsCarryReciprocal) {
+                upper_pair = upper_pair | cv::vx_load(low_bits + at);
+                lower_pair = lower_pair | cv::vx_load(high_bits + at);
+            }
+            cv::v_store_interleave(words + 2 * at, upper_pair, lower_pair);
         }
     }
 }
@@ -305,29 +302,154 @@ inline void FetchQuads(const uint64_t* quads, const int32_t* column, const v_s16
 #endif
 }
 
-// _tone_mapping of a vector's worth of pixels from their quads, and Q[index >> 2] from the spare
-// bits.
-inline void ToneFromQuads(const v_u32 low[2], const v_u32 high[2], const int32_t* wx, const v_s32& wy, v_s16& tone,
-                          v_u16& reciprocal) {
-    const v_u32 values = cv::vx_setall_u32(0x03FF03FFu);
-    v_s32 blended[2], q[2];
+// _tone_mapping of a vector's worth of pixels from their quads.
+inline v_s16 ToneFromQuads(const v_u32 low[2], const v_u32 high[2], const int32_t* wx, const v_s32& wy) {
+    v_s32 blended[2];
     for (int h = 0; h < 2; ++h) {
         const v_s32 w = cv::vx_load(wx + h * kLanes32);
+        v_u32 top_pair = low[h], bottom_pair = high[h];
+        if (kQuadsCarryReciprocal) {
+            const v_u32 values = cv::vx_setall_u32(0x03FF03FFu);
+            top_pair = top_pair & values;
+            bottom_pair = bottom_pair & values;
+        }
         // Horizontal blends of the upper and the lower block row, then the vertical one.
-        const v_s32 top = BlendPairs(cv::v_reinterpret_as_s32(low[h] & values), w);
-        const v_s32 bottom = BlendPairs(cv::v_reinterpret_as_s32(high[h] & values), w);
+        const v_s32 top = BlendPairs(cv::v_reinterpret_as_s32(top_pair), w);
+        const v_s32 bottom = BlendPairs(cv::v_reinterpret_as_s32(bottom_pair), w);
         blended[h] = BlendPairs(top | cv::v_shl<16>(bottom), wy);
+    }
+    return cv::v_pack(blended[0], blended[1]);
+}
+
+// Q[luma >> 2] of a vector's worth of pixels whose quads were looked up at `luma`: from the
+// quads' spare bits, or where the build looks Q up in registers, from there.
+inline v_u16 QuadReciprocal(const TableView& t, const v_u32 low[2], const v_u32 high[2], const v_s16& luma) {
+#if CV_AVX512_SKX
+    (void)low;
+    (void)high;
+    return Reciprocal(t, cv::v_shr<2>(luma));
+#else
+    (void)t;
+    (void)luma;
+    v_s32 q[2];
+    for (int h = 0; h < 2; ++h) {
         q[h] = cv::v_reinterpret_as_s32((cv::v_shr<10>(low[h]) & cv::vx_setall_u32(0x3F)) |
                                         (cv::v_shr<20>(low[h]) & cv::vx_setall_u32(0xFC0)) |
                                         (cv::v_shl<2>(high[h]) & cv::vx_setall_u32(0xF000)));
     }
-    tone = cv::v_pack(blended[0], blended[1]);
-    reciprocal = cv::v_pack_u(q[0], q[1]);
+    return cv::v_pack_u(q[0], q[1]);
+#endif
+}
+
+#if CV_AVX512_SKX
+// Where the values of three channels of 32 pixels land after the 32-bit to 16-bit packs of
+// ConvertChunk (vpackusdw works within 128-bit lanes): channel ch of pixel p, the int at 3p + ch,
+// is at word `third[ch][p]` of the third pack when bit p of `from_third[ch]` is set, else at word
+// `first[ch][p]` of the first two packs taken as one 64-word table.
+struct PackedChannels {
+    int16_t first[3][32];
+    int16_t third[3][32];
+    uint32_t from_third[3];
+};
+constexpr PackedChannels MakePackedChannels() {
+    PackedChannels d{};
+    for (int ch = 0; ch < 3; ++ch) {
+        for (int p = 0; p < 32; ++p) {
+            const int i = 3 * p + ch, pack = i / 32, r = i % 32;
+            // Ints 0..15 of a pack fill words 0-3 of each lane, ints 16..31 words 4-7.
+            const int word = r < 16 ? r / 4 * 8 + r % 4 : (r - 16) / 4 * 8 + 4 + (r - 16) % 4;
+            d.first[ch][p] = static_cast<int16_t>(pack == 2 ? 0 : 32 * pack + word);
+            d.third[ch][p] = static_cast<int16_t>(word);
+            if (pack == 2) d.from_third[ch] |= 1u << p;
+        }
+    }
+    return d;
+}
+constexpr PackedChannels kPackedChannels = MakePackedChannels();
+#endif
+
+#if CV_AVX512_SKX
+// A block curve's values at 32 lumas from its segments (CurveSegments), the segment and the step
+// within it of each luma.
+inline __m512i CurveInRegisters(const int16_t* segments, const __m512i& segment, const __m512i& step) {
+    const __m512i* p = reinterpret_cast<const __m512i*>(segments);
+    const __m512i start = _mm512_permutex2var_epi16(_mm512_loadu_si512(p), segment, _mm512_loadu_si512(p + 1));
+    const __m512i rise = _mm512_permutex2var_epi16(_mm512_loadu_si512(p + 2), segment, _mm512_loadu_si512(p + 3));
+    return _mm512_srli_epi16(_mm512_add_epi16(start, _mm512_mullo_epi16(rise, step)), 4);
+}
+
+// b + ((128 + (a - b) * w) >> 8) of 10-bit values with the weight given as w << 7 (w < 256): the
+// rounding multiply computes ((a - b) * (w << 7) + 2^14) >> 15, which is the same; where `whole`
+// is set (w = 256), a.
+inline __m512i BlendRounded(const __m512i& a, const __m512i& b, const __m512i& w7, __mmask32 whole) {
+    return _mm512_mask_mov_epi16(_mm512_add_epi16(b, _mm512_mulhrs_epi16(_mm512_sub_epi16(a, b), w7)), whole, a);
+}
+
+// _tone_mapping of the 32 pixels of row y from x on, whose curves are the four of `corners`, at
+// lumas `luma`: the curves and the blends in 16-bit lanes, no look-ups in memory.
+inline v_s16 ToneInRegisters(const TableView& t, const int16_t* const* corners, int y, int x, const v_s16& luma) {
+    const __m512i segment = _mm512_srli_epi16(luma.val, 4);
+    const __m512i step = _mm512_and_si512(luma.val, _mm512_set1_epi16(15));
+    const __m512i wx = _mm512_loadu_si512(t.wx_rounding + x);
+    const __mmask32 wx_whole = t.wx_whole[x / kRowPad];
+    const __m512i top = BlendRounded(CurveInRegisters(corners[0], segment, step),
+                                     CurveInRegisters(corners[1], segment, step), wx, wx_whole);
+    const __m512i bottom = BlendRounded(CurveInRegisters(corners[2], segment, step),
+                                        CurveInRegisters(corners[3], segment, step), wx, wx_whole);
+    const uint32_t wy = static_cast<uint32_t>(t.wy[y]) & 0xFFFFu;
+    const __m512i wy7 = _mm512_set1_epi16(static_cast<int16_t>(wy < 256 ? wy << 7 : 0));
+    return v_s16(BlendRounded(top, bottom, wy7, wy == 256 ? ~__mmask32{0} : __mmask32{0}));
+}
+#endif
+
+// The column pair of all the pixels of the vector from x on where the build computes their curves
+// in registers (ToneInRegisters), else -1: they take their quads.
+inline int RegisterPair(const TableView& t, int x) {
+#if CV_AVX512_SKX
+    static_assert(kLanes16 == kRowPad, "MapTables::vector_pair counts vectors of this build");
+    return t.vector_pair[x / kLanes16];
+#else
+    (void)t;
+    (void)x;
+    return -1;
+#endif
+}
+
+// _tone_mapping of the vector's worth of pixels of row y from x on, at lumas `luma`: in registers
+// where `pair` (RegisterPair) is a column pair, else from their quads (FetchQuads).
+inline v_s16 Tone(const TableView& t, const RowCurves& row, int pair, int y, int x, const v_s32& wy,
+                  const v_u32 low[2], const v_u32 high[2], const v_s16& luma) {
+#if CV_AVX512_SKX
+    if (pair >= 0) return ToneInRegisters(t, row.corners + 4 * pair, y, x, luma);
+#else
+    (void)row;
+    (void)pair;
+    (void)y;
+    (void)luma;
+#endif
+    return ToneFromQuads(low, high, t.wx + x, wy);
 }
 
 // One vector's worth of 12-bit BGR pixels (3 * kLanes16 readable values) as planar 10-bit codes:
 // each value clamped to 0..4095 and shifted right by 2.
 inline void ConvertChunk(const int32_t* src, v_s16& a, v_s16& b, v_s16& c) {
+#if CV_AVX512_SKX
+    // Clamped and shifted while still interleaved (the unsigned saturation of the pack takes
+    // negative values to 0), then sorted into channels: fewer shuffles than at 32 bits.
+    const __m512i top = _mm512_set1_epi16(4095);
+    __m512i packed[3];
+    for (int k = 0; k < 3; ++k) {
+        const __m512i* at = reinterpret_cast<const __m512i*>(src + 32 * k);
+        packed[k] = _mm512_srli_epi16(
+            _mm512_min_epu16(_mm512_packus_epi32(_mm512_loadu_si512(at), _mm512_loadu_si512(at + 1)), top), 2);
+    }
+    v_s16* out[3] = {&a, &b, &c};
+    for (int ch = 0; ch < 3; ++ch) {
+        const PackedChannels& d = kPackedChannels;
+        const __m512i two = _mm512_permutex2var_epi16(packed[0], _mm512_loadu_si512(d.first[ch]), packed[1]);
+        *out[ch] = v_s16(_mm512_mask_permutexvar_epi16(two, d.from_third[ch], _mm512_loadu_si512(d.third[ch]), packed[2]));
+    }
+#else
     const v_s16 zero = cv::vx_setzero_s16(), top = cv::vx_setall_s16(4095);
     v_s32 a0, b0, d0, a1, b1, d1;
     cv::v_load_deinterleave(src, a0, b0, d0);
@@ -336,6 +458,7 @@ inline void ConvertChunk(const int32_t* src, v_s16& a, v_s16& b, v_s16& c) {
     a = cv::v_shr<2>(cv::v_min(cv::v_max(cv::v_pack(a0, a1), zero), top));
     b = cv::v_shr<2>(cv::v_min(cv::v_max(cv::v_pack(b0, b1), zero), top));
     c = cv::v_shr<2>(cv::v_min(cv::v_max(cv::v_pack(d0, d1), zero), top));
+#endif
 }
 
 // The pixels of a row from x on: the row itself, or (at the end of a row) a copy of the last
@@ -503,7 +626,7 @@ inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], const v_s16&
 // FilteredMapRow without the filter in one. The 10-bit luma is also left in `luma` (for the
 // histograms). The table look-ups of the next pixels are made before the arithmetic of these, so
 // that their wait overlaps it.
-void MapRowKernel(const TableView& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in,
+void MapRowKernel(const TableView& t, const RowCurves& row, const ColourStep& step, int y, const int32_t* in,
                   int cols, int16_t* luma, uint32_t* plane, int32_t* image) {
     const ColourConstants k(step);
     const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
@@ -514,16 +637,15 @@ void MapRowKernel(const TableView& t, const uint64_t* quads, const ColourStep& s
         ConvertChunk(ChunkSource(in, x, cols, tail), u[0], u[1], u[2]);
         y_old = cv::v_max(cv::v_max(u[0], u[1]), u[2]);
         cv::v_store(luma + x, y_old);
-        FetchQuads(quads, t.column + x, y_old, low, high);
+        if (RegisterPair(t, x) < 0) FetchQuads(row.quads, t.column + x, y_old, low, high);
     };
     fetch(0);
     for (int x = 0; x < cols; x += kLanes16) {
         const v_s16 these_u[3] = {u[0], u[1], u[2]}, these_y_old = y_old;
         const v_u32 these_low[2] = {low[0], low[1]}, these_high[2] = {high[0], high[1]};
         if (x + kLanes16 < cols) fetch(x + kLanes16);
-        v_s16 y_new;
-        v_u16 q;
-        ToneFromQuads(these_low, these_high, t.wx + x, wy, y_new, q);
+        const v_s16 y_new = Tone(t, row, RegisterPair(t, x), y, x, wy, these_low, these_high, these_y_old);
+        const v_u16 q = QuadReciprocal(t, these_low, these_high, these_y_old);
         v_s16 result[3];
         ColourChunk(k, these_u, these_y_old, y_new, q, result);
         StoreBoth(plane, image, x, cols, result);
@@ -532,7 +654,7 @@ void MapRowKernel(const TableView& t, const uint64_t* quads, const ColourStep& s
 
 // The rest of a filtered row once the filter has run: the filtered luma through the curves, the
 // detail added back, the colour step, both outputs.
-void FilteredMapRowKernel(const TableView& t, const uint64_t* quads, const ColourStep& step, int y,
+void FilteredMapRowKernel(const TableView& t, const RowCurves& row, const ColourStep& step, int y,
                           const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
                           const int16_t* filtered, int cols, uint32_t* plane, int32_t* image,
                           const int32_t* ahead_in, const PlanarRow& ahead) {
@@ -550,12 +672,11 @@ void FilteredMapRowKernel(const TableView& t, const uint64_t* quads, const Colou
         }
         const v_s16 v = cv::vx_load(luma + x), f = cv::vx_load(filtered + x);
         v_u32 low[2], high[2];
-        FetchQuads(quads, t.column + x, f, low, high);
-        v_s16 base;
-        v_u16 q_filtered;
-        ToneFromQuads(low, high, t.wx + x, wy, base, q_filtered);
+        const int pair = RegisterPair(t, x);
+        if (pair < 0) FetchQuads(row.quads, t.column + x, f, low, high);
+        const v_s16 base = Tone(t, row, pair, y, x, wy, low, high, f);
         const v_u16 q_luma = Reciprocal(t, cv::v_shr<2>(v));
-        const v_s16 mapped = DetailChunk(t, v, f, base, t.luma_select ? q_filtered : q_luma);
+        const v_s16 mapped = DetailChunk(t, v, f, base, t.luma_select ? QuadReciprocal(t, low, high, f) : q_luma);
         const v_s16 u[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
         v_s16 result[3];
         ColourChunk(k, u, v, mapped, q_luma, result);
@@ -577,7 +698,7 @@ const RowKernels& Kernels() {
     static const RowKernels kernels = {CurveValuesKernel,   MakeQuadsKernel,      ConvertRowKernel,
                                        DownWeightsKernel,   RightWeightsKernel,   FilterRowKernel,
                                        FilteredMapRowKernel, CopyRowKernel,       StreamFenceKernel,
-                                       MapRowKernel};
+                                       MapRowKernel,        CV_AVX512_SKX != 0};
     return kernels;
 }
 

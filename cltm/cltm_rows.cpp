@@ -117,11 +117,32 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
         t->column[x] = t->column[width - 1];
         t->wx[x] = t->wx[width - 1];
     }
+    t->segments.resize(grid.count() * kSegmentValues);
     t->values.resize(grid.count() * kLumaCodes);
     for (size_t b = 0; b < grid.count(); ++b) {
-        Active().curve_values(curves + b * kCurvePoints, t->values.data() + b * kLumaCodes);
+        int16_t* segments = t->segments.data() + b * kSegmentValues;
+        CurveSegments(curves + b * kCurvePoints, segments);
+        Active().curve_values(segments, t->values.data() + b * kLumaCodes);
     }
     t->blocks_per_row = grid.bw;
+
+    // Where a vector's pixels share one column pair, the kernels that can compute their curves in
+    // registers; the weights in the form they take there.
+    const int vectors = padded / kRowPad;
+    t->vector_pair.resize(vectors);
+    t->wx_rounding.resize(padded);
+    t->wx_whole.assign(vectors, 0);
+    t->quads_needed = !Active().curves_in_registers;
+    for (int k = 0; k < vectors; ++k) {
+        const int32_t first = t->column[k * kRowPad], last = t->column[k * kRowPad + kRowPad - 1];
+        t->vector_pair[k] = first == last ? first / kLumaCodes : -1;  // the pairs come in order
+        if (first != last) t->quads_needed = true;
+    }
+    for (int x = 0; x < padded; ++x) {
+        const uint32_t w = static_cast<uint32_t>(t->wx[x]) & 0xFFFFu;
+        t->wx_rounding[x] = static_cast<int16_t>(w < 256 ? w << 7 : 0);
+        if (w == 256) t->wx_whole[x / kRowPad] |= 1u << (x % kRowPad);
+    }
 
     TableView& v = t->view;
     v = TableView();
@@ -150,6 +171,9 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
         v.luma_select = filter.filter_luma_select != 0;
         v.detail_direct = filter.filter_detail_direct != 0;
     }
+    v.vector_pair = t->vector_pair.data();
+    v.wx_rounding = t->wx_rounding.data();
+    v.wx_whole = t->wx_whole.data();
     v.column = t->column.data();
     v.wx = t->wx.data();
     v.wy = t->wy.data();
@@ -159,30 +183,50 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
 }
 
 void RowQuads::Reserve(const MapTables& t) {
-    quads_.resize(t.column_pairs.size() * kLumaCodes);
+    corners_.resize(t.column_pairs.size() * 4);
+    quads_.resize(t.quads_needed ? t.column_pairs.size() * kLumaCodes : 0);
     row_pair_ = -1;
 }
 
-const uint64_t* RowQuads::ForRow(const MapTables& t, int y) {
+RowCurves RowQuads::ForRow(const MapTables& t, int y) {
     const int32_t pair = t.row_pair[y];
     if (pair != row_pair_) {
-        const auto curve = [&](uint32_t by, uint32_t bx) {
-            return t.values.data() + (by * size_t{t.blocks_per_row} + bx) * kLumaCodes;
-        };
         const auto& rows = t.row_pairs[pair];
-        const ReciprocalBits& q = QuadReciprocalBits();
         for (size_t c = 0; c < t.column_pairs.size(); ++c) {
             const auto& columns = t.column_pairs[c];
-            Active().make_quads(curve(rows.first, columns.first), curve(rows.first, columns.second),
-                                curve(rows.second, columns.first), curve(rows.second, columns.second), q.low.data(),
-                                q.high.data(), quads_.data() + c * kLumaCodes);
+            const uint32_t blocks[4] = {rows.first * t.blocks_per_row + columns.first,
+                                        rows.first * t.blocks_per_row + columns.second,
+                                        rows.second * t.blocks_per_row + columns.first,
+                                        rows.second * t.blocks_per_row + columns.second};
+            for (int k = 0; k < 4; ++k) corners_[4 * c + k] = t.segments.data() + blocks[k] * kSegmentValues;
+            if (t.quads_needed) {
+                const auto values = [&](int k) { return t.values.data() + size_t{blocks[k]} * kLumaCodes; };
+                const ReciprocalBits& q = QuadReciprocalBits();
+                Active().make_quads(values(0), values(1), values(2), values(3), q.low.data(), q.high.data(),
+                                    quads_.data() + c * kLumaCodes);
+            }
         }
         row_pair_ = pair;
     }
-    return quads_.data();
+    return RowCurves{corners_.data(), quads_.data()};
 }
 
-void CurveValues(const uint32_t* curve, uint16_t* values) { Active().curve_values(curve, values); }
+void CurveSegments(const uint32_t* curve, int16_t* segments) {
+    int32_t start = 0;  // the first segment starts at 0
+    for (size_t s = 0; s < kCurvePoints; ++s) {
+        const uint32_t p = (curve[s] + 32u) >> 6;  // u32, wrapping as _tone_mapping's
+        const int32_t point = static_cast<int32_t>(p < 1023u ? p : 1023u);
+        segments[s] = static_cast<int16_t>(16 * start + 8);
+        segments[kCurvePoints + s] = static_cast<int16_t>(point - start);
+        start = point;
+    }
+}
+
+void CurveValues(const uint32_t* curve, uint16_t* values) {
+    int16_t segments[kSegmentValues];
+    CurveSegments(curve, segments);
+    Active().curve_values(segments, values);
+}
 
 void ConvertRow(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma) {
     Active().convert(in, cols, c0, c1, c2, luma);
@@ -239,10 +283,10 @@ void FilterRow(const MapTables& t, const int16_t* above_row, const int16_t* row,
 }
 
 
-void FilteredMapRow(const MapTables& t, const uint64_t* quads, const ColourStep& step, int y, const int16_t* c0,
+void FilteredMapRow(const MapTables& t, const RowCurves& row, const ColourStep& step, int y, const int16_t* c0,
                     const int16_t* c1, const int16_t* c2, const int16_t* luma, const int16_t* filtered, int cols,
                     uint32_t* plane, int32_t* image, const int32_t* ahead_in, const PlanarRow& ahead) {
-    Active().filtered_map_row(t.view, quads, step, y, c0, c1, c2, luma, filtered, cols, plane, image, ahead_in,
+    Active().filtered_map_row(t.view, row, step, y, c0, c1, c2, luma, filtered, cols, plane, image, ahead_in,
                               ahead);
 }
 
@@ -250,9 +294,9 @@ void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, 
     Active().copy(c0, c1, c2, cols, plane, image);
 }
 
-void MapRow(const MapTables& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in, int cols,
+void MapRow(const MapTables& t, const RowCurves& row, const ColourStep& step, int y, const int32_t* in, int cols,
             int16_t* luma, uint32_t* plane, int32_t* image) {
-    Active().map_row(t.view, quads, step, y, in, cols, luma, plane, image);
+    Active().map_row(t.view, row, step, y, in, cols, luma, plane, image);
 }
 
 void FinishRows() { Active().stream_fence(); }

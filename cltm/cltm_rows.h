@@ -57,6 +57,10 @@ struct TableView {
     const int32_t* detail_steps = nullptr;
     const int32_t* reciprocal = nullptr;     // Q, 256 entries
     const uint16_t* reciprocal16 = nullptr;  // the same as 16-bit values (all below 2^16)
+    // Where the build computes the block curves in registers (see MapTables).
+    const int32_t* vector_pair = nullptr;
+    const int16_t* wx_rounding = nullptr;
+    const uint32_t* wx_whole = nullptr;
     int32_t centre_weight = 0;
     bool luma_select = false;
     bool detail_direct = false;
@@ -76,6 +80,17 @@ struct MapTables {
     // Per row: the index of its row pair, and the upper weight packed like wx.
     std::vector<int32_t> row_pair, wy;
     uint32_t blocks_per_row = 0;
+    // For builds that compute the block curves in registers (RowKernels::curves_in_registers):
+    // each block curve's segments (CurveSegments), block after block; per vector of kRowPad
+    // pixels from column 0, the column pair of all its pixels, or -1 where it has more than one
+    // (those pixels take their quads); the left weight w per column again as w << 7 (0 where w is
+    // 256), and per vector a bit per pixel set where w is 256.
+    std::vector<int16_t> segments;
+    std::vector<int32_t> vector_pair;
+    std::vector<int16_t> wx_rounding;
+    std::vector<uint32_t> wx_whole;
+    // Whether any pixel takes its quads (RowQuads).
+    bool quads_needed = true;
     // Filter: the weight of a neighbour at |difference| d (0..1023), the detail gain at luma i.
     std::vector<int32_t> range_weight, detail_gain;
     int32_t detail_points[kDetailGainSize] = {}, detail_steps[kDetailGainSize] = {};
@@ -95,24 +110,40 @@ constexpr size_t kMaxBlocks = 16384;
 bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, const ad_param_t_& param,
                     const cltm_detail::BlockGrid& grid, MapTables* tables);
 
-// The look-up tables of one row pair: quads[column_pair * 1024 + v] holds the four curves of the
-// row pair (upper, lower) and the column pair (left, right) at luma v, in 16-bit fields from the
-// low end: upper left, upper right, lower left, lower right. The values take 10 bits; the six
-// spare bits of the first three fields hold Q[v >> 2] (bits 0-5, 6-11, 12-15), which the colour
-// step and the detail scale need at the same luma. Made when a row of another row pair comes,
-// into storage sized by Reserve, so that a sweep allocates nothing once under way.
+// What the kernels read of one row pair: the four block curves of each column pair, as segments
+// (corners[4 * column_pair + k] for upper left, upper right, lower left, lower right), and where
+// they are needed, look-up tables of the four curves' values: quads[column_pair * 1024 + v] holds
+// them at luma v, in 16-bit fields from the low end in the same order. The values take 10 bits;
+// the six spare bits of the first three fields hold Q[v >> 2] (bits 0-5, 6-11, 12-15), which the
+// colour step and the detail scale need at the same luma (except in builds that look Q up in
+// registers, which leave them 0).
+struct RowCurves {
+    const int16_t* const* corners = nullptr;
+    const uint64_t* quads = nullptr;
+};
+
+// The RowCurves of row pair after row pair, made when a row of another row pair comes, into
+// storage sized by Reserve, so that a sweep allocates nothing once under way.
 class RowQuads {
 public:
     // Storage for the tables of `t` (made again for every frame); throws std::bad_alloc when
     // memory runs out.
     void Reserve(const MapTables& t);
     // The tables of row y's row pair.
-    const uint64_t* ForRow(const MapTables& t, int y);
+    RowCurves ForRow(const MapTables& t, int y);
 
 private:
     int32_t row_pair_ = -1;
+    std::vector<const int16_t*> corners_;
     std::vector<uint64_t> quads_;
 };
+
+// A block curve as 64 segments of 16 lumas: starts[s] = 16 * (its value at luma 16 s) + 8 and
+// rises[s] = its value at the segment's end point minus that value; the curve at luma v is then
+// (starts[v >> 4] + rises[v >> 4] * (v & 15)) >> 4, as _tone_mapping interpolates it. `segments`
+// takes the starts, then the rises.
+constexpr size_t kSegmentValues = 2 * kCurvePoints;
+void CurveSegments(const uint32_t* curve, int16_t* segments);
 
 // One block curve at all 1024 lumas, as _tone_mapping reads one curve.
 void CurveValues(const uint32_t* curve, uint16_t* values);
@@ -160,7 +191,7 @@ struct ColourStep {
 
 // The rest of filtered row y of 10-bit planar rows (channels, luma, the filtered luma of
 // FilterRow), as ad_enhance_luma and ad_enhance_rgb finish it: the filtered luma through the four
-// block curves of each pixel (`quads`: RowQuads::ForRow), the detail added back, the colour step,
+// block curves of each pixel (`row`: RowQuads::ForRow), the detail added back, the colour step,
 // written to `plane` packed (c0 | c1 << 10 | c2 << 20 per pixel) and to `image` interleaved as
 // 12-bit codes (4v + (v >> 8)).
 // With `ahead_in`, also ConvertRow of that 12-bit row into `ahead` (edges left to the caller), its
@@ -171,7 +202,7 @@ struct PlanarRow {
     int16_t* c2 = nullptr;
     int16_t* luma = nullptr;
 };
-void FilteredMapRow(const MapTables& t, const uint64_t* quads, const ColourStep& step, int y, const int16_t* c0,
+void FilteredMapRow(const MapTables& t, const RowCurves& row, const ColourStep& step, int y, const int16_t* c0,
                     const int16_t* c1, const int16_t* c2, const int16_t* luma, const int16_t* filtered, int cols,
                     uint32_t* plane, int32_t* image, const int32_t* ahead_in, const PlanarRow& ahead);
 
@@ -183,7 +214,7 @@ void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, 
 // pixels at a time: the conversion of ConvertRow and the mapping of FilteredMapRow without the
 // filter, in one pass with reads and writes interleaved. The 10-bit luma is also left in `luma`
 // (for the histograms).
-void MapRow(const MapTables& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in, int cols,
+void MapRow(const MapTables& t, const RowCurves& row, const ColourStep& step, int y, const int32_t* in, int cols,
             int16_t* luma, uint32_t* plane, int32_t* image);
 
 // FilteredMapRow, CopyRow and MapRow write whole aligned vectors with non-temporal stores; a thread
@@ -193,7 +224,7 @@ void FinishRows();
 // The vectorised kernels of one build (cltm_row_kernels.h); the functions above call those of
 // the build in use (common/simd.h).
 struct RowKernels {
-    void (*curve_values)(const uint32_t* curve, uint16_t* values);
+    void (*curve_values)(const int16_t* segments, uint16_t* values);
     void (*make_quads)(const uint16_t* upper_left, const uint16_t* upper_right, const uint16_t* lower_left,
                        const uint16_t* lower_right, const uint32_t* low_bits, const uint32_t* high_bits,
                        uint64_t* out);
@@ -204,14 +235,17 @@ struct RowKernels {
     void (*filter)(const TableView& t, const int16_t* above_row, const int16_t* row, const int16_t* below_row,
                    const PairWeights& above, const PairWeights& below, const int16_t* right, int cols,
                    int16_t* filtered);
-    void (*filtered_map_row)(const TableView& t, const uint64_t* quads, const ColourStep& step, int y,
+    void (*filtered_map_row)(const TableView& t, const RowCurves& row, const ColourStep& step, int y,
                              const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
                              const int16_t* filtered, int cols, uint32_t* plane, int32_t* image,
                              const int32_t* ahead_in, const PlanarRow& ahead);
     void (*copy)(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
     void (*stream_fence)();
-    void (*map_row)(const TableView& t, const uint64_t* quads, const ColourStep& step, int y, const int32_t* in,
+    void (*map_row)(const TableView& t, const RowCurves& row, const ColourStep& step, int y, const int32_t* in,
                     int cols, int16_t* luma, uint32_t* plane, int32_t* image);
+    // Whether the mapping kernels compute the block curves in registers from their segments
+    // wherever a vector's pixels share one column pair (the AVX-512 build).
+    bool curves_in_registers;
 };
 namespace baseline {
 const RowKernels& Kernels();
