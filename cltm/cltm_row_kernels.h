@@ -42,12 +42,31 @@ inline v_s32 BlendPairs(const v_s32& pairs, const v_s32& weights) {
     return cv::v_shr<8>(sum + cv::vx_setall_s32(128));
 }
 
-// The same with a and b in separate rows; result in 16-bit lanes.
-inline v_s16 Blend16(const v_s16& a, const v_s16& b, const v_s32& weights) {
+// A weight w (0 <= w < 256) in the two forms Blend16 takes.
+struct BlendWeight {
+    explicit BlendWeight(uint32_t w)
+        : shifted(cv::vx_setall_s16(static_cast<int16_t>(w << 7))),
+          pairs(cv::vx_setall_s32(static_cast<int32_t>(w | (256u - w) << 16))) {}
+    v_s16 shifted;  // w << 7
+    v_s32 pairs;    // w | (256 - w) << 16
+};
+
+// The same with 10-bit a and b in separate rows, in 16-bit lanes: b + ((128 + (a - b) * w) >> 8).
+// Where the processor has a rounding multiply (AVX2, AVX-512, NEON), that is what it computes:
+// ((a - b) * (w << 7) + 2^14) >> 15, one instruction.
+inline v_s16 Blend16(const v_s16& a, const v_s16& b, const BlendWeight& w) {
+#if CV_AVX512_SKX
+    return b + v_s16(_mm512_mulhrs_epi16((a - b).val, w.shifted.val));
+#elif CV_AVX2
+    return b + v_s16(_mm256_mulhrs_epi16((a - b).val, w.shifted.val));
+#elif CV_NEON
+    return b + v_s16(vqrdmulhq_s16((a - b).val, w.shifted.val));  // saturates only at -2^15 * -2^15
+#else
     v_s16 low, high;
     cv::v_zip(a, b, low, high);
-    return cv::v_pack(BlendPairs(cv::v_reinterpret_as_s32(low), weights),
-                      BlendPairs(cv::v_reinterpret_as_s32(high), weights));
+    return cv::v_pack(BlendPairs(cv::v_reinterpret_as_s32(low), w.pairs),
+                      BlendPairs(cv::v_reinterpret_as_s32(high), w.pairs));
+#endif
 }
 
 inline v_s16 Clamp10(const v_s16& v) { return cv::v_min(cv::v_max(v, cv::vx_setzero_s16()), cv::vx_setall_s16(kTop10)); }
@@ -577,11 +596,11 @@ struct ColourConstants {
           blend(step.strength < 255),
           offset(cv::vx_setall_s32(step.offset)),
           ratio(cv::vx_setall_s32(step.ratio)),
-          strength(cv::vx_setall_s32(
-              static_cast<int32_t>((blend ? step.strength : 0) | ((256u - (blend ? step.strength : 0)) << 16)))) {}
+          strength(blend ? step.strength : 0) {}
     bool linear;
     bool blend;
-    v_s32 offset, ratio, strength;
+    v_s32 offset, ratio;
+    BlendWeight strength;
 };
 
 // The colour step of one vector's worth of pixels: channels u, old and new luma, Q[y_old >> 2].
