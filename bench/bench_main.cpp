@@ -6,6 +6,7 @@
 // memcpy baselines are registered here as "memcpy/WxH".
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -34,6 +35,10 @@ std::string SizeSuffix(const std::string& name) {
     return slash == std::string::npos ? name : name.substr(slash + 1);
 }
 
+// Keeps every repetition of every benchmark. A benchmark's time is the median of its repetitions:
+// with --benchmark_repetitions and --benchmark_enable_random_interleaving (as scripts/bench runs
+// it), the memcpy and the stages are timed in turns over the same minutes, so that a spell in
+// which the machine's memory is busy with other guests moves all of them alike.
 class RatioReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run>& runs) override {
@@ -44,33 +49,47 @@ public:
             // GetTimeUnitMultiplier is seconds -> unit.
             const double ms = run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) *
                               benchmark::GetTimeUnitMultiplier(benchmark::kMillisecond);
-            order_.push_back(name);
-            times_ms_[name] = ms;
+            std::vector<double>& times = times_ms_[name];
+            if (times.empty()) order_.push_back(name);
+            times.push_back(ms);
         }
     }
 
-    // The time of a benchmark, or a negative value when it did not run.
+    // The median time of a benchmark, or a negative value when it did not run.
     double Ms(const std::string& name) const {
         const auto it = times_ms_.find(name);
-        return it == times_ms_.end() ? -1.0 : it->second;
+        if (it == times_ms_.end()) return -1.0;
+        std::vector<double> times = it->second;
+        std::sort(times.begin(), times.end());
+        const size_t n = times.size();
+        return n % 2 == 1 ? times[n / 2] : (times[n / 2 - 1] + times[n / 2]) / 2;
+    }
+
+    // How many times a benchmark ran, and its fastest and slowest run.
+    void Spread(const std::string& name, size_t* count, double* fastest, double* slowest) const {
+        const auto it = times_ms_.find(name);
+        *count = it == times_ms_.end() ? 0 : it->second.size();
+        if (*count == 0) return;
+        *fastest = *std::min_element(it->second.begin(), it->second.end());
+        *slowest = *std::max_element(it->second.begin(), it->second.end());
     }
 
     void PrintRatios() const {
         std::printf("\n%-48s %12s %10s\n", "benchmark", "time (ms)", "x memcpy");
         for (const std::string& name : order_) {
-            const auto base = times_ms_.find("memcpy/" + SizeSuffix(name));
-            const double ms = times_ms_.at(name);
-            if (base == times_ms_.end() || base->second <= 0.0) {
+            const double base = Ms("memcpy/" + SizeSuffix(name));
+            const double ms = Ms(name);
+            if (base <= 0.0) {
                 std::printf("%-48s %12.3f %10s\n", name.c_str(), ms, "-");
             } else {
-                std::printf("%-48s %12.3f %10.2f\n", name.c_str(), ms, ms / base->second);
+                std::printf("%-48s %12.3f %10.2f\n", name.c_str(), ms, ms / base);
             }
         }
     }
 
 private:
     std::vector<std::string> order_;
-    std::map<std::string, double> times_ms_;
+    std::map<std::string, std::vector<double>> times_ms_;
 };
 
 // The speed targets of a 1080x2400 frame on one thread, as ratios to the memcpy of the same run
@@ -99,6 +118,13 @@ constexpr TargetRow kTargetRows[] = {
 
 void PrintTargets(const RatioReporter& r) {
     const double memcpy_ms = r.Ms("memcpy/1080x2400");
+    size_t runs = 0;
+    double fastest = 0, slowest = 0;
+    r.Spread("memcpy/1080x2400", &runs, &fastest, &slowest);
+    if (runs > 1) {
+        std::printf("\nmedians of %zu interleaved runs each; the memcpy ranged from %.3f to %.3f ms\n", runs, fastest,
+                    slowest);
+    }
     std::printf("\n%-46s %10s %9s  %-22s %s\n", "stage (1080x2400)", "time (ms)", "x memcpy", "target", "met");
     for (const TargetRow& row : kTargetRows) {
         const double ms = r.Ms(row.benchmark);
