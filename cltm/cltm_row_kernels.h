@@ -42,32 +42,32 @@ inline v_s32 BlendPairs(const v_s32& pairs, const v_s32& weights) {
     return cv::v_shr<8>(sum + cv::vx_setall_s32(128));
 }
 
-// A weight w (0 <= w < 256) in the two forms Blend16 takes.
-struct BlendWeight {
-    explicit BlendWeight(uint32_t w)
-        : shifted(cv::vx_setall_s16(static_cast<int16_t>(w << 7))),
-          pairs(cv::vx_setall_s32(static_cast<int32_t>(w | (256u - w) << 16))) {}
-    v_s16 shifted;  // w << 7
-    v_s32 pairs;    // w | (256 - w) << 16
-};
-
-// The same with 10-bit a and b in separate rows, in 16-bit lanes: b + ((128 + (a - b) * w) >> 8).
-// Where the processor has a rounding multiply (AVX2, AVX-512, NEON), that is what it computes:
-// ((a - b) * (w << 7) + 2^14) >> 15, one instruction.
-inline v_s16 Blend16(const v_s16& a, const v_s16& b, const BlendWeight& w) {
+// (a * b + 2^14) >> 15 of 16-bit lanes whose result fits 16 bits: the processor's rounding
+// multiply where it has one (AVX2, AVX-512, NEON; NEON's saturates only at -2^15 * -2^15).
+inline v_s16 MulRound15(const v_s16& a, const v_s16& b) {
 #if CV_AVX512_SKX
-    return b + v_s16(_mm512_mulhrs_epi16((a - b).val, w.shifted.val));
+    return v_s16(_mm512_mulhrs_epi16(a.val, b.val));
 #elif CV_AVX2
-    return b + v_s16(_mm256_mulhrs_epi16((a - b).val, w.shifted.val));
+    return v_s16(_mm256_mulhrs_epi16(a.val, b.val));
 #elif CV_NEON
-    return b + v_s16(vqrdmulhq_s16((a - b).val, w.shifted.val));  // saturates only at -2^15 * -2^15
+    return v_s16(vqrdmulhq_s16(a.val, b.val));
 #else
-    v_s16 low, high;
-    cv::v_zip(a, b, low, high);
-    return cv::v_pack(BlendPairs(cv::v_reinterpret_as_s32(low), w.pairs),
-                      BlendPairs(cv::v_reinterpret_as_s32(high), w.pairs));
+    v_s32 low, high;
+    cv::v_mul_expand(a, b, low, high);
+    const v_s32 half = cv::vx_setall_s32(1 << 14);
+    return cv::v_pack(cv::v_shr<15>(low + half), cv::v_shr<15>(high + half));
 #endif
 }
+
+// A weight w (0 <= w < 256) as Blend16 takes it: w << 7.
+struct BlendWeight {
+    explicit BlendWeight(uint32_t w) : shifted(cv::vx_setall_s16(static_cast<int16_t>(w << 7))) {}
+    v_s16 shifted;
+};
+
+// The same with 10-bit a and b in separate rows, in 16-bit lanes: b + ((128 + (a - b) * w) >> 8),
+// which is b + (((a - b) * (w << 7) + 2^14) >> 15).
+inline v_s16 Blend16(const v_s16& a, const v_s16& b, const BlendWeight& w) { return b + MulRound15(a - b, w.shifted); }
 
 inline v_s16 Clamp10(const v_s16& v) { return cv::v_min(cv::v_max(v, cv::vx_setzero_s16()), cv::vx_setall_s16(kTop10)); }
 
@@ -625,18 +625,30 @@ inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], const v_s16&
     const v_u16 p_lo = cv::v_mul_wrap(q, cv::v_reinterpret_as_u16(y_new));
     const v_u16 p_hi = cv::v_mul_hi(q, cv::v_reinterpret_as_u16(y_new));
     const v_u16 gain_lo = cv::v_shl<8>(p_hi) | cv::v_shr<8>(p_lo);
-    const v_u16 gain_hi = cv::v_shr<8>(p_hi);
+    v_s16 scaled[3];
+    if (cv::v_check_all(p_hi < cv::vx_setall_u16(128))) {
+        // Every gain below 2^15 (no pixel brightened 32 times or more, which is nearly all of
+        // them): min((512 + gain * u) >> 10, 1023) is the rounding multiply of u << 5 (u < 1024)
+        // and the gain, clamped.
+        for (int ch = 0; ch < 3; ++ch) {
+            scaled[ch] = cv::v_min(MulRound15(cv::v_shl<5>(u[ch]), cv::v_reinterpret_as_s16(gain_lo)), top);
+        }
+    } else {
+        const v_u16 gain_hi = cv::v_shr<8>(p_hi);
+        for (int ch = 0; ch < 3; ++ch) {
+            const v_u16 uu = cv::v_reinterpret_as_u16(u[ch]);
+            // min((512 + gain * u) >> 10, 1023) with gain * u = high * 65536 + low (high < 4096):
+            // high * 64 + ((low + 512) >> 10), where high of 16 or more already gives 1023. (The
+            // unsigned 16-bit adds saturate; none of these sums comes near.)
+            const v_u16 low = cv::v_mul_wrap(gain_lo, uu);
+            const v_u16 high = cv::v_mul_hi(gain_lo, uu) + cv::v_mul_wrap(gain_hi, uu);
+            const v_u16 rounded = cv::v_shr<9>(cv::v_shr<1>(low) + quarter);  // (low + 512) >> 10
+            scaled[ch] = cv::v_min(cv::v_reinterpret_as_s16(cv::v_shl<6>(cv::v_min(high, sixteen)) + rounded), top);
+        }
+    }
     for (int ch = 0; ch < 3; ++ch) {
-        const v_u16 uu = cv::v_reinterpret_as_u16(u[ch]);
-        // min((512 + gain * u) >> 10, 1023) with gain * u = high * 65536 + low (high < 4096):
-        // high * 64 + ((low + 512) >> 10), where high of 16 or more already gives 1023. (The
-        // unsigned 16-bit adds saturate; none of these sums comes near.)
-        const v_u16 low = cv::v_mul_wrap(gain_lo, uu);
-        const v_u16 high = cv::v_mul_hi(gain_lo, uu) + cv::v_mul_wrap(gain_hi, uu);
-        const v_u16 rounded = cv::v_shr<9>(cv::v_shr<1>(low) + quarter);  // (low + 512) >> 10
-        const v_s16 scaled = cv::v_min(cv::v_reinterpret_as_s16(cv::v_shl<6>(cv::v_min(high, sixteen)) + rounded), top);
         // The channel holding the maximum takes the new luma exactly.
-        v_s16 m = cv::v_select(u[ch] == y_old, y_new, scaled);
+        v_s16 m = cv::v_select(u[ch] == y_old, y_new, scaled[ch]);
         if (k.linear) {
             v_s32 lo, hi;
             cv::v_expand(m, lo, hi);

@@ -46,16 +46,20 @@ std::vector<std::vector<unsigned int>> State(Engine& e, size_t plane) {
             Contents(s.GetTmpCurveBuffer()), Contents(s.GetSmoothCurveBuffer()), Contents(s.GetTransitionCurveBuffer())};
 }
 
-// Pixels anywhere in range, now and then out of it, or in a narrow band (neighbours the filter weighs).
+// Pixels anywhere in range, now and then out of it, in a narrow band (neighbours the filter
+// weighs), or dark (brightened many times over by the curves of a dark frame, which the colour
+// step computes its own way).
 cv::Mat RandomPixels(Rng& rng, int w, int h) {
     cv::Mat m(h, w, CV_32SC3);
-    const uint32_t kind = Uniform(rng, 0, 2), spread = Uniform(rng, 1, 1023), base = Uniform(rng, 0, 4095 - spread);
+    const uint32_t kind = Uniform(rng, 0, 3);
+    const uint32_t spread = kind == 3 ? Uniform(rng, 1, 300) : Uniform(rng, 1, 1023);
+    const uint32_t base = kind == 3 ? 0 : Uniform(rng, 0, 4095 - spread);
     for (int y = 0; y < h; ++y) {
         int32_t* row = m.ptr<int32_t>(y);
         for (int i = 0; i < 3 * w; ++i) {
             row[i] = static_cast<int32_t>(kind == 0   ? Mostly(rng, 0, 4095)
-                                          : kind == 1 ? base + Uniform(rng, 0, spread)
-                                                      : Uniform(rng, 0, 4095));
+                                          : kind == 2 ? Uniform(rng, 0, 4095)
+                                                      : base + Uniform(rng, 0, spread));
         }
     }
     return m;
