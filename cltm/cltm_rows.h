@@ -19,7 +19,10 @@
 // - the filter's weight of a pair of neighbours is looked up once and used by both pixels;
 // - the AVX-512 build looks the reciprocal up and interpolates the detail gain in registers
 //   (permutes), which is faster there than loads from tables in memory;
-// - the output plane is written packed, a third of the values (CLTMBufferManager).
+// - the output plane is written packed, a third of the values (CLTMBufferManager);
+// - the colour step scales a channel by one rounding multiply where no gain of the vector reaches
+//   2^15 (nearly always);
+// - the input is prefetched a little ahead of the row's mapping.
 //
 // Row buffers hold int16 values, are padded to a multiple of kRowPad pixels and may be read up to
 // that padding. Luma rows read by the filter are valid from
