@@ -35,10 +35,8 @@ std::string SizeSuffix(const std::string& name) {
     return slash == std::string::npos ? name : name.substr(slash + 1);
 }
 
-// Keeps every repetition of every benchmark. A benchmark's time is the median of its repetitions:
-// with --benchmark_repetitions and --benchmark_enable_random_interleaving (as scripts/bench runs
-// it), the memcpy and the stages are timed in turns over the same minutes, so that a spell in
-// which the machine's memory is busy with other guests moves all of them alike.
+// Keeps every repetition of every benchmark; a benchmark's time is the median of its repetitions
+// (scripts/bench says why it runs them interleaved).
 class RatioReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run>& runs) override {
@@ -55,23 +53,20 @@ public:
         }
     }
 
-    // The median time of a benchmark, or a negative value when it did not run.
-    double Ms(const std::string& name) const {
+    // A benchmark's times, fastest first (none when it did not run).
+    std::vector<double> Sorted(const std::string& name) const {
         const auto it = times_ms_.find(name);
-        if (it == times_ms_.end()) return -1.0;
-        std::vector<double> times = it->second;
+        std::vector<double> times = it == times_ms_.end() ? std::vector<double>() : it->second;
         std::sort(times.begin(), times.end());
-        const size_t n = times.size();
-        return n % 2 == 1 ? times[n / 2] : (times[n / 2 - 1] + times[n / 2]) / 2;
+        return times;
     }
 
-    // How many times a benchmark ran, and its fastest and slowest run.
-    void Spread(const std::string& name, size_t* count, double* fastest, double* slowest) const {
-        const auto it = times_ms_.find(name);
-        *count = it == times_ms_.end() ? 0 : it->second.size();
-        if (*count == 0) return;
-        *fastest = *std::min_element(it->second.begin(), it->second.end());
-        *slowest = *std::max_element(it->second.begin(), it->second.end());
+    // The median time of a benchmark, or a negative value when it did not run.
+    double Ms(const std::string& name) const {
+        const std::vector<double> times = Sorted(name);
+        const size_t n = times.size();
+        if (n == 0) return -1.0;
+        return n % 2 == 1 ? times[n / 2] : (times[n / 2 - 1] + times[n / 2]) / 2;
     }
 
     void PrintRatios() const {
@@ -118,12 +113,10 @@ constexpr TargetRow kTargetRows[] = {
 
 void PrintTargets(const RatioReporter& r) {
     const double memcpy_ms = r.Ms("memcpy/1080x2400");
-    size_t runs = 0;
-    double fastest = 0, slowest = 0;
-    r.Spread("memcpy/1080x2400", &runs, &fastest, &slowest);
-    if (runs > 1) {
-        std::printf("\nmedians of %zu interleaved runs each; the memcpy ranged from %.3f to %.3f ms\n", runs, fastest,
-                    slowest);
+    const std::vector<double> memcpy_runs = r.Sorted("memcpy/1080x2400");
+    if (memcpy_runs.size() > 1) {
+        std::printf("\nmedians of %zu interleaved runs each; the memcpy ranged from %.3f to %.3f ms\n",
+                    memcpy_runs.size(), memcpy_runs.front(), memcpy_runs.back());
     }
     std::printf("\n%-46s %10s %9s  %-22s %s\n", "stage (1080x2400)", "time (ms)", "x memcpy", "target", "met");
     for (const TargetRow& row : kTargetRows) {
