@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 
 #include "agtm/agtm_rows.h"
+#include "common/log.h"
 #include "common/simd.h"
 #include "common/threads.h"
 #include "common/wrap_int.h"
@@ -92,14 +92,12 @@ void FinishOutput(const cv::Mat& work, cv::Mat& out) {
 // The checks both entry points make before touching anything.
 bool Acceptable(const cv::Mat& src, const agtm_param_api_& param) {
     if (param.lut.size() < static_cast<size_t>(kTableSize)) {
-        std::printf("ToneMappingOneImageByScalerLUTImple_: the AGTM table has %zu entries, %d needed\n",
-                    param.lut.size(), kTableSize);
-        std::fflush(stdout);
+        alad::LogError("ToneMappingOneImageByScalerLUTImple_: the AGTM table has %zu entries, %d needed",
+                       param.lut.size(), kTableSize);
         return false;
     }
     if (src.channels() != 3) {
-        std::printf("ToneMappingOneImageByScalerLUTImple_: the input has %d channels, 3 needed\n", src.channels());
-        std::fflush(stdout);
+        alad::LogError("ToneMappingOneImageByScalerLUTImple_: the input has %d channels, 3 needed", src.channels());
         return false;
     }
     return true;

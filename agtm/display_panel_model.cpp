@@ -1,7 +1,8 @@
 #include "agtm/display_panel_model.h"
 
 #include <cmath>
-#include <cstdio>
+
+#include "common/log.h"
 
 namespace kelvo {
 
@@ -60,8 +61,7 @@ void DisplayPanelModel::SetAmbientLightDst(double ambient) {
 
 static bool BlackLevelIsSet(double black) {
     if (black < 0.0) {
-        std::fputs("ambientlight isn't be specified.\n", stderr);
-        std::fflush(stderr);
+        alad::Log(alad::LogLevel::kWarning, alad::Console::kErr, "ambientlight isn't be specified.");
         return false;
     }
     return true;

@@ -1,15 +1,16 @@
 #include "agtm/scaler_lut.h"
 
-#include <cstdio>
 
 #include "agtm/tone_curve.h"
+#include "common/log.h"
 
 namespace kelvo {
 
 void Transform2ScalerLUT(const std::vector<double>& curve, std::vector<double>& gains) {
     const size_t n = curve.size();
     if (n < 3) {
-        std::fprintf(stderr, "Transform2ScalerLUT: a curve needs at least 3 entries, got %zu; using gain 1.0\n", n);
+        alad::Log(alad::LogLevel::kWarning, alad::Console::kErr,
+                  "Transform2ScalerLUT: a curve needs at least 3 entries, got %zu; using gain 1.0", n);
         gains.assign(n, 1.0);
         return;
     }

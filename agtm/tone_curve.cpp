@@ -1,9 +1,10 @@
 #include "agtm/tone_curve.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include <opencv2/imgproc.hpp>
+
+#include "common/log.h"
 
 namespace kelvo {
 
@@ -34,7 +35,8 @@ void GlobalToneMappingCurveEqualize(std::vector<double>& X, double gamma, double
     // The knee indexes X and divides the remaining range: keep it where both are defined.
     int k = knee;
     if (k < 0 || k > n - 2) {
-        std::fprintf(stderr, "GlobalToneMappingCurveEqualize: knee %d outside 0..%d, clamped\n", knee, n - 2);
+        alad::Log(alad::LogLevel::kWarning, alad::Console::kErr, "GlobalToneMappingCurveEqualize: knee %d outside 0..%d, clamped",
+                  knee, n - 2);
         k = std::clamp(k, 0, n - 2);
     }
     const double g = ForwardGamma(gamma, useGamma);
@@ -91,9 +93,9 @@ void ContentFreeToneCurve(std::vector<double>& Y, std::vector<double>& A, std::v
     // An unset (-1) or non-positive black level has no log-luminance: the curve would be NaN
     // throughout. Fall back to the identity curve (gain 1.0) and say so.
     if (!(blackSrc > 0.0f) || !(blackDst > 0.0f)) {
-        std::fprintf(stderr,
-                     "ContentFreeToneCurve: black levels must be positive (source %g, destination %g); "
-                     "using the identity curve\n", static_cast<double>(blackSrc), static_cast<double>(blackDst));
+        alad::Log(alad::LogLevel::kWarning, alad::Console::kErr,
+                  "ContentFreeToneCurve: black levels must be positive (source %g, destination %g); "
+                  "using the identity curve", static_cast<double>(blackSrc), static_cast<double>(blackDst));
         step = 0.0;
         A.assign(kCodes, 0.0);
         C.insert(C.end(), X.begin(), X.end());
@@ -138,8 +140,7 @@ void ContentFreeToneCurve(std::vector<double>& A, std::vector<double>& C, Displa
 
 cv::Mat RenderToneCurve(const std::vector<double>& x, const std::vector<double>& y, bool reference) {
     if (x.size() != y.size()) {
-        std::puts("Size of x.yBins doesn't equal!");
-        std::fflush(stdout);
+        alad::LogError("Size of x.yBins doesn't equal!");
         return cv::Mat();
     }
     constexpr int kSide = 1034, kMargin = 5, kSpan = 1024;

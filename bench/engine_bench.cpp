@@ -8,7 +8,7 @@
 
 #include "alad/alad_engine.h"
 #include "bench/bench_frames.h"
-#include "engine/debug_store.h"
+#include "common/debug_store.h"
 
 namespace {
 

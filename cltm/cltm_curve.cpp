@@ -8,7 +8,7 @@
 #include "cltm/cltm_histogram.h"
 #include "cltm/cltm_internal.h"
 #include "common/wrap_int.h"
-#include "engine/debug_store.h"
+#include "common/debug_store.h"
 
 namespace kelvo {
 

@@ -1,7 +1,6 @@
 #include "cltm/cltm_frame.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <vector>
@@ -10,18 +9,10 @@
 #include "cltm/cltm_internal.h"
 #include "cltm/cltm_map.h"
 #include "cltm/cltm_rows.h"
+#include "common/log.h"
 #include "common/threads.h"
 
 namespace kelvo {
-
-namespace {
-
-void PrintLine(const char* format, uint32_t width, uint32_t height) {
-    std::printf(format, static_cast<int>(width), static_cast<int>(height));
-    std::fflush(stdout);
-}
-
-}  // namespace
 
 // One strength ramp step: hold for strength_interval frames, then move by strength_step towards
 // the target, landing on it when it is that close.
@@ -49,16 +40,16 @@ uint32_t cltm_detail::RampStrength(ad_cxt_t& ctx, const ad_param_t_& param) {
 // The context binds to the first size it sees and is never re-bound; a new size needs a reset.
 bool cltm_detail::BindVideoSize(ad_cxt_t& ctx, uint32_t width, uint32_t height) {
     if (ctx.width != 0 && ctx.height != 0 && ctx.width != width) {
-        PrintLine("ERROR: unmatched size %dx%d\n", width, height);
+        alad::LogError("ERROR: unmatched size %dx%d", static_cast<int>(width), static_cast<int>(height));
         return false;
     }
     if (ctx.width == 0 || ctx.height == 0) {
         ctx.width = width;
         ctx.height = height;
-        PrintLine("INFO: video size %dx%d\n", width, height);
+        alad::LogLine("INFO: video size %dx%d", static_cast<int>(width), static_cast<int>(height));
     }
     if (ctx.height != height) {
-        PrintLine("ERROR: unmatched size %dx%d\n", width, height);
+        alad::LogError("ERROR: unmatched size %dx%d", static_cast<int>(width), static_cast<int>(height));
         return false;
     }
     return true;
@@ -84,8 +75,7 @@ bool InputImage(const cv::Mat& in, cv::Mat* src) {
         in.convertTo(*src, CV_32S);
         return true;
     }
-    std::printf("ERROR: CLTM needs a 3-channel image, got %d channels\n", in.channels());
-    std::fflush(stdout);
+    alad::LogError("ERROR: CLTM needs a 3-channel image, got %d channels", in.channels());
     return false;
 }
 
@@ -134,16 +124,14 @@ bool FitsOrPassThrough(const cv::Mat& src, const cltm_params_api_& params, const
     const uint32_t cols = static_cast<uint32_t>(src.cols);
     const uint32_t rows = static_cast<uint32_t>(src.rows);
     if (buffers.Fits(cols, rows, params.param)) return true;
-    std::printf("ERROR: frame %dx%d does not fit the CLTM buffers allocated for %dx%d\n", src.cols, src.rows,
-                static_cast<int>(buffers.AllocatedWidth()), static_cast<int>(buffers.AllocatedHeight()));
-    std::fflush(stdout);
+    alad::LogError("ERROR: frame %dx%d does not fit the CLTM buffers allocated for %dx%d", src.cols, src.rows,
+                   static_cast<int>(buffers.AllocatedWidth()), static_cast<int>(buffers.AllocatedHeight()));
     StoreImage(src, out);
     return false;
 }
 
 void ReportException(const std::exception& e) {
-    std::printf("ERROR: CLTM frame failed: %s\n", e.what());
-    std::fflush(stdout);
+    alad::LogError("ERROR: CLTM frame failed: %s", e.what());
 }
 
 // ---- A video frame in one sweep ----

@@ -5,10 +5,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 
 #include "cltm/cltm_params.h"
+#include "common/log.h"
 
 namespace kelvo {
 namespace cltm_detail {
@@ -56,9 +56,8 @@ inline bool MakeBlockGrid(uint32_t width, uint32_t height, const ad_param_t_& pa
 inline bool MakeBlockGridOrReport(uint32_t width, uint32_t height, uint32_t blk_width_log2, uint32_t blk_height_log2,
                                   BlockGrid* grid) {
     if (MakeBlockGrid(width, height, blk_width_log2, blk_height_log2, grid)) return true;
-    std::printf("ERROR: CLTM frame %ux%u is too large for blocks of 2^%u x 2^%u\n", width, height, blk_width_log2,
-                blk_height_log2);
-    std::fflush(stdout);
+    alad::LogError("ERROR: CLTM frame %ux%u is too large for blocks of 2^%u x 2^%u", width, height, blk_width_log2,
+                   blk_height_log2);
     return false;
 }
 

@@ -1,11 +1,11 @@
 #include "cltm/cltm_params.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
 #include "cltm/cltm_internal.h"
+#include "common/log.h"
 #include "common/wrap_int.h"
 
 namespace kelvo {
@@ -158,8 +158,7 @@ int32_t CLTMBufferManager::AllocateBufferBySize(uint32_t width, uint32_t height,
     if (param == nullptr || !cltm_detail::MakeBlockGrid(width, height, *param, &grid) ||
         !cltm_detail::CountOf(width, height, 3, &plane) ||
         !cltm_detail::CountOf(grid.count(), kCurvePoints, 1, &curves) || grid.count() > UINT32_MAX) {
-        std::printf("ERROR: CLTM buffers for %ux%u cannot be sized\n", width, height);
-        std::fflush(stdout);
+        alad::LogError("ERROR: CLTM buffers for %ux%u cannot be sized", width, height);
         return 1;
     }
     // The planes start at zero rather than undefined so that a frame refused before it was mapped
@@ -170,8 +169,7 @@ int32_t CLTMBufferManager::AllocateBufferBySize(uint32_t width, uint32_t height,
     mHistBuffer = new (std::nothrow) uint32_t[kHistBins + 1]();
     if (mOutputPlane == nullptr || mInputPlane == nullptr || mToneCurves == nullptr || mHistBuffer == nullptr) {
         Release();
-        std::printf("ERROR: out of memory for CLTM buffers of %ux%u\n", width, height);
-        std::fflush(stdout);
+        alad::LogError("ERROR: out of memory for CLTM buffers of %ux%u", width, height);
         return 1;
     }
     mBlockNum = static_cast<uint32_t>(grid.count());

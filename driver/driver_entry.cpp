@@ -138,6 +138,10 @@ int32_t UpdateCLTMParameterForDriver(const ad_user_t_driver_* user) {
     });
 }
 
+int32_t SetEngineLogSinkForDriver(void (*sink)(void* user, int level, const char* line), void* user) {
+    return kelvo::SetEngineLogSink(sink, user);
+}
+
 int32_t RunOneFrameBufferALADforDriver(_image* image) {
     return Wrapped("RunOneFrameBufferALADforDriver", [&] {
         if (!Present(image, "RunOneFrameBufferALADforDriver")) return;

@@ -1,27 +1,21 @@
 // Conversions between the driver's ARGB8888 frame buffers, ARGB/BGR matrices and the engine's
 // 12-bit images.
-#include <cstdio>
 #include <cstring>
 #include <vector>
 
 #include <opencv2/imgproc.hpp>
 
 #include "alad/alad_driver.h"
+#include "common/log.h"
 #include "common/wrap_int.h"
 
 namespace {
-
-void Say(const char* line) {
-    std::puts(line);
-    std::fflush(stdout);
-}
 
 // An empty dst is created; a dst that cannot hold the result (another size or type) is created
 // anew rather than written past its end.
 bool PrepareWidenedOutput(const cv::Mat& src, int src_type, cv::Mat& dst, const char* who) {
     if (src.type() != src_type) {
-        std::printf("%s: input type %d is not the expected %d\n", who, src.type(), src_type);
-        std::fflush(stdout);
+        alad::LogError("%s: input type %d is not the expected %d", who, src.type(), src_type);
         return false;
     }
     if (dst.empty() || dst.size() != src.size() || dst.type() != CV_32SC3) dst.create(src.size(), CV_32SC3);
@@ -34,25 +28,23 @@ void imageBuffer2MatARGBforDriver(_image& buffer, cv::Mat& out) {
     // Only ARGB8888 fits the four-channel matrix: another byte count per pixel would read or write
     // past one side or the other.
     if (buffer.channels != 4) {
-        std::printf("imageBuffer2MatARGBforDriver: channels %d is not 4 (ARGB8888); buffer not read\n", buffer.channels);
-        std::fflush(stdout);
+        alad::LogError("imageBuffer2MatARGBforDriver: channels %d is not 4 (ARGB8888); buffer not read", buffer.channels);
         return;
     }
     if (buffer.width < 0 || buffer.height < 0) {
-        std::printf("imageBuffer2MatARGBforDriver: size %dx%d is negative; buffer not read\n", buffer.width,
-                    buffer.height);
-        std::fflush(stdout);
+        alad::LogError("imageBuffer2MatARGBforDriver: size %dx%d is negative; buffer not read", buffer.width,
+                       buffer.height);
         return;
     }
     cv::Mat argb = cv::Mat::zeros(buffer.height, buffer.width, CV_8UC4);
     if (!argb.isContinuous()) {
-        Say("ERROR: Mat image is not Continuous ! ");
+        alad::LogError("ERROR: Mat image is not Continuous ! ");
         return;
     }
     const size_t bytes = static_cast<size_t>(buffer.width) * static_cast<size_t>(buffer.height) * 4;
     if (bytes > 0) {
         if (!buffer.data) {
-            Say("imageBuffer2MatARGBforDriver: no buffer (null data); buffer not read");
+            alad::LogError("imageBuffer2MatARGBforDriver: no buffer (null data); buffer not read");
             return;
         }
         std::memcpy(argb.data, buffer.data, bytes);
@@ -61,14 +53,13 @@ void imageBuffer2MatARGBforDriver(_image& buffer, cv::Mat& out) {
 }
 
 void imageMatARGB2BufferForDriver(cv::Mat& argb, unsigned char* buffer) {
-    std::printf("matSrc channel : %d\n", argb.channels());
-    std::fflush(stdout);
+    alad::LogLine("matSrc channel : %d", argb.channels());
     if (argb.channels() != 4) {
-        Say("ERROR: input image's channel is not 4 ! ");
+        alad::LogError("ERROR: input image's channel is not 4 ! ");
     } else if (!argb.isContinuous()) {
-        Say("ERROR: input image is not Continuous ! ");
+        alad::LogError("ERROR: input image is not Continuous ! ");
     } else if (!buffer) {
-        Say("ERROR: out of memory");
+        alad::LogError("ERROR: out of memory");
     } else {
         std::memcpy(buffer, argb.data, static_cast<size_t>(argb.rows) * static_cast<size_t>(argb.cols) * 4);
     }
@@ -76,7 +67,7 @@ void imageMatARGB2BufferForDriver(cv::Mat& argb, unsigned char* buffer) {
 
 void imageMatARGB2RGB(cv::Mat& argb, cv::Mat& rgb, cv::Mat& alpha) {
     if (argb.channels() != 4) {
-        Say("not 4 channels input mat !");
+        alad::LogError("not 4 channels input mat !");
         return;
     }
     std::vector<cv::Mat> planes;
@@ -91,7 +82,7 @@ namespace {
 // conversion adds.
 void JoinARGB(const cv::Mat& bgr, const cv::Mat* alpha, cv::Mat& argb) {
     if (bgr.channels() != 3) {
-        Say("not 3 channels input mat !");
+        alad::LogError("not 3 channels input mat !");
         return;
     }
     cv::Mat bgra;
@@ -105,7 +96,7 @@ void JoinARGB(const cv::Mat& bgr, const cv::Mat* alpha, cv::Mat& argb) {
 
 void imageBGR2ARGB_8888(cv::Mat& bgr, cv::Mat& alpha, cv::Mat& argb) {
     if (bgr.rows != alpha.rows || bgr.cols != alpha.cols) {
-        Say("matBGRsrc'size is different from matAsrc'size !");
+        alad::LogError("matBGRsrc'size is different from matAsrc'size !");
         return;
     }
     JoinARGB(bgr, &alpha, argb);

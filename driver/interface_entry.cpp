@@ -1,6 +1,5 @@
 // The verification front end's entry points: its records translated into the engine's, and
 // forwards to the engine and the harness. Nothing is thrown at the caller.
-#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <string>
@@ -60,8 +59,7 @@ ad_user_interface_t_* ad_user_t_init_interface(ad_user_interface_t_* user) {
         user->height = 480;
         user->limit = 65535;
     }
-    std::printf("ad_user_t: blk_size=%dx%d, strength=%d, curve_id=%d\n", 256, 256, 8, 1);
-    std::fflush(stdout);
+    alad::LogLine("ad_user_t: blk_size=%dx%d, strength=%d, curve_id=%d", 256, 256, 8, 1);
     return user;
 }
 
@@ -86,8 +84,7 @@ int32_t InitEngineALADInterface(ad_user_interface_t_* user, alad_display_model_i
         kelvo::alad_view_condition_ engine_view;
         engine_view.blackLevelSrc = view->blackLevelSrc;
         engine_view.blackLevelDst = view->blackLevelDst;
-        std::printf("Interface viewCondition.blackLevelDst = %g\n", static_cast<double>(view->blackLevelDst));
-        std::fflush(stdout);
+        alad::LogLine("Interface viewCondition.blackLevelDst = %g", static_cast<double>(view->blackLevelDst));
         const alad_display_model_driver_ panel = {display.gamma, display.white, display.black, display.backlight,
                                                   display.reflectance};
         kelvo::InitEngineALAD(UserRecordFromInterface(defaults, true), kelvo::DisplayRecordFromDriver(panel),

@@ -1,9 +1,9 @@
 // The driver's view of the register set: read-back from the engine and the hardware range check.
-#include <cstdio>
 #include <cstring>
 
 #include "alad/alad_driver.h"
 #include "alad/alad_engine.h"
+#include "common/log.h"
 
 extern "C" {
 
@@ -31,9 +31,8 @@ int32_t checkAladRegisterParameterValidity(const alad_registrator_driver* reg) {
         {in(reg->reg_strength_interval, 0, 255), "error reg_strength_interval out of range [0~255] !"},
     };
     for (const auto& check : checks) {
-        if (!check.ok) std::puts(check.message);
+        if (!check.ok) alad::LogError("%s", check.message);
     }
-    std::fflush(stdout);
     return 0;
 }
 

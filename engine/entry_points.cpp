@@ -114,4 +114,9 @@ int32_t SetEngineThreads(int threads) {
 
 int GetEngineThreads() { return alad::EngineThreads(); }
 
+int32_t SetEngineLogSink(void (*sink)(void* user, int level, const char* line), void* user) {
+    alad::SetLogSink(sink, user);
+    return 0;
+}
+
 }  // namespace kelvo

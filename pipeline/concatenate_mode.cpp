@@ -6,7 +6,7 @@
 #include "agtm/scaler_lut.h"
 #include "common/log.h"
 #include "common/wrap_int.h"
-#include "engine/debug_store.h"
+#include "common/debug_store.h"
 
 namespace kelvo {
 

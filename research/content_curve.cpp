@@ -1,7 +1,6 @@
 // Content-adaptive global tone curve: a histogram equalisation of an 8-bit luminance image made
 // gentle by smoothing, a cap on any one code's weight and a blend with the identity, then blended
 // with a curve kept from earlier calls.
-#include <cstdio>
 #include <vector>
 
 #include "alad/alad_offline.h"
@@ -58,8 +57,7 @@ void ContentAdaptiveToneCurve8Bit(cv::Mat& image, std::vector<double>& curve, st
         p_sum += p[k];
         if (p[k] <= 0.0) ++zero_bins;
     }
-    std::printf("float sumPDFTable: %g\n", p_sum);
-    std::fflush(stdout);
+    alad::LogLine("float sumPDFTable: %g", p_sum);
 
     double s[kCodes];
     SmoothProbabilities(p, s);

@@ -2,13 +2,13 @@
 // form a hardware model's dumps are compared with. The image form is the packed pixel format the
 // readers take, so a dump can be fed back as a test vector.
 #include <cstdio>
-#include <iostream>
 #include <sstream>
 #include <string>
 
 #include "agtm/agtm_apply.h"
 #include "alad/alad_verify.h"
-#include "engine/debug_store.h"
+#include "common/log.h"
+#include "common/debug_store.h"
 
 const char* const kDebugInfoTypes[kDebugInfoTypeCount] = {
     "hist", "foreward_curve", "backward_curve", "curve", "smooth_curve", "trans_curve", "agtm_result", "cltm_result",
@@ -67,8 +67,8 @@ bool WriteImage(HexWriter& out, const cv::Mat& image, const std::string& fileNam
     if (image.empty()) return true;
     cv::Mat pixels = image;
     if (image.channels() != 3) {
-        std::cerr << "image dump '" << fileName << "': " << image.channels()
-                  << "-channel image; only 3-channel images are written" << std::endl;
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "image dump '%s': %d-channel image; only 3-channel images are written",
+                  fileName.c_str(), image.channels());
         return false;
     }
     if (image.depth() != CV_32S) image.convertTo(pixels, CV_32S);
@@ -86,13 +86,13 @@ bool WriteImage(HexWriter& out, const cv::Mat& image, const std::string& fileNam
 
 std::FILE* OpenForWriting(const std::string& fileName) {
     std::FILE* file = std::fopen(fileName.c_str(), "w");
-    if (!file) std::cerr << "open failed: " << fileName << std::endl;
+    if (!file) alad::Log(alad::LogLevel::kError, alad::Console::kErr, "open failed: %s", fileName.c_str());
     return file;
 }
 
 bool Close(std::FILE* file, const std::string& fileName) {
     if (std::fclose(file) == 0) return true;
-    std::cerr << "write failed: " << fileName << std::endl;
+    alad::Log(alad::LogLevel::kError, alad::Console::kErr, "write failed: %s", fileName.c_str());
     return false;
 }
 
@@ -102,7 +102,7 @@ int32_t WriteDebugDump(const std::string& fileName, const std::string& infoType)
     // The store can be re-made by the engine at any time, so it is looked up on every dump.
     kelvo::alad_debug_output_* store = kelvo::alad_debug_output_::GetInstance();
     if (store == nullptr) {
-        std::cerr << "the gDebugDataPrint is NULL!" << std::endl;
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "the gDebugDataPrint is NULL!");
         return -1;
     }
     store->QueryInternalStatus();
@@ -128,21 +128,19 @@ int32_t WriteDebugDump(const std::string& fileName, const std::string& infoType)
         } else if (infoType == "cltm_result") {
             written = WriteImage(out, store->GetCLTMResultData(), fileName);
         } else {
-            std::cerr << "the infoType is:" << infoType << std::endl;
+            alad::Log(alad::LogLevel::kError, alad::Console::kErr, "the infoType is:%s", infoType.c_str());
             known = false;
         }
         written = out.Flush() && written;
     }
     if (file && !Close(file, fileName)) written = false;
-    std::printf("printDebugInfo: %s, infoType: %s\n", fileName.c_str(), infoType.c_str());
-    std::fflush(stdout);
+    alad::LogLine("printDebugInfo: %s, infoType: %s", fileName.c_str(), infoType.c_str());
     return written && known ? 0 : -1;
 }
 
 int32_t WriteImageDump(const std::string& fileName, const cv::Mat& image) {
     std::FILE* file = OpenForWriting(fileName);
-    std::printf("printImageInfo: %s\n", fileName.c_str());
-    std::fflush(stdout);
+    alad::LogLine("printImageInfo: %s", fileName.c_str());
     bool written = file != nullptr;
     if (file) {
         HexWriter out(file);
@@ -150,8 +148,7 @@ int32_t WriteImageDump(const std::string& fileName, const cv::Mat& image) {
         written = out.Flush() && written;
         written = Close(file, fileName) && written;
     }
-    std::printf("printImageInfo: %s\n", fileName.c_str());
-    std::fflush(stdout);
+    alad::LogLine("printImageInfo: %s", fileName.c_str());
     return written ? 0 : -1;
 }
 
@@ -174,11 +171,12 @@ float ClimpUnchar(float value, float maximum) { return kelvo::ClimpUncharFix(val
 void StatisticsForFloatFixed(cv::Mat& floatResult, cv::Mat& fixedResult, std::string label) {
     if (floatResult.size() != fixedResult.size() || floatResult.channels() != fixedResult.channels() ||
         floatResult.channels() > 4) {
-        std::cerr << label << ": the float and fixed results differ in size or channels; not compared" << std::endl;
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "%s: the float and fixed results differ in size or channels; not compared",
+                  label.c_str());
         return;
     }
     if (floatResult.empty()) {
-        std::cerr << label << ": no results to compare" << std::endl;
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "%s: no results to compare", label.c_str());
         return;
     }
     cv::Mat reference, fixed;
@@ -203,5 +201,5 @@ void StatisticsForFloatFixed(cv::Mat& floatResult, cv::Mat& fixedResult, std::st
     std::ostringstream line;
     line << label << ":  Float and Fixed PSNR: " << psnr << ";    DifferenceSum : " << "[" << sums[0] << ", "
          << sums[1] << ", " << sums[2] << ", " << sums[3] << "]" << ";  MaxMinV: " << smallest << ", " << largest;
-    std::cout << line.str() << std::endl;
+    alad::LogLine("%s", line.str().c_str());
 }

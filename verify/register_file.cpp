@@ -7,6 +7,7 @@
 #include <string>
 
 #include "alad/alad_verify.h"
+#include "common/log.h"
 
 namespace {
 
@@ -81,9 +82,9 @@ template <typename T>
 void SetEntry(const std::string& path, const std::string& token, const char* table, T* entries, int size, int index,
               int value) {
     if (index < 0 || index >= size) {
-        std::fprintf(stderr, "register file '%s': token '%s': %s index %d is outside 0..%d; ignored\n", path.c_str(),
-                     token.c_str(), table, index, size - 1);
-        std::fflush(stderr);
+        alad::Log(alad::LogLevel::kWarning, alad::Console::kErr,
+                  "register file '%s': token '%s': %s index %d is outside 0..%d; ignored", path.c_str(), token.c_str(),
+                  table, index, size - 1);
         return;
     }
     if (entries) entries[index] = static_cast<T>(value);
@@ -152,8 +153,7 @@ int32_t ReadRegisterFile(const char* path, kelvo::alad_verification_registrator_
     const std::string name = path ? path : "";
     std::FILE* file = path ? std::fopen(path, "r") : nullptr;
     if (!file) {
-        std::fprintf(stderr, "open failed: %s\n", name.c_str());
-        std::fflush(stderr);
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "open failed: %s", name.c_str());
         return -1;
     }
     std::string token;
@@ -161,9 +161,9 @@ int32_t ReadRegisterFile(const char* path, kelvo::alad_verification_registrator_
     try {
         while (NextToken(file, &token, &overlong)) {
             if (overlong) {
-                std::fprintf(stderr, "register file '%s': a token longer than %zu characters ('%.40s...'); ignored\n",
-                             name.c_str(), kMaxToken, token.c_str());
-                std::fflush(stderr);
+                alad::Log(alad::LogLevel::kWarning, alad::Console::kErr,
+                          "register file '%s': a token longer than %zu characters ('%.40s...'); ignored", name.c_str(),
+                          kMaxToken, token.c_str());
                 continue;
             }
             ApplyToken(name, token, reg);

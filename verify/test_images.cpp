@@ -6,12 +6,12 @@
 #include <cstdlib>
 #include <cstdio>
 #include <fstream>
-#include <iostream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "alad/alad_verify.h"
+#include "common/log.h"
 #include "verify/readers.h"
 
 namespace alad {
@@ -22,9 +22,9 @@ bool IsUsablePictureSize(int width, int height) {
 
 bool UsablePictureSize(const char* who, const std::string& path, int width, int height) {
     if (IsUsablePictureSize(width, height)) return true;
-    std::cerr << who << ": '" << path << "': frame size " << width << "x" << height
-              << " is not usable (each side at least 1, at most " << kMaxPicturePixels << " pixels in all)"
-              << std::endl;
+    Log(LogLevel::kError, Console::kErr,
+        "%s: '%s': frame size %dx%d is not usable (each side at least 1, at most %lld pixels in all)", who,
+        path.c_str(), width, height, static_cast<long long>(kMaxPicturePixels));
     return false;
 }
 
@@ -45,10 +45,10 @@ alad::PixelFileRead ReadPixelLines(const char* who, const char* opened, const st
     out = cv::Mat::zeros(height, width, CV_32SC3);
     std::ifstream file(path);
     if (!file.is_open()) {
-        std::cerr << "open failed: " << path << std::endl;
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "open failed: %s", path.c_str());
         return alad::PixelFileRead::kCannotOpen;
     }
-    std::cout << opened << path << std::endl;
+    alad::LogLine("%s%s", opened, path.c_str());
 
     const int64_t expected = int64_t{width} * height;
     int64_t count = 0;
@@ -66,7 +66,8 @@ alad::PixelFileRead ReadPixelLines(const char* who, const char* opened, const st
         }
     }
     if (count != expected) {
-        std::cerr << "parameter error: pixel number != width*height: " << count << " != " << expected << std::endl;
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "parameter error: pixel number != width*height: %lld != %lld",
+                  static_cast<long long>(count), static_cast<long long>(expected));
         return alad::PixelFileRead::kCountMismatch;
     }
     return alad::PixelFileRead::kRead;
@@ -156,14 +157,14 @@ void yuv10BitLE2BGR(const std::string& path, int width, int height, cv::Mat& out
         v_plane(u_plane.size());
     std::FILE* file = std::fopen(path.c_str(), "rb");
     if (!file) {
-        std::cerr << "open failed: " << path << std::endl;
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "open failed: %s", path.c_str());
         return;
     }
     const bool complete = ReadExactly(file, y_plane) && ReadExactly(file, u_plane) && ReadExactly(file, v_plane);
     std::fclose(file);
     if (!complete) {
-        std::cerr << "yuv10BitLE2BGR: '" << path << "' is shorter than a " << width << "x" << height
-                  << " frame (" << y_plane.size() + 2 * u_plane.size() << " bytes); nothing read" << std::endl;
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "yuv10BitLE2BGR: '%s' is shorter than a %dx%d frame (%zu bytes); nothing read",
+                  path.c_str(), width, height, y_plane.size() + 2 * u_plane.size());
         return;
     }
 
@@ -186,10 +187,10 @@ void yuv10BitLE2BGR(const std::string& path, int width, int height, cv::Mat& out
 int parseGammaLUTFromFile(std::string path, int length) {
     std::ifstream file(path);
     if (!file.is_open()) {
-        std::cerr << "open failed: " << path << std::endl;
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "open failed: %s", path.c_str());
         return -1;
     }
-    std::cout << "open success! " << path << std::endl;
+    alad::LogLine("open success! %s", path.c_str());
     int64_t count = 0;
     std::string line;
     while (std::getline(file, line)) {
@@ -203,11 +204,12 @@ int parseGammaLUTFromFile(std::string path, int length) {
         text.setf(std::ios::fixed);
         text.precision(0);
         text << "addr: " << scaled << ",   value: " << value << ".   pow(v, 2.2): " << g;
-        std::cout << text.str() << std::endl;
+        alad::LogLine("%s", text.str().c_str());
         ++count;
     }
     if (count != length) {
-        std::cerr << "parameter error: pixel number != lenght: " << count << " != " << length << std::endl;
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "parameter error: pixel number != lenght: %lld != %d", static_cast<long long>(count),
+                  length);
         return -1;
     }
     return 0;

@@ -1,12 +1,12 @@
 // The verification run: the engine in a fixed reference configuration, programmed from a register
 // file per frame, one test vector through it, every intermediate result dumped for comparison with
 // the hardware model.
-#include <iostream>
 #include <string>
 #include <vector>
 
 #include "alad/alad_engine.h"
 #include "alad/alad_verify.h"
+#include "common/log.h"
 #include "verify/readers.h"
 
 namespace {
@@ -30,7 +30,9 @@ std::vector<std::string> DumpFiles(const std::string& folder, const char* const*
     return files;
 }
 
-void Report(const std::string& line) { std::cerr << "VerifyRunOneFrameALAD: " << line << std::endl; }
+void Report(const std::string& line) {
+    alad::Log(alad::LogLevel::kError, alad::Console::kErr, "VerifyRunOneFrameALAD: %s", line.c_str());
+}
 
 }  // namespace
 

@@ -95,6 +95,11 @@ int32_t checkAladRegisterParameterValidity(const alad_registrator_driver* reg);
 /* Fills *reg (and its two tables) with the engine's current registers, then checks them. */
 int32_t ALADRegistratorsInfoForDriver(alad_registrator_driver* reg);
 
+/* Routes the engine's console lines to sink (level 0 information, 1 warning, 2 error; each line
+ * without its newline), for instance to the system log; a sink that ignores them silences the
+ * engine, a null sink restores the console. The same setting as kelvo::SetEngineLogSink. */
+int32_t SetEngineLogSinkForDriver(void (*sink)(void* user, int level, const char* line), void* user);
+
 /* The 40 ambient-light levels, lux, ascending. */
 #define ALAD_AGTM_LEVELS 40
 extern const int32_t agtmLuxTable[ALAD_AGTM_LEVELS];

@@ -45,6 +45,13 @@ int32_t ComputeAGTMLUTByAmbientLight(unsigned int unused, unsigned int ambientSr
 // any count. Process-wide; may be called at any time between frames. Returns 0.
 int32_t SetEngineThreads(int threads);
 int GetEngineThreads();
+// Where the engine's console lines go. By default each line is printed on standard output (a few
+// warnings and errors on standard error), followed by a newline and a flush. A sink receives every
+// line instead, without its newline, with its level (0 information, 1 warning, 2 error), on the
+// thread that logs it, one line at a time; a sink that ignores its input silences the engine, and
+// a null sink brings the console back. Process-wide, like the engine; `user` is handed back to the
+// sink. Returns 0.
+int32_t SetEngineLogSink(void (*sink)(void* user, int level, const char* line), void* user);
 // Fills regs with the current register set; its two pointers must designate caller storage of 65
 // and 256 values.
 int32_t ALADRegistratorsInfoForDriverDraftEngine(alad_verification_registrator& regs);

@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "engine/debug_store.h"
+#include "common/debug_store.h"
 #include "tests/cltm/cltm_test_util.h"
 
 // Allocation failures are provoked with impossible sizes; under AddressSanitizer the allocator must

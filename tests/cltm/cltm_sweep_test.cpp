@@ -13,7 +13,7 @@
 #include "cltm/cltm_map.h"
 #include "cltm/cltm_rows.h"
 #include "common/threads.h"
-#include "engine/debug_store.h"
+#include "common/debug_store.h"
 #include "tests/cltm/cltm_test_util.h"
 #include "tests/common/test_threads.h"
 

@@ -8,7 +8,7 @@
 #include "agtm/display_panel_model.h"
 #include "agtm/scaler_lut.h"
 #include "alad/alad_engine.h"
-#include "engine/debug_store.h"
+#include "common/debug_store.h"
 #include "tests/common/test_threads.h"
 #include "tests/verify/verify_test_util.h"
 

@@ -8,7 +8,7 @@
 #include "agtm/agtm_apply.h"
 #include "agtm/scaler_lut.h"
 #include "cltm/cltm_frame.h"
-#include "engine/debug_store.h"
+#include "common/debug_store.h"
 #include "pipeline/concatenate_mode.h"
 #include "tests/engine/engine_test_util.h"
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "alad/alad_verify.h"
-#include "engine/debug_store.h"
+#include "common/debug_store.h"
 #include "tests/verify/verify_test_util.h"
 
 namespace {

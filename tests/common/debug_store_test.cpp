@@ -1,4 +1,4 @@
-#include "engine/debug_store.h"
+#include "common/debug_store.h"
 
 #include <gtest/gtest.h>
 

@@ -5,8 +5,8 @@
 // The store can be destroyed (Terminate) while the engine keeps running, so nobody keeps a pointer
 // to it: every writer and reader goes through GetInstance(), which re-makes an empty store when
 // needed. Not thread-safe: callers serialise all calls, as everywhere in the engine.
-#ifndef ALAD_ENGINE_DEBUG_STORE_H
-#define ALAD_ENGINE_DEBUG_STORE_H
+#ifndef ALAD_COMMON_DEBUG_STORE_H
+#define ALAD_COMMON_DEBUG_STORE_H
 
 #include <cstdint>
 #include <opencv2/core.hpp>
@@ -92,4 +92,4 @@ private:
 
 }  // namespace kelvo
 
-#endif  // ALAD_ENGINE_DEBUG_STORE_H
+#endif  // ALAD_COMMON_DEBUG_STORE_H

@@ -1,9 +1,10 @@
-#include "engine/debug_store.h"
+#include "common/debug_store.h"
 
-#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <new>
+
+#include "common/log.h"
 
 namespace kelvo {
 
@@ -46,8 +47,7 @@ alad_debug_output_::~alad_debug_output_() {
 
 unsigned int* alad_debug_output_::AllocateBufferByLenght(alad_debug_buffer_& buffer, int length) {
     if (length < 0) {
-        std::printf("ERROR: debug buffer length %d is negative\n", length);
-        std::fflush(stdout);
+        alad::LogError("ERROR: debug buffer length %d is negative", length);
         return nullptr;
     }
     if (buffer.data != nullptr && buffer.length == length) return buffer.data;
@@ -55,8 +55,7 @@ unsigned int* alad_debug_output_::AllocateBufferByLenght(alad_debug_buffer_& buf
     if (length == 0) return nullptr;
     buffer.data = new (std::nothrow) unsigned int[static_cast<size_t>(length)];
     if (buffer.data == nullptr) {
-        std::printf("ERROR: debug buffer of %d values cannot be allocated\n", length);
-        std::fflush(stdout);
+        alad::LogError("ERROR: debug buffer of %d values cannot be allocated", length);
         return nullptr;
     }
     buffer.length = length;
@@ -75,9 +74,8 @@ void alad_debug_output_::SetRow(alad_debug_buffer_& buffer, const char* name, co
                                 int index) {
     const int64_t begin = static_cast<int64_t>(index) * count;
     if (data == nullptr || count < 0 || index < 0 || begin + count > buffer.length) {
-        std::printf("ERROR: %s row %d of %d values does not fit the buffer of %d values\n", name, index, count,
-                    static_cast<int>(buffer.length));
-        std::fflush(stdout);
+        alad::LogError("ERROR: %s row %d of %d values does not fit the buffer of %d values", name, index, count,
+                       static_cast<int>(buffer.length));
         return;
     }
     if (count > 0) std::memcpy(buffer.data + begin, data, static_cast<size_t>(count) * sizeof(unsigned int));
@@ -85,8 +83,7 @@ void alad_debug_output_::SetRow(alad_debug_buffer_& buffer, const char* name, co
 
 void alad_debug_output_::SetWhole(alad_debug_buffer_& buffer, const char* name, const unsigned int* data, int count) {
     if (count > 0 && data == nullptr) {
-        std::printf("ERROR: %s data is NULL for %d values\n", name, count);
-        std::fflush(stdout);
+        alad::LogError("ERROR: %s data is NULL for %d values", name, count);
         return;
     }
     unsigned int* dst = AllocateBufferByLenght(buffer, count);
@@ -131,8 +128,7 @@ static void KeepCopy(cv::Mat& kept, const cv::Mat& image, const char* name) {
         }
     } catch (const std::exception& e) {
         kept.release();
-        std::printf("ERROR: the %s result cannot be kept: %s\n", name, e.what());
-        std::fflush(stdout);
+        alad::LogError("ERROR: the %s result cannot be kept: %s", name, e.what());
     }
 }
 
