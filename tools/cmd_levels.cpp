@@ -35,7 +35,7 @@ namespace {
 
 std::vector<std::vector<int32_t>> LevelTables() {
     std::vector<std::vector<int32_t>> tables(ALAD_AGTM_LEVELS, std::vector<int32_t>(256));
-    QuietStdout quiet(false);
+    EngineLines quiet(EngineLineFilter::kProblems);
     for (int level = 0; level < ALAD_AGTM_LEVELS; ++level) getAGTMCurveParams(level, tables[level].data());
     return tables;
 }
@@ -101,7 +101,7 @@ int RunLevel(int argc, char** argv) {
     }
     int level = 0;
     {
-        QuietStdout quiet(false);
+        EngineLines quiet(EngineLineFilter::kProblems);
         level = getAGTMLevel(static_cast<int>(lux));
     }
     std::printf("%d\n", level);

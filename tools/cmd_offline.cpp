@@ -108,7 +108,7 @@ Setup Prepare(const Options& options, const std::string& input_path) {
 cv::Mat RunVariant(const Variant& v, Setup& s) {
     cv::Mat out, reference, result;
     {
-        QuietStdout quiet(s.verbose);
+        EngineLines quiet(VerboseOr(s.verbose));
         if (v.family != nullptr) {
             v.family(s.input8, s.ambient_curve, out);
         } else {

@@ -68,13 +68,13 @@ EngineSettings SettingsFromOptions(const Options& options) {
 void StartEngine(EngineSettings& s, int width, int height) {
     s.user.width = static_cast<uint32_t>(width);
     s.user.height = static_cast<uint32_t>(height);
-    QuietStdout quiet(s.verbose);
+    EngineLines quiet(VerboseOr(s.verbose));
     if (kelvo::InitEngineALAD(s.user, s.display, s.view) != 0) throw RunError("the engine could not be started");
 }
 
 cv::Mat RunFrame(const EngineSettings& s, const cv::Mat& frame12) {
     cv::Mat out;
-    QuietStdout quiet(s.verbose);
+    EngineLines quiet(VerboseOr(s.verbose));
     if (kelvo::RunOneFrameALAD(frame12, out) != 0) throw RunError("the engine refused a frame");
     return out;
 }
@@ -117,7 +117,7 @@ int ProcessPictureAsDriver(EngineSettings& s, const Options& options, const std:
     std::vector<unsigned char> buffer(argb.data, argb.data + argb.total() * 4);
     _image image{bgr.cols, bgr.rows, 4, buffer.data()};
     {
-        QuietStdout quiet(s.verbose);
+        EngineLines quiet(VerboseOr(s.verbose));
         ad_user_t_driver_ user;
         alad_display_model_driver_ display;
         const alad_view_condition_driver_ view = {s.view.blackLevelSrc, s.view.blackLevelDst};

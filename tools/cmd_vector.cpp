@@ -121,7 +121,7 @@ int RunVector(int argc, char** argv) {
     regs.hist_adjust_curve = curve.data();
     regs.agtm = table.data();
     {
-        QuietStdout quiet(verbose);
+        EngineLines quiet(VerboseOr(verbose));
         kelvo::ad_user_t_ user;
         user.width = static_cast<uint32_t>(image.cols);
         user.height = static_cast<uint32_t>(image.rows);

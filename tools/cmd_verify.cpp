@@ -50,7 +50,7 @@ int RunVerify(int argc, char** argv) {
     regs.agtm = table.data();
     int32_t readable = 0;
     try {
-        QuietStderr quiet;
+        EngineLines quiet(EngineLineFilter::kNone);
         readable = ReadRegisterFile(register_file.c_str(), regs);
     } catch (const RegisterFileError& e) {
         throw RunError(e.message());
@@ -62,7 +62,7 @@ int RunVerify(int argc, char** argv) {
     }
 
     {
-        QuietStdout quiet(verbose);
+        EngineLines quiet(VerboseOr(verbose));
         if (VerifyInitEngineALAD() != 0) throw RunError("the engine could not be started");
     }
     int failed = 0;
@@ -78,7 +78,7 @@ int RunVerify(int argc, char** argv) {
 
         int32_t status;
         {
-            QuietStdout quiet(verbose);
+            EngineLines quiet(VerboseOr(verbose));
             status = VerifyRunOneFrameALAD(register_file.c_str(), image.c_str(), frame_dir.c_str(), nullptr, 0);
         }
         std::printf("%s: %s -> %s%s\n", name, image.c_str(), frame_dir.c_str(), status == 0 ? "" : "  FAILED");
@@ -86,7 +86,7 @@ int RunVerify(int argc, char** argv) {
         if (status != 0) ++failed;
     }
     {
-        QuietStdout quiet(verbose);
+        EngineLines quiet(VerboseOr(verbose));
         VerifyDeinitEngineALAD();
     }
     if (failed > 0) throw RunError(std::to_string(failed) + " of " + std::to_string(frames) + " frames failed");

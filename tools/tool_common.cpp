@@ -5,14 +5,11 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <opencv2/imgcodecs.hpp>
 
 #include "alad/alad_driver.h"
+#include "alad/alad_engine.h"
 
 namespace alad_tool {
 
@@ -183,37 +180,25 @@ cv::Mat SideBySide(const cv::Mat& left, const cv::Mat& right) {
 
 namespace {
 
-// Points `fd` at /dev/null; returns a duplicate of the original to restore, or -1.
-int Silence(std::FILE* stream, int fd) {
-    std::fflush(stream);
-    const int null_fd = open("/dev/null", O_WRONLY);
-    if (null_fd < 0) return -1;
-    const int saved = dup(fd);
-    if (saved >= 0) dup2(null_fd, fd);
-    close(null_fd);
-    return saved;
+EngineLineFilter gFilter = EngineLineFilter::kAll;
+
+void FilterLine(void*, int level, const char* line) {
+    if (gFilter == EngineLineFilter::kProblems && level > 0) {
+        std::fputs(line, stderr);
+        std::fputc('\n', stderr);
+        std::fflush(stderr);
+    }
 }
 
-void Restore(std::FILE* stream, int fd, int saved) {
-    if (saved < 0) return;
-    std::fflush(stream);
-    dup2(saved, fd);
-    close(saved);
+void Install(EngineLineFilter filter) {
+    gFilter = filter;
+    kelvo::SetEngineLogSink(filter == EngineLineFilter::kAll ? nullptr : FilterLine, nullptr);
 }
 
 }  // namespace
 
-QuietStdout::QuietStdout(bool keep) {
-    if (!keep) saved_ = Silence(stdout, STDOUT_FILENO);
-}
+EngineLines::EngineLines(EngineLineFilter filter) : previous_(gFilter) { Install(filter); }
 
-QuietStdout::~QuietStdout() { Restore(stdout, STDOUT_FILENO, saved_); }
-
-QuietStderr::QuietStderr() : saved_(Silence(stderr, STDERR_FILENO)) {}
-
-QuietStderr::~QuietStderr() {
-    std::cerr.flush();
-    Restore(stderr, STDERR_FILENO, saved_);
-}
+EngineLines::~EngineLines() { Install(previous_); }
 
 }  // namespace alad_tool

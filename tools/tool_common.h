@@ -61,29 +61,24 @@ void WritePicture(const std::string& path, const cv::Mat& picture);
 // Input and output side by side, with a small gap.
 cv::Mat SideBySide(const cv::Mat& left, const cv::Mat& right);
 
-// Silences standard output (the engine's per-frame log lines) while it lives, unless `keep`.
-class QuietStdout {
+// Which of the library's console lines the tool shows while an EngineLines object lives: all of
+// them as the library prints them, only its warnings and errors (on standard error; the per-frame
+// progress lines are noise to a user), or none (a dry run whose warnings the real run repeats).
+enum class EngineLineFilter { kAll, kProblems, kNone };
+
+class EngineLines {
 public:
-    explicit QuietStdout(bool keep);
-    ~QuietStdout();
-    QuietStdout(const QuietStdout&) = delete;
-    QuietStdout& operator=(const QuietStdout&) = delete;
+    explicit EngineLines(EngineLineFilter filter);
+    ~EngineLines();
+    EngineLines(const EngineLines&) = delete;
+    EngineLines& operator=(const EngineLines&) = delete;
 
 private:
-    int saved_ = -1;
+    EngineLineFilter previous_;
 };
 
-// Silences standard error while it lives: for a dry run whose warnings the real run repeats.
-class QuietStderr {
-public:
-    QuietStderr();
-    ~QuietStderr();
-    QuietStderr(const QuietStderr&) = delete;
-    QuietStderr& operator=(const QuietStderr&) = delete;
-
-private:
-    int saved_ = -1;
-};
+// kAll with --verbose, kProblems otherwise.
+inline EngineLineFilter VerboseOr(bool verbose) { return verbose ? EngineLineFilter::kAll : EngineLineFilter::kProblems; }
 
 }  // namespace alad_tool
 
