@@ -1,7 +1,7 @@
 #include "agtm/scaler_lut.h"
 
-
 #include "agtm/tone_curve.h"
+#include "alad/alad_offline.h"
 #include "common/log.h"
 
 namespace kelvo {
@@ -26,6 +26,28 @@ void ConvertAmbientLUTFixed(const std::vector<double>& curve, std::vector<AGTMGa
     Transform2ScalerLUT(curve, gains);
     lut.resize(gains.size());
     for (size_t i = 0; i < gains.size(); ++i) lut[i] = AGTMGain::FromDouble(gains[i]);
+}
+
+namespace {
+
+// The panel model the engine's manager makes from the two records.
+DisplayPanelModel PanelFromRecords(const alad_display_model_& display, const alad_view_condition_& view) {
+    return DisplayPanelModel(display.gamma, display.white, display.black, display.backlight, display.reflectance,
+                             static_cast<double>(view.blackLevelSrc), static_cast<double>(view.blackLevelDst));
+}
+
+}  // namespace
+
+std::vector<double> AmbientToneCurve(const alad_display_model_& display, const alad_view_condition_& view) {
+    DisplayPanelModel model = PanelFromRecords(display, view);
+    std::vector<double> log_table, curve;
+    ContentFreeToneCurve(log_table, curve, model, 0.0f, true);
+    return curve;
+}
+
+std::vector<int32_t> AmbientAGTMTable(const alad_display_model_& display, const alad_view_condition_& view) {
+    DisplayPanelModel model = PanelFromRecords(display, view);
+    return ComputeAGTMTable(model);
 }
 
 std::vector<int32_t> ComputeAGTMTable(DisplayPanelModel& model) {

@@ -2,9 +2,8 @@
 #include <cstdio>
 #include <vector>
 
-#include "agtm/display_panel_model.h"
-#include "agtm/scaler_lut.h"
 #include "agtm/tone_curve.h"
+#include "alad/alad_offline.h"
 #include "tools/commands.h"
 #include "tools/tool_common.h"
 
@@ -32,15 +31,14 @@ int RunLut(int argc, char** argv) {
     if (src < 0.0 || dst < 0.0) throw UsageError("ambient light cannot be negative");
     const kelvo::alad_display_model_ display = DisplayFromOptions(options);
 
-    // The viewing record carries the ambient light as float, as the engine receives it.
-    kelvo::DisplayPanelModel model(display.gamma, display.white, display.black, display.backlight,
-                                   display.reflectance, static_cast<float>(src), static_cast<float>(dst));
-    const std::vector<int32_t> table = kelvo::ComputeAGTMTable(model);
+    kelvo::alad_view_condition_ view;  // the ambient light as float, as the engine receives it
+    view.blackLevelSrc = static_cast<float>(src);
+    view.blackLevelDst = static_cast<float>(dst);
+    const std::vector<int32_t> table = kelvo::AmbientAGTMTable(display, view);
     for (const int32_t raw : table) std::printf("%d\n", raw);
 
     if (options.Has("plot")) {
-        std::vector<double> log_table, curve;
-        kelvo::ContentFreeToneCurve(log_table, curve, model, 0.0f, true);
+        const std::vector<double> curve = kelvo::AmbientToneCurve(display, view);
         std::vector<double> codes(curve.size());
         for (size_t i = 0; i < codes.size(); ++i) codes[i] = i * 0.00392156862745098;
         const std::string path = options.String("plot", "");

@@ -8,9 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "agtm/display_panel_model.h"
-#include "agtm/scaler_lut.h"
-#include "agtm/tone_curve.h"
 #include "alad/alad_offline.h"
 #include "alad/alad_verify.h"
 #include "tools/commands.h"
@@ -96,11 +93,8 @@ Setup Prepare(const Options& options, const std::string& input_path) {
     s.input12 = ReadPicture12(input_path, &s.depth);
     s.input8 = NarrowPicture12(s.input12, CV_8U);
     const kelvo::alad_display_model_ display;
-    kelvo::DisplayPanelModel model(display.gamma, display.white, display.black, display.backlight, display.reflectance,
-                                   s.view.blackLevelSrc, s.view.blackLevelDst);
-    std::vector<double> log_table;
-    kelvo::ContentFreeToneCurve(log_table, s.ambient_curve, model, 0.0f, true);
-    s.agtm_table = kelvo::ComputeAGTMTable(model);
+    s.ambient_curve = kelvo::AmbientToneCurve(display, s.view);
+    s.agtm_table = kelvo::AmbientAGTMTable(display, s.view);
     return s;
 }
 

@@ -61,6 +61,16 @@ private:
     bool mVideo = false;
 };
 
+// The ambient tone curve of a panel under a viewing condition: 256 output codes (nominally 0..1),
+// one per input code i / 255, which make the picture seen under view.blackLevelDst lux look as it
+// did under view.blackLevelSrc lux. This is the `ambient` curve the global family below takes.
+// Pure: no engine is made or touched.
+std::vector<double> AmbientToneCurve(const alad_display_model_& display, const alad_view_condition_& view);
+// The same curve as the engine's 256-entry AGTM gain table (gain x 2048): what the engine builds
+// for these records, and what ComputeAGTMLUTByAmbientLight gives for the default panel, without
+// replacing the running engine.
+std::vector<int32_t> AmbientAGTMTable(const alad_display_model_& display, const alad_view_condition_& view);
+
 // The content-adaptive tone curve of an 8-bit single-channel image: 256 output codes (0..1) and
 // the gain each implies (output / input). An empty image leaves both untouched.
 void ContentAdaptiveToneCurve8Bit(cv::Mat& image, std::vector<double>& curve, std::vector<double>& gain,

@@ -4,6 +4,8 @@
 #include <vector>
 
 #include "agtm/scaler_lut.h"
+#include "alad/alad_engine.h"
+#include "alad/alad_offline.h"
 
 namespace kelvo {
 namespace {
@@ -51,6 +53,31 @@ TEST(ScalerLutTest, ShortCurvesAreRefused) {
         EXPECT_NE(testing::internal::GetCapturedStderr().find("at least 3 entries"), std::string::npos);
         EXPECT_EQ(gains, std::vector<double>(n, 1.0));
     }
+}
+
+// The pure public forms give what the engine builds, and leave the running engine alone.
+TEST(ScalerLutTest, AmbientFunctionsGiveTheEnginesTableWithoutTouchingTheEngine) {
+    alad_view_condition_ view;
+    view.blackLevelSrc = 300.0f;
+    view.blackLevelDst = 20000.0f;
+    std::vector<int> engine_table(256);
+    ASSERT_EQ(ComputeAGTMLUTByAmbientLight(0, 300, 20000, engine_table.data(), 0), 0);
+    const std::vector<int32_t> table = AmbientAGTMTable(alad_display_model_(), view);
+    EXPECT_EQ(std::vector<int>(table.begin(), table.end()), engine_table);
+
+    const std::vector<double> curve = AmbientToneCurve(alad_display_model_(), view);
+    ASSERT_EQ(curve.size(), 256u);
+    EXPECT_GT(curve[10], 10 / 255.0);  // dark codes lifted under bright light
+    // A table for other conditions is computed without replacing the engine's.
+    view.blackLevelDst = 300.0f;
+    AmbientAGTMTable(alad_display_model_(), view);
+    std::vector<int> after(256);
+    alad_verification_registrator regs;
+    std::vector<uint32_t> clip(65);
+    regs.hist_adjust_curve = clip.data();
+    regs.agtm = after.data();
+    ASSERT_EQ(ALADRegistratorsInfoForDriverDraftEngine(regs), 0);
+    EXPECT_EQ(after, engine_table);
 }
 
 }  // namespace
