@@ -1,5 +1,7 @@
 #include "pipeline/register_table.h"
 
+#include <cstring>
+
 namespace kelvo {
 
 namespace {
@@ -57,6 +59,18 @@ const RegisterInfo kRegisters[kRegisterCount] = {
      &Driver::reg_strength_interval, &FrontEnd::strength_interval, offsetof(ad_param_t_, strength_interval), false,
      kInterval, 0, 255, "error reg_strength_interval out of range [0~255] !"},
 };
+
+const RegisterTableInfo kRegisterTables[kRegisterTableCount] = {
+    {"hist", 14, 2, ALAD_HIST_ADJUST_CURVE_SIZE, "hist_adj_curv_%02d", "CLTM table"},
+    {"agtm", 10, 3, ALAD_AGTM_LUT_SIZE, "agtm_entry%03d", "AGTM table"},
+};
+
+const RegisterInfo* FindRegister(const char* name) {
+    for (const RegisterInfo& reg : kRegisters) {
+        if (std::strcmp(reg.name, name) == 0) return &reg;
+    }
+    return nullptr;
+}
 
 bool RegisterInRange(const RegisterInfo& reg, int32_t value) {
     switch (reg.range) {

@@ -45,6 +45,24 @@ struct RegisterInfo {
 constexpr int kRegisterCount = 15;
 extern const RegisterInfo kRegisters[kRegisterCount];
 
+// The register set's two tables as register files write them: one entry per key, the key made of
+// `prefix`, free characters up to `index_pos` (from 0) and an index of `index_digits` decimal
+// digits, e.g. hist_adj_curv_07 and agtm_entry123. The tools write keys in `key_format`.
+struct RegisterTableInfo {
+    const char* prefix;
+    size_t index_pos;
+    size_t index_digits;
+    int size;
+    const char* key_format;   // printf format taking the index
+    const char* description;  // what reports call the table
+};
+constexpr int kRegisterTableCount = 2;
+extern const RegisterTableInfo kRegisterTables[kRegisterTableCount];
+enum RegisterTableIndex { kCLTMTable = 0, kAGTMTable = 1 };
+
+// The register named `name` in kRegisters, or null.
+const RegisterInfo* FindRegister(const char* name);
+
 // True when `value` is inside the register's range (always for an unchecked register).
 bool RegisterInRange(const RegisterInfo& reg, int32_t value);
 

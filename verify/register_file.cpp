@@ -3,6 +3,7 @@
 // the index at a fixed position inside the key.
 #include <cctype>
 #include <climits>
+#include <cstring>
 #include <cstdio>
 #include <string>
 
@@ -109,19 +110,21 @@ void ApplyToken(const std::string& path, const std::string& token, kelvo::alad_v
         reg.*scalar.public_form = ScalarValue(path, token, value);
         return;
     }
-    const std::string prefix = key.substr(0, 4);
-    if (prefix == "hist") {
-        // "hist", ten free characters, a two-digit index.
-        const int index = TableNumber(path, token, IndexText(path, token, key, 14, 2), "CLTM table index");
-        if (!has_value) throw RegisterFileInvalidArgument(path, token, "CLTM table entry has no value");
+    // A table key: its prefix, free characters, the index at a fixed position.
+    for (int t = 0; t < kelvo::kRegisterTableCount; ++t) {
+        const kelvo::RegisterTableInfo& table = kelvo::kRegisterTables[t];
+        if (key.compare(0, std::strlen(table.prefix), table.prefix) != 0) continue;
+        const std::string what = std::string(table.description) + " index";
+        const int index =
+            TableNumber(path, token, IndexText(path, token, key, table.index_pos, table.index_digits), what.c_str());
+        if (!has_value) throw RegisterFileInvalidArgument(path, token, std::string(table.description) + " entry has no value");
         const int number = TableNumber(path, token, value, "value");
-        SetEntry(path, token, "CLTM table", reg.hist_adjust_curve, ALAD_HIST_ADJUST_CURVE_SIZE, index, number);
-    } else if (prefix == "agtm") {
-        // "agtm", six free characters, a three-digit index.
-        const int index = TableNumber(path, token, IndexText(path, token, key, 10, 3), "AGTM table index");
-        if (!has_value) throw RegisterFileInvalidArgument(path, token, "AGTM table entry has no value");
-        const int number = TableNumber(path, token, value, "value");
-        SetEntry(path, token, "AGTM table", reg.agtm, ALAD_AGTM_LUT_SIZE, index, number);
+        if (t == kelvo::kCLTMTable) {
+            SetEntry(path, token, table.description, reg.hist_adjust_curve, table.size, index, number);
+        } else {
+            SetEntry(path, token, table.description, reg.agtm, table.size, index, number);
+        }
+        return;
     }
 }
 
