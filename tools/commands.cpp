@@ -10,6 +10,8 @@ const std::vector<Command>& Commands() {
         {"levels", "the 40 levels' AGTM tables as a C header, or their tone curves", kLevelsHelp, RunLevels},
         {"vector", "make a verification test vector (pixels and registers) from a picture", kVectorHelp, RunVector},
         {"verify", "run test vectors as a verification bench does, dumping every stage", kVerifyHelp, RunVerify},
+        {"check", "check register files and pixel files strictly (FILE:LINE:COLUMN: problem)", kCheckHelp,
+         RunCheck},
         {"diff", "compare two dump folders value by value", kDiffHelp, RunDiff},
         {"regs", "print the register set a register file programs", kRegsHelp, RunRegs},
         {"offline", "a picture through the offline tone-mapping variants, or all with a contact sheet", kOfflineHelp,

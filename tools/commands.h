@@ -24,6 +24,7 @@ int RunVerify(int argc, char** argv);
 int RunDiff(int argc, char** argv);
 int RunRegs(int argc, char** argv);
 int RunOffline(int argc, char** argv);
+int RunCheck(int argc, char** argv);
 
 extern const char kLutHelp[];
 extern const char kProcessHelp[];
@@ -34,6 +35,7 @@ extern const char kVerifyHelp[];
 extern const char kDiffHelp[];
 extern const char kRegsHelp[];
 extern const char kOfflineHelp[];
+extern const char kCheckHelp[];
 
 }  // namespace alad_tool
 

@@ -1,0 +1,316 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "alad/alad_verify.h"
+#include "tests/verify/verify_test_util.h"
+#include "tools/commands.h"
+#include "tools/tool_common.h"
+#include "verify/readers.h"
+
+namespace alad_tool {
+namespace {
+
+using namespace alad_test;
+
+struct CheckRun {
+    int code = -1;
+    std::vector<std::string> problems;  // the lines before the summary, "FILE:" taken off the front
+    std::string summary;
+};
+
+CheckRun Check(std::vector<std::string> args) {
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(a.data());
+    CheckRun run;
+    const Captured out = Capture([&] { run.code = RunCheck(static_cast<int>(argv.size()), argv.data()); });
+    std::istringstream lines(out.out);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("alad check:", 0) == 0) {
+            run.summary = line;
+            continue;
+        }
+        for (const std::string& a : args) {
+            if (line.rfind(a + ":", 0) == 0) line = line.substr(a.size() + 1);
+        }
+        run.problems.push_back(line);
+    }
+    EXPECT_EQ(out.err, "");
+    return run;
+}
+
+// A complete, clean register file, one assignment per line: the thirteen registers (lines 1-13),
+// the CLTM table (lines 14-78), the AGTM table (lines 79-334). Edits are made on the text.
+struct Regs {
+    std::string text;
+    Regs() {
+        text = "tm_mode=1\nwidth=8\nheight=4\nblk_width_b=64\nblk_height_b=64\nhist_mode=0\ncurve_transition=0\n"
+               "linear_adj_offset=0\nlinear_adj_ratio=0\nstrength_mode=0\nstrength_target=128\nstrength_step=5\n"
+               "strength_interval=0\n";
+        char line[64];
+        for (int i = 0; i < 65; ++i) text += (std::snprintf(line, sizeof(line), "hist_adj_curv_%02d=%d\n", i, 100 + i), line);
+        for (int i = 0; i < 256; ++i) text += (std::snprintf(line, sizeof(line), "agtm_entry%03d=2048\n", i), line);
+    }
+    // The whole line that starts with `start` replaced (or removed, for an empty replacement).
+    Regs& Line(const std::string& start, const std::string& replacement) {
+        const size_t at = text.find("\n" + start) + 1;
+        const size_t end = text.find('\n', at);
+        text.replace(at, end + 1 - at, replacement.empty() ? "" : replacement + "\n");
+        return *this;
+    }
+    Regs& Append(const std::string& more) {
+        text += more;
+        return *this;
+    }
+    Regs& WithoutAGTM() {
+        text.erase(text.find("agtm_entry000"));
+        return *this;
+    }
+};
+
+// What the register file reader makes of the same file.
+struct ReadBack {
+    std::vector<uint32_t> hist = std::vector<uint32_t>(65);
+    std::vector<int32_t> agtm = std::vector<int32_t>(256);
+    kelvo::alad_verification_registrator_ regs;
+    bool threw = false;
+    explicit ReadBack(const std::string& path) {
+        regs.hist_adjust_curve = hist.data();
+        regs.agtm = agtm.data();
+        Capture([&] {
+            try {
+                ReadRegisterFile(path.c_str(), regs);
+            } catch (const RegisterFileError&) {
+                threw = true;
+            }
+        });
+    }
+};
+
+const std::string kMissing = "error: CLTM table entry ";
+
+TEST(CheckCommandTest, BrokenRegisterFilesAreNamedByLineAndColumnWhileTheReaderStaysLenient) {
+    ScratchDir dir;
+    const struct {
+        std::string text;
+        std::vector<std::string> problems;
+        int code;
+        std::function<void(const ReadBack&)> reader;
+    } cases[] = {
+        {Regs().Line("width=", "width=6x0").text,
+         {"2:7: error: the value '6x0' of width is not a plain decimal integer (the reader takes 6)"}, 1,
+         [](const ReadBack& r) { EXPECT_EQ(r.regs.width, 6); }},
+        {Regs().Line("width=", "width=0x258").text,
+         {"2:7: error: the value '0x258' of width is not a plain decimal integer (the reader takes 0)"}, 1,
+         [](const ReadBack& r) { EXPECT_EQ(r.regs.width, 0); }},
+        {Regs().Line("width=", "width=600.5").text,
+         {"2:7: error: the value '600.5' of width is not a plain decimal integer (the reader takes 600)"}, 1,
+         [](const ReadBack& r) { EXPECT_EQ(r.regs.width, 600); }},
+        {Regs().Line("width=", "width=").text, {"2:1: error: width has no value"}, 1,
+         [](const ReadBack& r) { EXPECT_TRUE(r.threw); }},
+        {Regs().Line("width=", "width=-5").text, {"2:7: error: width=-5 is not a usable frame width (at least 1)"}, 1,
+         [](const ReadBack& r) { EXPECT_EQ(r.regs.width, -5); }},
+        {Regs().Line("strength_step=", "strenght_step=7").text,
+         {"12:1: error: unknown key 'strenght_step' (did you mean 'strength_step'?); the reader ignores it",
+          "335:1: error: strength_step is missing (the register reads 0)"},
+         1, [](const ReadBack& r) { EXPECT_EQ(r.regs.reg_strength_step, 0); }},
+        {Regs().Line("hist_adj_curv_08=", "HIST_adj_curv_08=55").text,
+         {"22:1: error: unknown key 'HIST_adj_curv_08': keys are case-sensitive (did you mean 'hist_adj_curv_08'?); "
+          "the reader ignores it",
+          "335:1: error: CLTM table entry 08 is missing (read 0)"},
+         1, [](const ReadBack& r) { EXPECT_EQ(r.hist[8], 0u); }},
+        {Regs().Line("hist_adj_curv_01=", "hist_adj_curv_0x=5").text,
+         {"15:15: error: the index '0x' of 'hist_adj_curv_0x' (characters 15-16) is not 2 decimal digits (the reader "
+          "takes entry 0)",
+          "335:1: error: CLTM table entry 01 is missing (read 0)"},
+         1, [](const ReadBack& r) { EXPECT_EQ(std::vector<uint32_t>(r.hist.begin(), r.hist.begin() + 2),
+                                              std::vector<uint32_t>({5, 0})); }},
+        {Regs().Line("tm_mode=", "tm_mode=9").text,
+         {"1:9: error: tm_mode=9 is outside 1..6 (the driver's range check: 'error reg_tm_mode out of range [1~6] !')"},
+         1, [](const ReadBack& r) { EXPECT_EQ(r.regs.reg_tm_mode, 9); }},
+        {Regs().Line("strength_step=", "strength_step=0").text,
+         {"12:15: error: strength_step=0 is outside 1..255 (the driver's range check: 'error reg_strength_step out of "
+          "range [1~255] !')"},
+         1, nullptr},
+        {Regs().Line("blk_width_b=", "blk_width_b=96").text,
+         {"4:13: error: blk_width_b=96 is outside 64, 128 or 256 (the driver's range check: 'error reg_blk_width_b "
+          "should be 64 or 128 or 256 !')"},
+         1, nullptr},
+        {Regs().Line("height=", "").text, {"334:1: error: height is missing (the register reads 0)"}, 1,
+         [](const ReadBack& r) { EXPECT_EQ(r.regs.height, 0); }},
+        {Regs().Line("width=", "width=2000").text,
+         {"2:1: error: width=2000 takes 32 blocks of 64 across (blk_w_num), outside 1..5 (the driver's range check: "
+          "'error reg_blk_w_num out of range [1~5] !'); at most 320 pixels"},
+         1, [](const ReadBack& r) { EXPECT_EQ(r.regs.width, 2000); }},
+        {Regs().Line("tm_mode=", "tm_mode = 1").text,
+         {"1:1: error: 'tm_mode' has no value (write tm_mode=VALUE, no blanks around '=')",
+          "1:9: error: '=' starts with '=' (no blanks around '=': key=value)",
+          "1:11: error: '1' is not a key=value assignment", "335:1: error: tm_mode is missing (the register reads 0)"},
+         1, [](const ReadBack& r) { EXPECT_TRUE(r.threw); }},
+        {Regs().Line("tm_mode=", "tm_mode=3=7").text,
+         {"1:10: error: a second '=' in 'tm_mode=3=7'; the reader ignores it and what follows"}, 1,
+         [](const ReadBack& r) { EXPECT_EQ(r.regs.reg_tm_mode, 3); }},
+        {Regs().Append("width=8\n").text, {"335:1: warning: width is set again (first at line 2)"}, 0, nullptr},
+        {Regs().Append("width=16\n").text,
+         {"335:1: error: width is set again, to 16 (first at line 2, to 8); the last value counts"}, 1,
+         [](const ReadBack& r) { EXPECT_EQ(r.regs.width, 16); }},
+        {Regs().Append("hist_adj_curv_07=5\n").text,
+         {"335:1: error: CLTM table entry 07 is set again, to 5 (first at line 21, to 107); the last value counts"}, 1,
+         nullptr},
+        {Regs().Line("agtm_entry255=", "agtm_entry300=1").text,
+         {"334:11: error: index 300 is outside the AGTM table (000..255)",
+          "335:1: error: AGTM table entry 255 is missing (read 0)"},
+         1, [](const ReadBack& r) { EXPECT_EQ(r.agtm[255], 0); }},
+        {Regs().Line("hist_adj_curv_07=", "hist_adj_curv_071=5").text,
+         {"21:17: error: '1' after the index of 'hist_adj_curv_071' (the reader ignores it)",
+          "335:1: error: CLTM table entry 07 is missing (read 0)"},
+         1, [](const ReadBack& r) { EXPECT_EQ(r.hist[7], 5u); }},
+        {Regs().Append("agtm_entryabc=1").text,
+         {"335:11: error: the index 'abc' of 'agtm_entryabc' (characters 11-13) is not 3 decimal digits (the reader "
+          "stops the run)"},
+         1, [](const ReadBack& r) { EXPECT_TRUE(r.threw); }},
+        {Regs().Append("hist_mode2=1\n").text,
+         {"335:1: error: 'hist_mode2' is too short for a CLTM table key ('hist', 10 characters, a 2-digit index, as in "
+          "hist_adj_curv_07); did you mean 'hist_mode'?"},
+         1, [](const ReadBack& r) { EXPECT_TRUE(r.threw); }},
+        {Regs().Append("hist_adj_curv_03=12abc\n").text,
+         {"335:1: error: CLTM table entry 03 is set again, to 12abc (first at line 17, to 103); the last value counts",
+          "335:18: error: the value '12abc' of CLTM table entry 03 is not a plain decimal integer (the reader takes "
+          "12)"},
+         1, [](const ReadBack& r) { EXPECT_EQ(r.hist[3], 12u); }},
+        {Regs().Line("hist_adj_curv_05=", "hist_adj_curv_05=-1").text,
+         {"19:18: warning: the value -1 of CLTM table entry 05 is negative; the table holds it as 4294967295"}, 0,
+         nullptr},
+        {Regs().Line("curve_transition=", "curve_transition=99999999999").text,
+         {"7:18: error: the value 99999999999 of curve_transition does not fit in 32 bits"}, 1,
+         [](const ReadBack& r) { EXPECT_TRUE(r.threw); }},
+        {Regs().Append("foo=5 blk_h_num=3\n").text,
+         {"335:1: warning: unknown key 'foo'; the reader ignores it",
+          "335:7: warning: blk_h_num is derived by the engine, not set by a register file; ignored"},
+         0, nullptr},
+        {Regs().Line("tm_mode=", "tm_mode=3").WithoutAGTM().text,
+         {"79:1: warning: the AGTM table is missing (agtm_entry000 to agtm_entry255 read 0); order 3 does not use it"},
+         0, nullptr},
+        {Regs().WithoutAGTM().text, {"79:1: error: the AGTM table is missing (agtm_entry000 to agtm_entry255 read 0)"},
+         1, nullptr},
+        {Regs().Line("width=", std::string("width=8\x01")).text,
+         {"2:8: error: byte 0x01 in a register file (text only: key=value tokens)"}, 1,
+         [](const ReadBack& r) { EXPECT_EQ(r.regs.width, 8); }},
+        {Regs().Append(std::string(1100, 'w') + "\n").text,
+         {"335:1: error: a token of 1100 characters; the reader ignores tokens over 1023"}, 1, nullptr},
+    };
+    for (const auto& c : cases) {
+        const std::string path = WriteText(dir / "regs.txt", c.text);
+        const CheckRun run = Check({"--regs", path});
+        EXPECT_EQ(run.problems, c.problems) << c.text.substr(0, 200);
+        EXPECT_EQ(run.code, c.code) << run.summary;
+        if (c.reader) c.reader(ReadBack(path));
+    }
+
+    // The clean file is clean, and the reader takes it whole.
+    const std::string path = WriteText(dir / "regs.txt", Regs().text);
+    const CheckRun clean = Check({path});
+    EXPECT_EQ(clean.problems, std::vector<std::string>());
+    EXPECT_EQ(clean.summary, "alad check: 1 file, 0 errors, 0 warnings");
+    EXPECT_EQ(clean.code, 0);
+    const ReadBack read(path);
+    EXPECT_EQ(std::vector<int>({read.regs.width, read.regs.height, static_cast<int>(read.hist[64]), read.agtm[255]}),
+              std::vector<int>({8, 4, 164, 2048}));
+    // Warnings fail with --werror only.
+    WriteText(dir / "warned.txt", Regs().Append("foo=1\n").text);
+    EXPECT_EQ(Check({dir / "warned.txt"}).code, 0);
+    EXPECT_EQ(Check({"--werror", dir / "warned.txt"}).code, 1);
+}
+
+TEST(CheckCommandTest, BrokenPixelFilesAreNamedByLineWhileTheReaderReadsThemAsItAlwaysDid) {
+    ScratchDir dir;
+    const std::string good = "123456789\nabcdef012\n000000000\nfff000fff\n";
+    const struct {
+        std::string text;
+        std::vector<std::string> problems;
+        int reader;  // what parseImageFromFileCmodel returns for a 2x2 frame
+    } cases[] = {
+        {good, {}, 0},
+        {"123456789\r\nABCDEF012\r\n000000000\r\nfff000fff", {}, 0},
+        {"123456789\n1510zz080\n000000000\nfff000fff\n",
+         {"2:5: error: 'z' is not a hexadecimal digit (a pixel line is RRRGGGBBB, nine digits)"}, 0},
+        {"123456789\n1234567\n000000000\nfff000fff\n",
+         {"2:1: error: 7 hexadecimal digits; a pixel line has nine (RRRGGGBBB)"}, 0},
+        {"123456789\n1234567890\n000000000\nfff000fff\n",
+         {"2:1: error: 10 hexadecimal digits; a pixel line has nine (RRRGGGBBB)"}, 0},
+        {"123456789\n\nabcdef012\n000000000\nfff000fff\n",
+         {"2:1: error: blank line (the reader ends the row here; the pixels after it shift to the next row)"}, 0},
+        {"123456789\r\n\r\nabcdef012\n000000000\nfff000fff\n",
+         {"2:1: error: blank line (the reader ends the row here; the pixels after it shift to the next row)"}, -1},
+        {"123456789\nabcdef012\n# comment\nfff000fff\n",
+         {"3:1: error: '#' is not a hexadecimal digit (a pixel line is RRRGGGBBB, nine digits)"}, 0},
+        {"123456789 \nabcdef012\n000000000\nfff000fff\n",
+         {"1:10: error: ' ' is not a hexadecimal digit (a pixel line is RRRGGGBBB, nine digits)"}, 0},
+        {"123456789\nabcdef012\n000000000\n", {"4:1: error: 3 pixel lines; a 2x2 frame has 4"}, -1},
+        {good + "123123123\n",
+         {"5:1: error: pixel 5 is beyond the 2x2 frame (the reader starts again at the top)",
+          "6:1: error: 5 pixel lines; a 2x2 frame has 4"},
+         -1},
+        {"", {"1:1: error: 0 pixel lines; a 2x2 frame has 4"}, -1},
+    };
+    for (const auto& c : cases) {
+        const std::string path = WriteText(dir / "image.txt", c.text);
+        const CheckRun run = Check({"--pixels", "--size", "2x2", path});
+        EXPECT_EQ(run.problems, c.problems) << c.text;
+        EXPECT_EQ(run.code, c.problems.empty() ? 0 : 1) << c.text;
+        cv::Mat read;
+        Capture([&] { EXPECT_EQ(parseImageFromFileCmodel(path, 2, 2, read), c.reader) << c.text; });
+    }
+    // The blank line shifts the pixels as announced: the row ends, and the last pixel, read again
+    // from the top, replaces the first; the pixel the row lacks stays 0.
+    cv::Mat read;
+    Capture([&] {
+        parseImageFromFileCmodel(WriteText(dir / "image.txt", "123456789\n\nabcdef012\n000000000\nfff000fff\n"), 2, 2,
+                                 read);
+    });
+    EXPECT_EQ(read.at<cv::Vec3i>(0, 0), cv::Vec3i(0xfff, 0x000, 0xfff));
+    EXPECT_EQ(read.at<cv::Vec3i>(0, 1), cv::Vec3i(0, 0, 0));
+    EXPECT_EQ(read.at<cv::Vec3i>(1, 0), cv::Vec3i(0x012, 0xdef, 0xabc));
+}
+
+TEST(CheckCommandTest, KindsSizesAndCommandLine) {
+    ScratchDir dir;
+    const std::string regs = WriteText(dir / "regs.txt", Regs().text);
+    // The kind is told by the content; a pixel file takes its size from the one register file.
+    std::string pixels;
+    for (int i = 0; i < 32; ++i) pixels += "000111222\n";
+    const std::string image = WriteText(dir / "image.txt", pixels);
+    CheckRun run = Check({regs, image});
+    EXPECT_EQ(run.problems, std::vector<std::string>());
+    EXPECT_EQ(run.summary, "alad check: 2 files, 0 errors, 0 warnings");
+    run = Check({image, "--size", "4x4"});
+    EXPECT_EQ(run.problems,
+              std::vector<std::string>({"17:1: error: pixel 17 is beyond the 4x4 frame (the reader starts again at the top)",
+                                        "33:1: error: 32 pixel lines; a 4x4 frame has 16"}));
+    run = Check({image});
+    EXPECT_EQ(run.problems, std::vector<std::string>({" warning: frame size unknown (--size WxH, or one register file "
+                                                      "with a usable width and height): the pixel count is not "
+                                                      "checked"}));
+    EXPECT_EQ(run.code, 0);
+    // Nothing in it, or nothing there.
+    WriteText(dir / "empty.txt", " \n\n");
+    run = Check({dir / "empty.txt", dir / "missing.txt"});
+    EXPECT_EQ(run.problems, std::vector<std::string>({" error: holds nothing: neither a register file nor a pixel file",
+                                                      " error: cannot be read: No such file or directory"}));
+    EXPECT_EQ(run.code, 1);
+    // An empty register file misses everything: thirteen registers and two tables.
+    run = Check({"--regs", dir / "empty.txt"});
+    EXPECT_EQ(run.problems.size(), 15u);
+    EXPECT_EQ(run.problems.back(), "3:1: error: the AGTM table is missing (agtm_entry000 to agtm_entry255 read 0)");
+
+    EXPECT_THROW(Check({}), UsageError);
+    EXPECT_THROW(Check({"--regs", "--pixels", regs}), UsageError);
+    EXPECT_THROW(Check({"--size", "0x4", image}), UsageError);
+    EXPECT_THROW(Check({"--size", "4by4", image}), UsageError);
+}
+
+}  // namespace
+}  // namespace alad_tool
