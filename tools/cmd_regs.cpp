@@ -8,12 +8,15 @@
 #include "cltm/cltm_params.h"
 #include "pipeline/register_table.h"
 #include "tools/commands.h"
+#include "tools/file_checks.h"
+#include "tools/report_writers.h"
 #include "tools/tool_common.h"
+#include "verify/file_check.h"
 
 namespace alad_tool {
 
 const char kRegsHelp[] =
-    "usage: alad regs REGFILE\n"
+    "usage: alad regs [--strict] [--json] REGFILE\n"
     "\n"
     "Prints the register set a register file programs: the thirteen registers (those the file does\n"
     "not set read 0), the block counts the engine derives from the frame size and the block size\n"
@@ -29,7 +32,17 @@ const char kRegsHelp[] =
     "                      the registers (keys are exact; a value that is not a number gives 0)\n"
     "  hist<10 chars>NN    CLTM clip curve entry NN (00..64), e.g. hist_adj_curv_07=100\n"
     "  agtm<6 chars>NNN    AGTM table entry NNN (000..255), e.g. agtm_entry123=4000\n"
-    "Other tokens are ignored; a key given twice keeps its last value.\n";
+    "Other tokens are ignored; a key given twice keeps its last value.\n"
+    "\n"
+    "The file is first checked as 'alad check' does; its problems are shown as warnings on standard\n"
+    "error.\n"
+    "\n"
+    "  --strict    refuse a file with errors instead\n"
+    "  --json      print the same as one JSON object: register_file, registers, block_counts,\n"
+    "              hist, agtm, range_check (the driver's lines), checks (the checker's problems)\n"
+    "\n"
+    "Exit status 0 when the driver's range check accepts the register set, 1 when it refuses a\n"
+    "register or the file cannot be read (or, with --strict, has errors), 2 for a usage error.\n";
 
 namespace {
 
@@ -61,11 +74,49 @@ void PrintTable(const char* title, const T* values, int count, int per_row, int 
 
 }  // namespace
 
+namespace {
+
+void JsonRegs(const std::string& path, const kelvo::alad_verification_registrator_& regs,
+              const alad_registrator_driver& driver, const std::vector<std::string>& refused,
+              const alad::CheckReport& report) {
+    JsonWriter json;
+    json.BeginObject().Key("register_file").String(path).Key("registers").BeginObject();
+    for (const kelvo::RegisterInfo& reg : kelvo::kRegisters) {
+        if (reg.public_form) json.Key(reg.name).Int(regs.*reg.public_form);
+    }
+    json.EndObject().Key("block_counts").BeginObject();
+    json.Key("blk_h_num").Int(driver.reg_blk_h_num).Key("blk_w_num").Int(driver.reg_blk_w_num).EndObject();
+    json.Key("hist").BeginArray();
+    for (int i = 0; i < ALAD_HIST_ADJUST_CURVE_SIZE; ++i) json.Int(regs.hist_adjust_curve[i]);
+    json.EndArray().Key("agtm").BeginArray();
+    for (int i = 0; i < ALAD_AGTM_LUT_SIZE; ++i) json.Int(regs.agtm[i]);
+    json.EndArray().Key("range_check").BeginArray();
+    for (const std::string& line : refused) json.String(line);
+    json.EndArray().Key("checks").BeginArray();
+    for (const alad::FileProblem& p : report.problems) {
+        json.BeginObject().Key("file").String(p.file).Key("line").Int(p.line).Key("column").Int(p.column);
+        json.Key("severity").String(p.severity == alad::Severity::kError ? "error" : "warning");
+        json.Key("message").String(p.message).EndObject();
+    }
+    json.EndArray().Key("check_errors").Int(report.errors).Key("check_warnings").Int(report.warnings).EndObject();
+    std::fputs(json.Text().c_str(), stdout);
+}
+
+}  // namespace
+
 int RunRegs(int argc, char** argv) {
-    const Options options(argc, argv, {}, {});
+    const Options options(argc, argv, {}, {"strict", "json"});
     const std::vector<std::string>& args = options.Positional();
     if (args.size() != 1) throw UsageError("needs one REGFILE");
     const std::string& path = args[0];
+    const bool strict = options.Has("strict"), as_json = options.Has("json");
+
+    const alad::CheckReport report = alad::CheckRegisterFile(path);
+    if (!as_json) PrintProblems(report, !strict, stderr);
+    if (strict && report.errors > 0) {
+        throw RunError("'" + path + "' has " + std::to_string(report.errors) + " error" +
+                       (report.errors == 1 ? "" : "s") + " (--strict)");
+    }
 
     std::vector<uint32_t> curve(ALAD_HIST_ADJUST_CURVE_SIZE);
     std::vector<int32_t> table(ALAD_AGTM_LUT_SIZE);
@@ -73,12 +124,22 @@ int RunRegs(int argc, char** argv) {
     regs.hist_adjust_curve = curve.data();
     regs.agtm = table.data();
     try {
+        EngineLines quiet(as_json ? EngineLineFilter::kNone : EngineLineFilter::kProblems);
         if (ReadRegisterFile(path.c_str(), regs) != 0) throw RunError("cannot read register file '" + path + "'");
     } catch (const RegisterFileError& e) {
         throw RunError(e.message());
     }
     const alad_registrator_driver driver = DriverView(regs);
+    // The driver's range check, as its lines say it.
+    std::vector<std::string> refused;
+    for (const kelvo::RegisterInfo& reg : kelvo::kRegisters) {
+        if (reg.driver && !kelvo::RegisterInRange(reg, driver.*reg.driver)) refused.push_back(reg.message);
+    }
 
+    if (as_json) {
+        JsonRegs(path, regs, driver, refused, report);
+        return refused.empty() ? 0 : 1;
+    }
     std::printf("register file %s\n", path.c_str());
     for (const kelvo::RegisterInfo& reg : kelvo::kRegisters) {
         if (reg.public_form) std::printf("  %-18s %d\n", reg.name, regs.*reg.public_form);
@@ -91,7 +152,15 @@ int RunRegs(int argc, char** argv) {
     PrintTable("agtm (AGTM table, 256 entries):", regs.agtm, ALAD_AGTM_LUT_SIZE, 16, 3);
     std::printf("driver range check (one line per register out of range, none when all are in range):\n");
     std::fflush(stdout);
-    checkAladRegisterParameterValidity(&driver);
+    {
+        EngineLines lines(EngineLineFilter::kAll);
+        checkAladRegisterParameterValidity(&driver);
+    }
+    if (!refused.empty()) {
+        std::fprintf(stderr, "alad regs: the driver's range check refuses %zu register%s\n", refused.size(),
+                     refused.size() == 1 ? "" : "s");
+        return 1;
+    }
     return 0;
 }
 

@@ -92,10 +92,11 @@ file(WRITE "${WORK}/da/f/curve.txt" "00000010\n00000020\n00000030\n")
 file(WRITE "${WORK}/db/f/curve.txt" "00000010\n00000025\n")
 file(WRITE "${WORK}/da/only_a.txt" "x\n")
 file(WRITE "${WORK}/db/f/only_b.txt" "y\n")
-expect(1 "^f/curve.txt: 2 of 3 lines differ \\(3 lines against 2\\); first at line 2: 00000020 \\| 00000025; largest difference 5
-f/result.txt: 2 of 3 lines differ; first at line 1: 123456789 \\| 123456788; largest difference R 4095, G 0, B 1
+expect(1 "^file sets differ: 1 file only in ${WORK}/da, 1 only in ${WORK}/db
 only in ${WORK}/da: only_a.txt
 only in ${WORK}/db: f/only_b.txt
+f/curve.txt: 2 of 3 lines differ \\(3 lines against 2\\); first at line 2: 00000020 \\| 00000025; largest difference 5
+f/result.txt: 2 of 3 lines differ; first at line 1: 123456789 \\| 123456788; largest difference R 4095, G 0, B 1
 alad diff: 1 identical, 2 different, 2 in one folder only\n$" diff "${WORK}/da" "${WORK}/db")
 expect(0 "" diff "${WORK}/da/f/hist.txt" "${WORK}/db/f/hist.txt")
 expect(1 "^hist.txt: 3 of 3 lines differ \\(2 lines against 3\\)" diff "${WORK}/da/f/hist.txt" "${WORK}/da/f/curve.txt")
@@ -103,8 +104,75 @@ expect(2 "needs DIR_A and DIR_B" diff "${WORK}/da")
 expect(2 "'${WORK}/missing' does not exist" diff "${WORK}/da" "${WORK}/missing")
 expect(2 "must be two folders or two files" diff "${WORK}/da" "${WORK}/da/f/hist.txt")
 
+# A small vector cut from the big one (8x4 pixels), for the runs below.
+file(READ "${WORK}/vec/regs.txt" regs_text)
+string(REGEX REPLACE "width=[0-9]+" "width=8" regs_text "${regs_text}")
+string(REGEX REPLACE "height=[0-9]+" "height=4" regs_text "${regs_text}")
+set(small_regs "${WORK}/small_regs.txt")
+file(WRITE "${small_regs}" "${regs_text}")
+file(STRINGS "${image}" pixels LIMIT_COUNT 32)
+list(JOIN pixels "\n" pixels)
+set(small "${WORK}/small.txt")
+file(WRITE "${small}" "${pixels}\n")
+
 expect(1 "frame-001: .*FAILED.*open failed: ${WORK}/missing.txt.*1 of 2 frames failed"
-       verify "${WORK}/vec/regs.txt" "${WORK}/run2" "${image}" "${WORK}/missing.txt")
+       verify "${small_regs}" "${WORK}/run2" "${small}" "${WORK}/missing.txt")
+# A failed frame keeps no dumps, only the reason; run.json records the run.
+file(GLOB failed_files RELATIVE "${WORK}/run2/frame-001" "${WORK}/run2/frame-001/*")
+file(READ "${WORK}/run2/frame-001/FAILED" reason)
+if(NOT failed_files STREQUAL "FAILED" OR NOT reason MATCHES "open failed: ${WORK}/missing.txt")
+  message(FATAL_ERROR "frame-001 of a missing vector holds '${failed_files}': ${reason}")
+endif()
+file(READ "${WORK}/run2/run.json" record)
+file(SHA256 "${small}" image_sha)
+foreach(check "status|failed" "frames 0 status|ok" "frames 1 status|failed" "frames 0 pixel_file sha256|${image_sha}"
+              "frames 1 pixel_file sha256|" "frame_size width|8" "order|1" "frames 0 files 6|frame-000/result.txt")
+  string(REPLACE "|" ";" check "${check}")
+  list(GET check 0 where)
+  list(LENGTH check n)
+  set(want "")
+  if(n GREATER 1)
+    list(GET check 1 want)
+  endif()
+  string(REPLACE " " ";" where "${where}")
+  string(JSON got ERROR_VARIABLE json_error GET "${record}" ${where})
+  if(want STREQUAL "" AND got STREQUAL "null")
+    set(got "")
+  endif()
+  if(NOT got STREQUAL want)
+    message(FATAL_ERROR "run.json: ${where} is '${got}' (${json_error}), expected '${want}'\n${record}")
+  endif()
+endforeach()
+
+# An output folder with an earlier run is refused, or emptied with --force; diff then tells the
+# frame counts and the file sets apart before anything else.
+expect(1 "output folder '${WORK}/run2' is not empty \\(an earlier run\\?\\); --force empties it first"
+       verify "${small_regs}" "${WORK}/run2" "${small}")
+expect(0 "1 frame of 8x4" verify --force "${small_regs}" "${WORK}/run2" "${small}")
+if(EXISTS "${WORK}/run2/frame-001")
+  message(FATAL_ERROR "verify --force left the earlier run's frame-001")
+endif()
+expect(0 "" verify "${small_regs}" "${WORK}/run_three" "${small}" "${small}" "${small}")
+expect(1 "^frame counts differ: 3 in ${WORK}/run_three, 1 in ${WORK}/run2
+file sets differ: 18 files only in ${WORK}/run_three, 0 only in ${WORK}/run2
+only in ${WORK}/run_three: frame-001/ \\(9 files\\)
+only in ${WORK}/run_three: frame-002/ \\(9 files\\)
+alad diff: 9 identical, 0 different, 18 in one folder only\n$" diff "${WORK}/run_three" "${WORK}/run2")
+expect(1 "\"frames\": {\n    \"a\": 3,\n    \"b\": 1\n  }" diff --json "${WORK}/run_three" "${WORK}/run2")
+file(WRITE "${WORK}/notarun/notes.txt" "mine\n")
+expect(1 "holds 'notes.txt', which no run writes; not emptied" verify --force "${small_regs}" "${WORK}/notarun" "${small}")
+# --strict refuses a register file with errors before anything is written; without it they are warnings.
+file(READ "${small_regs}" regs_text)
+string(REPLACE "strength_step=" "strenght_step=" regs_text "${regs_text}")
+file(WRITE "${WORK}/misspelt.txt" "${regs_text}")
+expect(1 "misspelt.txt:12:1: error: unknown key 'strenght_step' \\(did you mean 'strength_step'\\?\\).*2 errors in the input files; nothing run \\(--strict\\)"
+       verify --strict "${WORK}/misspelt.txt" "${WORK}/strict" "${small}")
+if(EXISTS "${WORK}/strict")
+  message(FATAL_ERROR "verify --strict wrote into its output folder")
+endif()
+expect(0 "1 frame of 8x4.*misspelt.txt:12:1: warning: unknown key 'strenght_step'"
+       verify "${WORK}/misspelt.txt" "${WORK}/lenient" "${small}")
+expect(1 "misspelt.txt:12:1: error: unknown key 'strenght_step'.*alad check: 1 file, 2 errors, 0 warnings" check "${WORK}/misspelt.txt")
 file(WRITE "${WORK}/bad_regs.txt" "width=600 height=400 agtm_entry=5\n")
 expect(1 "register file '${WORK}/bad_regs.txt': token 'agtm_entry=5'" verify "${WORK}/bad_regs.txt" "${WORK}/run3" "${image}")
 file(WRITE "${WORK}/no_size.txt" "tm_mode=1\n")
@@ -113,14 +181,16 @@ expect(2 "needs REGFILE, OUTDIR and at least one IMAGE" verify "${WORK}/vec/regs
 
 # regs: the registers, the block counts, both tables, then the driver's range check.
 file(WRITE "${WORK}/regs.txt" "tm_mode=2 width=600 height=400 blk_width_b=100 blk_height_b=256 strength_step=5 hist_adj_curv_12=777 agtm_entry017=2048\n")
-expect(0 "  tm_mode            2\n  width              600\n.*  strength_interval  0
+expect(1 "  tm_mode            2\n  width              600\n.*  strength_interval  0
   blk_h_num          2  \\(height in blocks of 256\\)
   blk_w_num          5  \\(width in blocks of 128\\)
 hist .*\n  00: 0 0 0 0 0 0 0 0 0 0 0 0 777\n.*\n  016: 0 2048 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n" regs "${WORK}/regs.txt")
 file(WRITE "${WORK}/odd_regs.txt" "tm_mode=7 width=64 height=64 blk_width_b=64 blk_height_b=64 strength_step=1\n")
-expect(0 "driver range check.*\nerror reg_tm_mode out of range \\[1~6\\] !\n$" regs "${WORK}/odd_regs.txt")
+expect(1 "driver range check[^\n]*\nerror reg_tm_mode out of range \\[1~6\\] !\n.*odd_regs.txt:1:9: warning: tm_mode=7 is outside 1..6.*the driver's range check refuses 1 register\n$"
+       regs "${WORK}/odd_regs.txt")
+expect(0 "\"tm_mode\": 1,\n    \"width\": 600," regs --json "${WORK}/vec/regs.txt")
 file(WRITE "${WORK}/bad_table.txt" "width=5 agtm_entryabc=1\n")
-expect(1 "^alad regs: register file '${WORK}/bad_table.txt': token 'agtm_entryabc=1': AGTM table index 'abc' is not a number\n$"
+expect(1 "alad regs: register file '${WORK}/bad_table.txt': token 'agtm_entryabc=1': AGTM table index 'abc' is not a number\n$"
        regs "${WORK}/bad_table.txt")
 expect(1 "alad regs: cannot read register file '${WORK}/missing.txt'" regs "${WORK}/missing.txt")
 expect(2 "needs one REGFILE" regs)
