@@ -13,6 +13,8 @@ const std::vector<Command>& Commands() {
         {"check", "check register files and pixel files strictly (FILE:LINE:COLUMN: problem)", kCheckHelp,
          RunCheck},
         {"diff", "compare two dump folders value by value", kDiffHelp, RunDiff},
+        {"regress", "run every test vector under a folder in parallel: a summary and a JUnit report", kRegressHelp,
+         RunRegress},
         {"regs", "print the register set a register file programs", kRegsHelp, RunRegs},
         {"offline", "a picture through the offline tone-mapping variants, or all with a contact sheet", kOfflineHelp,
          RunOffline},

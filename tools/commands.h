@@ -25,6 +25,7 @@ int RunDiff(int argc, char** argv);
 int RunRegs(int argc, char** argv);
 int RunOffline(int argc, char** argv);
 int RunCheck(int argc, char** argv);
+int RunRegress(int argc, char** argv);
 
 extern const char kLutHelp[];
 extern const char kProcessHelp[];
@@ -36,6 +37,7 @@ extern const char kDiffHelp[];
 extern const char kRegsHelp[];
 extern const char kOfflineHelp[];
 extern const char kCheckHelp[];
+extern const char kRegressHelp[];
 
 }  // namespace alad_tool
 

@@ -15,6 +15,7 @@
 #include <sstream>
 
 #include "cltm/cltm_params.h"
+#include "common/frame_size.h"
 #include "pipeline/register_table.h"
 #include "verify/readers.h"
 
@@ -242,6 +243,10 @@ public:
         }
         Derived();
         Missing();
+        // The derived problems point back at the tokens they come from: file order again.
+        std::stable_sort(report_.problems.begin(), report_.problems.end(), [](const FileProblem& a, const FileProblem& b) {
+            return a.line != b.line ? a.line < b.line : a.column < b.column;
+        });
         if (facts) {
             const auto fact = [&](const char* name, int32_t* value, bool* clean) {
                 const Scalar& s = *FindScalar(name);
@@ -392,8 +397,9 @@ private:
                                     reg.message + "')");
             return;
         }
-        if (reg.range == kelvo::RegisterRange::kNone && !IsUsablePictureSize(v, 1)) {
-            Error(value_offset, name + "=" + shown + " is not a usable frame " + name + " (at least 1)");
+        if (reg.range == kelvo::RegisterRange::kNone && (v < 1 || v > kMaxFrameSide)) {
+            Error(value_offset, name + "=" + shown + " is outside 1.." + std::to_string(kMaxFrameSide) +
+                                    " (the frame sizes the engine takes)");
             return;
         }
         scalar.clean = true;
@@ -477,8 +483,8 @@ private:
         const Scalar& height = *FindScalar("height");
         if (width.clean && height.clean &&
             !IsUsablePictureSize(static_cast<int>(*width.read), static_cast<int>(*height.read))) {
-            Error(height.offset, "a frame of " + width.value + "x" + height.value + " is larger than the harness runs (" +
-                                     std::to_string(kMaxPicturePixels) + " pixels)");
+            Error(height.offset, "a frame of " + width.value + "x" + height.value + " is larger than the engine takes (" +
+                                     std::to_string(kMaxFramePixels) + " pixels in all)");
         }
         const struct {
             const char* count;

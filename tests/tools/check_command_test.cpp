@@ -111,8 +111,17 @@ TEST(CheckCommandTest, BrokenRegisterFilesAreNamedByLineAndColumnWhileTheReaderS
          [](const ReadBack& r) { EXPECT_EQ(r.regs.width, 600); }},
         {Regs().Line("width=", "width=").text, {"2:1: error: width has no value"}, 1,
          [](const ReadBack& r) { EXPECT_TRUE(r.threw); }},
-        {Regs().Line("width=", "width=-5").text, {"2:7: error: width=-5 is not a usable frame width (at least 1)"}, 1,
+        {Regs().Line("width=", "width=-5").text, {"2:7: error: width=-5 is outside 1..8192 (the frame sizes the engine takes)"}, 1,
          [](const ReadBack& r) { EXPECT_EQ(r.regs.width, -5); }},
+        {Regs().Line("height=", "height=8193").text,
+         {"3:8: error: height=8193 is outside 1..8192 (the frame sizes the engine takes)"}, 1, nullptr},
+        {Regs().Line("width=", "width=8192").Line("height=", "height=8192").Line("blk_width_b=", "blk_width_b=256").text,
+         {"2:1: error: width=8192 takes 32 blocks of 256 across (blk_w_num), outside 1..5 (the driver's range check: "
+          "'error reg_blk_w_num out of range [1~5] !'); at most 1280 pixels",
+          "3:1: error: a frame of 8192x8192 is larger than the engine takes (33177600 pixels in all)",
+          "3:1: error: height=8192 takes 128 blocks of 64 down (blk_h_num), outside 1..10 (the driver's range check: "
+          "'error reg_blk_h_num out of range [1~10] !'); at most 640 pixels"},
+         1, nullptr},
         {Regs().Line("strength_step=", "strenght_step=7").text,
          {"12:1: error: unknown key 'strenght_step' (did you mean 'strength_step'?); the reader ignores it",
           "335:1: error: strength_step is missing (the register reads 0)"},

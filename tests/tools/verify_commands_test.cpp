@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,62 @@ TEST(VectorCommandTest, PicturesAndYuvFramesBecomeVectorsOfTheDefaultRegisters) 
     EXPECT_THROW(Vector({dir / "grey.yuv", dir / "yuv", "--yuv", "4by2"}), UsageError);
     EXPECT_THROW(Vector({dir / "missing.png", dir / "x"}), RunError);
     EXPECT_THROW(Vector({png}), UsageError);
+}
+
+TEST(VectorCommandTest, OptionsFramesChecksAndExpectedDumps) {
+    ScratchDir dir;
+    const auto picture = [&](const std::string& name, int width, int height) {
+        cv::Mat p(height, width, CV_8UC3);
+        cv::RNG(static_cast<uint64_t>(width * 31 + height)).fill(p, cv::RNG::UNIFORM, 0, 256);
+        EXPECT_TRUE(cv::imwrite(dir / name, p));
+        return dir / name;
+    };
+    const std::string small = picture("small.png", 5, 3);
+    ASSERT_EQ(Vector({small, dir / "v", "--order", "3", "--block", "64x128", "--strength", "2", "--frames", "3",
+                      "--expect"}),
+              0);
+    std::vector<uint32_t> curve(65);
+    std::vector<int32_t> table(256);
+    kelvo::alad_verification_registrator_ regs;
+    regs.hist_adjust_curve = curve.data();
+    regs.agtm = table.data();
+    ASSERT_EQ(ReadRegisterFile((dir / "v/regs.txt").c_str(), regs), 0);
+    EXPECT_EQ(std::vector<int>({regs.reg_tm_mode, regs.reg_blk_width_b, regs.reg_blk_height_b, regs.reg_strength_target}),
+              std::vector<int>({3, 64, 128, 32}));
+    // The same picture three times, and the dumps of this build beside it.
+    EXPECT_EQ(ReadLines(dir / "v/image-000.txt"), ReadLines(dir / "v/image-002.txt"));
+    EXPECT_EQ(ReadLines(dir / "v/image-000.txt").size(), 15u);
+    EXPECT_FALSE(std::filesystem::exists(dir / "v/image.txt"));
+    EXPECT_EQ(ReadLines(dir / "v/expected/frame-002/result.txt").size(), 15u);
+    EXPECT_NE(ReadLines(dir / "v/expected/run.json")[1].find("\"tool\": \"alad verify\""), std::string::npos);
+
+    // An earlier vector is replaced only with --force, and then wholly: no frame of it is left.
+    EXPECT_THROW(Vector({small, dir / "v"}), RunError);
+    ASSERT_EQ(Vector({small, dir / "v", "--force"}), 0);
+    EXPECT_TRUE(std::filesystem::exists(dir / "v/image.txt"));
+    EXPECT_FALSE(std::filesystem::exists(dir / "v/image-000.txt"));
+    EXPECT_FALSE(std::filesystem::exists(dir / "v/expected"));
+
+    // A picture wider than 5 blocks of 256 has no register file the hardware takes: nothing is written.
+    std::vector<std::string> wide_args = {picture("wide.png", 1281, 2), dir / "w"};
+    std::vector<char*> wide_argv = {wide_args[0].data(), wide_args[1].data()};
+    const Captured wide = Capture([&] { EXPECT_THROW(RunVector(2, wide_argv.data()), RunError); });
+    EXPECT_NE(wide.err.find("width=1281 takes 6 blocks of 256 across (blk_w_num), outside 1..5"), std::string::npos)
+        << wide.err;
+    EXPECT_FALSE(std::filesystem::exists(dir / "w"));
+    EXPECT_EQ(Vector({picture("wide_ok.png", 1280, 2), dir / "w"}), 0);
+
+    EXPECT_THROW(Vector({small, picture("other.png", 6, 3), dir / "x"}), RunError);  // two sizes
+    EXPECT_THROW(Vector({small, small, dir / "x", "--frames", "3"}), RunError);        // two pictures, three frames
+    EXPECT_EQ(Vector({small, small, dir / "two"}), 0);
+    EXPECT_EQ(ReadLines(dir / "two/image-001.txt").size(), 15u);
+    for (const std::vector<std::string>& bad :
+         {std::vector<std::string>{"--block", "100"}, {"--block", "64x"}, {"--order", "7"}, {"--frames", "0"},
+          {"--strength", "17"}}) {
+        std::vector<std::string> args = {small, dir / "y"};
+        args.insert(args.end(), bad.begin(), bad.end());
+        EXPECT_THROW(Vector(args), UsageError) << bad[0] << " " << bad[1];
+    }
 }
 
 }  // namespace
