@@ -46,6 +46,10 @@ int32_t ALADManagerImple::Init(const ad_user_t_& user, const alad_display_model_
 
 int32_t ALADManagerImple::RunOneFrame(const cv::Mat& src, cv::Mat& dst) { return Status(mPipeline->RunOneFrame(src, dst)); }
 
+int32_t ALADManagerImple::RunOneFrameARGB(const alad::ArgbFrame& frame) {
+    return Status(mPipeline->RunOneFrameARGB(frame));
+}
+
 int32_t ALADManagerImple::ResetManager() { return Status(mPipeline->ResetALADContext()); }
 
 int32_t ALADManagerImple::UpdateViewConditionParameter(const alad_view_condition_& view) {
