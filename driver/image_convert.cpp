@@ -111,6 +111,10 @@ void imageMatARGB2RGB(cv::Mat& argb, cv::Mat& rgb, cv::Mat& alpha) {
         alad::LogError("not 4 channels input mat !");
         return;
     }
+    if (argb.empty()) {
+        alad::LogError("imageMatARGB2RGB: the input matrix is empty; nothing written");
+        return;
+    }
     Guarded("imageMatARGB2RGB", [&] {
         std::vector<cv::Mat> planes;
         cv::split(argb, planes);
