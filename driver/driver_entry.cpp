@@ -7,6 +7,7 @@
 #include "alad/alad_driver.h"
 #include "alad/alad_engine.h"
 #include "common/argb8888.h"
+#include "common/frame_size.h"
 #include "common/log.h"
 #include "driver/driver_records.h"
 #include "driver/image_convert.h"
@@ -134,6 +135,12 @@ int32_t UpdateDisplayPanelParameterForDriver(const alad_display_model_driver_* m
 int32_t UpdateCLTMParameterForDriver(const ad_user_t_driver_* user) {
     Wrapped("UpdateCLTMParameterForDriver", [&] {
         if (!Present(user, "UpdateCLTMParameterForDriver")) return -1;
+        // Checked on the driver's signed values, so that a -1 is reported as -1 and never becomes
+        // 4294967295 pixels.
+        if (!alad::CheckFrameSize("UpdateCLTMParameterForDriver", user->width, user->height,
+                                  "the current configuration is kept")) {
+            return -1;
+        }
         return kelvo::UpdateCLTMParameter(kelvo::UserRecordFromDriver(*user));
     });
     return 0;

@@ -370,9 +370,9 @@ int32_t ALADConcatenateMode::UpdateCLTMParams(alad_cltm_user& cltm) {
 int32_t ALADConcatenateMode::UpdateDisplayModel(DisplayPanelModel& panel) { return GenerateAGTMLUTs(panel); }
 
 int32_t ALADConcatenateMode::GenerateAGTMLUTs(DisplayPanelModel& panel) {
-    mAGTMParam.lut = ComputeAGTMTable(panel);
+    mAGTMParam.lut = ComputeAGTMTableOrNeutral(panel, &mAGTMTableProblem);
     mAGTMParam.scaler = alad::TruncToInt32(panel.Backlight() * 1024);  // Q10, truncated
-    return 0;
+    return mAGTMTableProblem.empty() ? 0 : -1;
 }
 
 int32_t ALADConcatenateMode::SetAGTMLUTs(const int* lut, int count) {

@@ -89,6 +89,8 @@ ALAD_EXPORT int32_t DeinitEngineALADforDriver(void);
 ALAD_EXPORT int32_t ResetEngineALADforDriver(void);
 ALAD_EXPORT int32_t UpdateViewConditionParameterForDriver(const alad_view_condition_driver_* view);
 ALAD_EXPORT int32_t UpdateDisplayPanelParameterForDriver(const alad_display_model_driver_* model);
+/* A width or height below 0 or above ALAD_MAX_FRAME_SIDE (or ALAD_MAX_FRAME_PIXELS in all) is
+ * refused with a message and the current configuration kept. */
 ALAD_EXPORT int32_t UpdateCLTMParameterForDriver(const ad_user_t_driver_* user);
 /* Runs one frame in place on the driver's buffer; the alpha bytes are kept. (From C++, the same
  * call also takes the record by reference.) */
