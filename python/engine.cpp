@@ -427,7 +427,9 @@ are kept.)doc")
              "CLTM state.")
         .def("update_display", &Engine::UpdateDisplay, py::kw_only(), "gamma"_a = py::none(), "white"_a = py::none(),
              "black"_a = py::none(), "backlight"_a = py::none(), "reflectance"_a = py::none(),
-             "New display panel (arguments not given keep their values): regenerates the AGTM table.")
+             "New display panel (arguments not given keep their values): regenerates the AGTM table. The panel keeps "
+             "the effective black levels of its last viewing condition: a new black level or reflectance takes effect "
+             "with the next update_view (update_view() with no arguments re-applies the current light).")
         .def("update_cltm", &Engine::UpdateCLTM, py::kw_only(), "width"_a = py::none(), "height"_a = py::none(),
              "order"_a = py::none(), "block"_a = py::none(), "strength"_a = py::none(), "curve"_a = py::none(),
              "filter"_a = py::none(),
