@@ -34,7 +34,7 @@ const char kLevelsHelp[] =
 namespace {
 
 std::vector<std::vector<int32_t>> LevelTables() {
-    std::vector<std::vector<int32_t>> tables(ALAD_AGTM_LEVELS, std::vector<int32_t>(256));
+    std::vector<std::vector<int32_t>> tables(ALAD_AGTM_LEVELS, std::vector<int32_t>(ALAD_AGTM_LUT_SIZE));
     EngineLines quiet(EngineLineFilter::kProblems);
     for (int level = 0; level < ALAD_AGTM_LEVELS; ++level) getAGTMCurveParams(level, tables[level].data());
     return tables;
@@ -56,7 +56,9 @@ void WriteHeader(const std::string& path, const std::vector<std::vector<int32_t>
     std::fprintf(file, "};\n\nstatic const int32_t alad_agtm_level_tables[40][256] = {\n");
     for (int level = 0; level < ALAD_AGTM_LEVELS; ++level) {
         std::fprintf(file, "    /* level %d, %d lux */\n    {", level, agtmLuxTable[level]);
-        for (int i = 0; i < 256; ++i) std::fprintf(file, "%s%d", i == 0 ? "" : (i % 16 ? ", " : ",\n     "), tables[level][i]);
+        for (int i = 0; i < ALAD_AGTM_LUT_SIZE; ++i) {
+            std::fprintf(file, "%s%d", i == 0 ? "" : (i % 16 ? ", " : ",\n     "), tables[level][i]);
+        }
         std::fprintf(file, "}%s\n", level + 1 < ALAD_AGTM_LEVELS ? "," : "");
     }
     std::fprintf(file, "};\n\n#endif /* ALAD_AGTM_LEVEL_TABLES_H */\n");
@@ -75,7 +77,7 @@ cv::Mat PlotLevels(const std::vector<std::vector<int32_t>>& tables) {
         const cv::Scalar colour(255 * (1 - t), 40, 255 * t);
         // A grey pixel of code 16*i is multiplied by gain i of the table.
         cv::Point previous = to_pixel(0, 0);
-        for (int i = 1; i < 256; ++i) {
+        for (int i = 1; i < ALAD_AGTM_LUT_SIZE; ++i) {
             const double code = 16.0 * i;
             const double out = std::min(code * tables[level][i] / 2048.0, 4095.0);
             const cv::Point point = to_pixel(code, out);

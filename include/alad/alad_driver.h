@@ -9,6 +9,7 @@
 #define ALAD_ALAD_DRIVER_H
 
 #include "alad/alad_export.h"
+#include "alad/alad_records.h"
 
 #include <stdint.h>
 
@@ -54,8 +55,8 @@ typedef struct alad_view_condition_driver_ {
     float blackLevelDst;
 } alad_view_condition_driver_;
 
-/* The register set as the driver sees it; the two tables are caller buffers of 65 and 256
- * values. */
+/* The register set as the driver sees it; the two tables are caller buffers of
+ * ALAD_HIST_ADJUST_CURVE_SIZE (65) and ALAD_AGTM_LUT_SIZE (256) values. */
 typedef struct alad_registrator_driver {
     int32_t reg_tm_mode;           /* 1..6 */
     int32_t reg_blk_width_b;       /* 64, 128 or 256 */
@@ -70,8 +71,8 @@ typedef struct alad_registrator_driver {
     int32_t reg_strength_target;   /* 0..255 */
     int32_t reg_strength_step;     /* 1..255 */
     int32_t reg_strength_interval; /* 0..255 */
-    int32_t* reg_hist;             /* 65 values: the CLTM clip curve */
-    int32_t* reg_agtm;             /* 256 values: the AGTM table (2048 = gain 1.0) */
+    int32_t* reg_hist;             /* ALAD_HIST_ADJUST_CURVE_SIZE values: the CLTM clip curve */
+    int32_t* reg_agtm;             /* ALAD_AGTM_LUT_SIZE values: the AGTM table (2048 = gain 1.0) */
 } alad_registrator_driver;
 
 ALAD_EXPORT ad_user_t_driver_* ad_user_t_init_driver_(ad_user_t_driver_* user);

@@ -5,6 +5,7 @@
 #define ALAD_ALAD_INTERFACE_H
 
 #include "alad/alad_export.h"
+#include "alad/alad_records.h"
 
 #include <cstdint>
 
@@ -43,7 +44,8 @@ struct alad_view_condition_interface_ {
     float blackLevelDst;
 };
 
-// The register set as the front end holds it; the two tables are caller buffers of 65 and 256.
+// The register set as the front end holds it; the two tables are caller buffers of
+// ALAD_HIST_ADJUST_CURVE_SIZE (65) and ALAD_AGTM_LUT_SIZE (256) values.
 struct alad_verification_registrator_interface_ {
     int32_t tm_mode;
     int32_t width;
@@ -58,8 +60,8 @@ struct alad_verification_registrator_interface_ {
     int32_t strength_target;
     int32_t strength_step;
     int32_t strength_interval;
-    int32_t* reg_hist;  // 65 values
-    int32_t* reg_agtm;  // 256 values
+    int32_t* reg_hist;  // ALAD_HIST_ADJUST_CURVE_SIZE values
+    int32_t* reg_agtm;  // ALAD_AGTM_LUT_SIZE values
 };
 
 // Writes the defaults and prints "ad_user_t: blk_size=256x256, strength=8, curve_id=1".
