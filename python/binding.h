@@ -23,10 +23,6 @@ namespace alad_python {
 
 namespace py = pybind11;
 
-// Entries of the register set's two tables: the CLTM clip curve and the AGTM gain table.
-constexpr size_t kHistAdjustCurveSize = 65;
-constexpr size_t kAgtmTableSize = 256;
-
 // One line of the library's log: level 0 information, 1 warning, 2 error.
 struct LogLine {
     int level;

@@ -26,8 +26,8 @@ struct Settings {
 
 // A register set with its own tables.
 struct Registers {
-    std::array<uint32_t, kHistAdjustCurveSize> hist{};
-    std::array<int32_t, kAgtmTableSize> agtm{};
+    std::array<uint32_t, ALAD_HIST_ADJUST_CURVE_SIZE> hist{};
+    std::array<int32_t, ALAD_AGTM_LUT_SIZE> agtm{};
     kelvo::alad_verification_registrator_ reg;
     Registers() {
         reg.hist_adjust_curve = hist.data();
@@ -88,8 +88,8 @@ void SetBlock(kelvo::ad_user_t_& user, const py::handle& block) {
 py::dict RegistersToDict(const kelvo::alad_verification_registrator_& reg) {
     py::dict dict;
     for (const ScalarRegister& r : kScalarRegisters) dict[r.key] = reg.*r.field;
-    dict["hist_adjust_curve"] = ToArray(std::vector<uint32_t>(reg.hist_adjust_curve, reg.hist_adjust_curve + kHistAdjustCurveSize));
-    dict["agtm"] = ToArray(std::vector<int32_t>(reg.agtm, reg.agtm + kAgtmTableSize));
+    dict["hist_adjust_curve"] = ToArray(std::vector<uint32_t>(reg.hist_adjust_curve, reg.hist_adjust_curve + ALAD_HIST_ADJUST_CURVE_SIZE));
+    dict["agtm"] = ToArray(std::vector<int32_t>(reg.agtm, reg.agtm + ALAD_AGTM_LUT_SIZE));
     return dict;
 }
 
@@ -101,10 +101,10 @@ void DictToRegisters(const py::dict& dict, kelvo::alad_verification_registrator_
     for (const auto& item : dict) {
         const std::string key = py::str(item.first);
         if (key == "hist_adjust_curve") {
-            const auto values = Table<uint32_t>(item.second, kHistAdjustCurveSize, "hist_adjust_curve");
+            const auto values = Table<uint32_t>(item.second, ALAD_HIST_ADJUST_CURVE_SIZE, "hist_adjust_curve");
             std::copy(values.begin(), values.end(), reg.hist_adjust_curve);
         } else if (key == "agtm") {
-            const auto values = Table<int32_t>(item.second, kAgtmTableSize, "agtm");
+            const auto values = Table<int32_t>(item.second, ALAD_AGTM_LUT_SIZE, "agtm");
             std::copy(values.begin(), values.end(), reg.agtm);
         } else if (key == "blk_h_num" || key == "blk_w_num") {
             continue;
@@ -364,8 +364,8 @@ private:
 
     Settings settings_;
     uint64_t generation_ = 0;
-    std::array<uint32_t, kHistAdjustCurveSize> current_hist_{};
-    std::array<int32_t, kAgtmTableSize> current_agtm_{};
+    std::array<uint32_t, ALAD_HIST_ADJUST_CURVE_SIZE> current_hist_{};
+    std::array<int32_t, ALAD_AGTM_LUT_SIZE> current_agtm_{};
     int32_t blk_h_num_ = 0, blk_w_num_ = 0;
 };
 

@@ -203,7 +203,7 @@ ratio new / old and the mapped brightness.)doc")
         [](const py::object& image, const py::object& table, const std::string& method, PyContentLTM* ltm) {
             const CombinedPath run = CombinedMethod(method);
             cv::Mat in = Frame12(image, "image");
-            const std::vector<int32_t> lut = Table<int32_t>(table, 256, "table");
+            const std::vector<int32_t> lut = Table<int32_t>(table, ALAD_AGTM_LUT_SIZE, "table");
             cv::Mat reference, result;
             Call([&] {
                 kelvo::ContentLTM fresh;

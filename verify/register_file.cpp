@@ -171,15 +171,16 @@ int32_t WriteRegisterFile(const char* path, const kelvo::alad_verification_regis
         return -1;
     }
     bool written = true;
-    for (const ScalarKey& scalar : kScalarKeys) {
-        written = std::fprintf(file, "%s=%d\n", scalar.key, static_cast<int>(reg.*scalar.field)) > 0 && written;
+    for (const kelvo::RegisterInfo& scalar : kelvo::kRegisters) {
+        if (!scalar.public_form) continue;
+        written = std::fprintf(file, "%s=%d\n", scalar.name, static_cast<int>(reg.*scalar.public_form)) > 0 && written;
     }
     // The index at characters 15-16 and 11-13 of the key, where the reader takes it.
-    for (int i = 0; i < kHistEntries; ++i) {
+    for (int i = 0; i < ALAD_HIST_ADJUST_CURVE_SIZE; ++i) {
         written = std::fprintf(file, "hist_adj_curv_%02d=%d\n", i, static_cast<int>(reg.hist_adjust_curve[i])) > 0 &&
                   written;
     }
-    for (int i = 0; i < kAgtmEntries; ++i) {
+    for (int i = 0; i < ALAD_AGTM_LUT_SIZE; ++i) {
         written = std::fprintf(file, "agtm_entry%03d=%d\n", i, static_cast<int>(reg.agtm[i])) > 0 && written;
     }
     written = std::fclose(file) == 0 && written;
