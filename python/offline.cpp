@@ -46,8 +46,18 @@ CombinedPath CombinedMethod(const std::string& method) {
     throw py::value_error("method must be 'deep', 'ltm-agtm' or 'agtm-ltm', not '" + method + "'");
 }
 
-// ContentLTM with the settings it was made with, for repr().
+// ContentLTM with the settings it was made with, for repr(). Released with the library to itself,
+// like every other call.
 struct PyContentLTM {
+    PyContentLTM() = default;
+    PyContentLTM(PyContentLTM&&) = default;
+    PyContentLTM& operator=(PyContentLTM&&) = default;
+    ~PyContentLTM() {
+        if (!ltm) return;
+        std::lock_guard<std::mutex> lock(LibraryMutex());
+        ltm.reset();
+    }
+
     std::unique_ptr<kelvo::ContentLTM> ltm;
     kelvo::ad_user_t_ user;
     bool video = false;
