@@ -20,14 +20,14 @@ template <typename Body>
 int32_t Guarded(const char* name, bool needs_engine, Body&& body) {
     try {
         if (needs_engine && !gEngine) {
-            alad::LogLine("%s: the engine is not initialised (call InitEngineALAD first)", name);
+            alad::LogError("%s: the engine is not initialised (call InitEngineALAD first)", name);
             return -1;
         }
         return body();
     } catch (const std::exception& e) {
-        alad::LogLine("%s failed: %s", name, e.what());
+        alad::LogError("%s failed: %s", name, e.what());
     } catch (...) {
-        alad::LogLine("%s failed", name);
+        alad::LogError("%s failed", name);
     }
     return -1;
 }
@@ -38,7 +38,7 @@ int32_t InitEngineALAD(const ad_user_t_& user, const alad_display_model_& displa
     return Guarded("InitEngineALAD", false, [&] {
         gEngine = createALADManager(user, display, view, true);
         if (!gEngine) {
-            alad::LogLine("create alad engine failed!");
+            alad::LogError("create alad engine failed!");
             return -1;
         }
         return 0;
@@ -86,7 +86,7 @@ int32_t ComputeAGTMLUTByAmbientLight(unsigned int /*unused*/, unsigned int ambie
                                      int* lut, unsigned int /*unusedCount*/) {
     return Guarded("ComputeAGTMLUTByAmbientLight", false, [&] {
         if (!lut) {
-            alad::LogLine("ComputeAGTMLUTByAmbientLight: no table to fill (null pointer)");
+            alad::LogError("ComputeAGTMLUTByAmbientLight: no table to fill (null pointer)");
             return -1;
         }
         // A default engine for the two ambient levels replaces whatever engine was running.

@@ -23,6 +23,10 @@ struct RegisterSet {
     RegisterSet& operator=(const RegisterSet&) = delete;
 };
 
+// The manager speaks the entry points' language: 0 when the pipeline did what was asked, -1 when
+// it reported anything else (the CLTM parts report 1, the pipeline -1).
+int32_t Status(int32_t pipeline_result) { return pipeline_result == 0 ? 0 : -1; }
+
 }  // namespace
 
 ALADManagerImple::~ALADManagerImple() {
@@ -37,55 +41,45 @@ int32_t ALADManagerImple::Init(const ad_user_t_& user, const alad_display_model_
                  static_cast<double>(view.blackLevelSrc), static_cast<double>(view.blackLevelDst));
     mPipeline = std::make_shared<ALADConcatenateMode>();
     alad_cltm_user cltm = MakeCLTMUser(user);
-    return mPipeline->Init(*mPanel, cltm, video);
+    return Status(mPipeline->Init(*mPanel, cltm, video));
 }
 
-int32_t ALADManagerImple::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
-    mPipeline->RunOneFrame(src, dst);
-    return 0;
-}
+int32_t ALADManagerImple::RunOneFrame(const cv::Mat& src, cv::Mat& dst) { return Status(mPipeline->RunOneFrame(src, dst)); }
 
-int32_t ALADManagerImple::ResetManager() {
-    mPipeline->ResetALADContext();
-    return 0;
-}
+int32_t ALADManagerImple::ResetManager() { return Status(mPipeline->ResetALADContext()); }
 
 int32_t ALADManagerImple::UpdateViewConditionParameter(const alad_view_condition_& view) {
     mPanel->UpdateViewCondition(view.blackLevelSrc, view.blackLevelDst);
-    mPipeline->UpdateDisplayModel(*mPanel);
-    return 0;
+    return Status(mPipeline->UpdateDisplayModel(*mPanel));
 }
 
 int32_t ALADManagerImple::UpdateDisplayPanelParameter(const alad_display_model_& display) {
     mPanel->UpdateDisplaySpecification(display.gamma, display.white, display.black, display.backlight,
                                        display.reflectance);
-    mPipeline->UpdateDisplayModel(*mPanel);
-    return 0;
+    return Status(mPipeline->UpdateDisplayModel(*mPanel));
 }
 
 int32_t ALADManagerImple::UpdateCLTMParameter(const ad_user_t_& user) {
     alad_cltm_user cltm = MakeCLTMUser(user);
-    mPipeline->UpdateCLTMParams(cltm);
-    return 0;
+    return Status(mPipeline->UpdateCLTMParams(cltm));
 }
 
 int32_t ALADManagerImple::SettingHardwareRegistrator(const alad_verification_registrator_& regs) {
     if (!regs.hist_adjust_curve || !regs.agtm) {
-        alad::LogLine("SettingHardwareRegistrator: the register set has no %s table; nothing applied",
-                      regs.agtm ? "hist_adjust_curve" : "agtm");
+        alad::LogError("SettingHardwareRegistrator: the register set has no %s table; nothing applied",
+                       regs.agtm ? "hist_adjust_curve" : "agtm");
         return -1;
     }
     RegisterSet set;
     CopyRegisters(regs, set.regs);  // the block counts stay 0: they are outputs
     std::memcpy(set.table, regs.agtm, sizeof(set.table));
     std::memcpy(set.curve, regs.hist_adjust_curve, sizeof(set.curve));
-    mPipeline->ConfigureVerificationRegistrators(set.regs);
-    return 0;
+    return Status(mPipeline->ConfigureVerificationRegistrators(set.regs));
 }
 
 int32_t ALADManagerImple::PrintCurrentStatus() {
     RegisterSet set;
-    mPipeline->CopyRegistratorFromDriver(set.regs);
+    if (mPipeline->CopyRegistratorFromDriver(set.regs) != 0) return -1;
     // The public registers' values alone, one per line, in register order; the block counts and the
     // two tables' contents are deliberately left out.
     for (const RegisterInfo& reg : kRegisters) {
@@ -99,20 +93,21 @@ int32_t ALADManagerImple::PrintCurrentStatus() {
 int32_t ALADManagerImple::PrintAGTMLUTByAmbientLight(int* lut) {
     if (!lut) return -1;
     RegisterSet set;
-    mPipeline->CopyRegistratorFromDriver(set.regs);
+    if (mPipeline->CopyRegistratorFromDriver(set.regs) != 0) return -1;
     std::memmove(lut, set.table, sizeof(set.table));
     return 0;
 }
 
 int32_t ALADManagerImple::ALADRegistratorsInfoForDriverManager(alad_verification_registrator& regs) {
-    mPipeline->CopyRegistratorFromDriver(regs);
-    return 0;
+    return Status(mPipeline->CopyRegistratorFromDriver(regs));
 }
 
 std::shared_ptr<ALADManager> createALADManager(const ad_user_t_& user, const alad_display_model_& display,
                                                const alad_view_condition_& view, bool video) {
     auto manager = std::make_shared<ALADManagerImple>();
-    manager->Init(user, display, view, video);
+    // A manager whose pipeline could not be built (no memory for the video context or the CLTM
+    // buffers) would pass every frame through: none is made, and the caller says so.
+    if (manager->Init(user, display, view, video) != 0) return nullptr;
     return manager;
 }
 

@@ -14,6 +14,7 @@
 
 namespace kelvo {
 
+// Every operation returns 0 when it did what was asked and -1 otherwise.
 class ALADManager {
 public:
     virtual ~ALADManager() = default;
@@ -34,7 +35,7 @@ public:
     ALADManagerImple() = default;
     ~ALADManagerImple() override;
 
-    // Makes the panel model and the pipeline; returns the pipeline's Init result.
+    // Makes the panel model and the pipeline; returns 0, or -1 when the pipeline could not be built.
     int32_t Init(const ad_user_t_& user, const alad_display_model_& display, const alad_view_condition_& view,
                  bool video);
 
@@ -53,7 +54,7 @@ private:
     std::shared_ptr<DisplayPanelModel> mPanel;
 };
 
-// Makes a manager and initialises it; returns it whatever its Init returned.
+// Makes a manager and initialises it; returns it, or nothing when its Init failed.
 std::shared_ptr<ALADManager> createALADManager(const ad_user_t_& user, const alad_display_model_& display,
                                                const alad_view_condition_& view, bool video);
 

@@ -40,7 +40,10 @@ public:
     // `video`), the CLTM parameter block and the buffers for the user record's frame size.
     // Returns the buffer allocation's result (0 on success), -1 when no context could be made.
     virtual int32_t Init(DisplayPanelModel& panel, alad_cltm_user& cltm, bool video);
-    // One frame through the stages of the current order; dst is created or reused.
+    // One frame through the stages of the current order; dst is created or reused. Returns -1 when
+    // a stage refused the frame (its channels, a size the CLTM buffers do not hold) or the pipeline
+    // is not initialised; the frame then goes on as far as it can (a refused stage passes it
+    // through), as it always has.
     virtual int32_t RunOneFrame(const cv::Mat& src, cv::Mat& dst);
     // Re-allocates the CLTM buffers for the current geometry and restarts the video state: the
     // next frame is treated as a first frame.
@@ -69,10 +72,11 @@ private:
     };
 
     bool Initialised() const;
-    void RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output);
-    void RunAGTM(const cv::Mat& input, cv::Mat& output);
+    // Each stage: false when it refused the frame (and passed it through, or left its output).
+    bool RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output);
+    bool RunAGTM(const cv::Mat& input, cv::Mat& output);
     // The AGTM stage with the debug store's copy of its output.
-    void RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store);
+    bool RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store);
 
     std::unique_ptr<ad_cxt_t, VideoContextDeleter> mVideoContext;
     cltm_params_api_ mCLTMParam;                  // what the CLTM frame run receives

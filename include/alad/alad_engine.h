@@ -2,9 +2,12 @@
 // frame at a time. Every call runs on the caller's thread (SetEngineThreads can let a frame's rows
 // be shared among more); callers serialise all calls.
 //
-// All return 0 on success and -1 on failure. Every entry point but InitEngineALAD,
-// DeinitEngineALAD and ComputeAGTMLUTByAmbientLight returns -1 (with a message) while no engine
-// has been initialised. No entry point throws.
+// Every entry point returns 0 when it did what was asked and -1 when it did not, with a message
+// saying why: no engine yet (every entry point but InitEngineALAD, DeinitEngineALAD,
+// ComputeAGTMLUTByAmbientLight and the process-wide settings needs one), a frame refused or
+// passed through unprocessed by a stage (its channels, a size the local stage's buffers do not
+// hold), a record or register set the engine could not apply (no memory for its buffers). What a
+// correct call computes is the same either way. No entry point throws.
 #ifndef ALAD_ALAD_ENGINE_H
 #define ALAD_ALAD_ENGINE_H
 
@@ -19,12 +22,15 @@
 namespace kelvo {
 
 // Builds a new engine and makes it the process-wide one (the previous one, if any, is released).
+// When it cannot be built, prints "create alad engine failed!", leaves no engine and returns -1.
 ALAD_EXPORT int32_t InitEngineALAD(const ad_user_t_& user, const alad_display_model_& display,
                                    const alad_view_condition_& view);
 // Only reports: the engine stays usable until the next InitEngineALAD replaces it.
 ALAD_EXPORT int32_t DeinitEngineALAD();
 // One frame, CV_32SC3 with 12-bit B, G, R values, through the stages of the configured order.
-// dst is created with the frame's size (CV_32SC3) unless it already has that size.
+// dst is created with the frame's size (CV_32SC3) unless it already has that size. A frame a stage
+// refuses (not 3 channels; larger than the configured size, or of another width than the video
+// sequence so far, for the local stage) passes that stage unchanged, and the call returns -1.
 ALAD_EXPORT int32_t RunOneFrameALAD(const cv::Mat& src, cv::Mat& dst);
 // Restarts the video state: the next frame is treated as the first of a sequence.
 ALAD_EXPORT int32_t ResetEngineALAD();

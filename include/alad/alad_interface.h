@@ -1,6 +1,8 @@
 // The engine for a verification front end: its own flat records, translated into the engine's, and
 // forwards to the engine and to the verification harness (<alad/alad_verify.h>). Every function
-// returns 0 unless said otherwise and never throws; problems are reported as console lines.
+// returns 0 unless said otherwise and never throws; problems are reported as console lines, and
+// GetLastStatusForDriver (<alad/alad_driver.h>) gives the engine's status for the last call that
+// reached it.
 #ifndef ALAD_ALAD_INTERFACE_H
 #define ALAD_ALAD_INTERFACE_H
 
