@@ -8,6 +8,7 @@
 #include "alad/alad_engine.h"
 #include "alad/alad_interface.h"
 #include "alad/alad_verify.h"
+#include "common/frame_size.h"
 #include "common/log.h"
 #include "driver/driver_records.h"
 #include "driver/wrapped.h"
@@ -105,6 +106,10 @@ int32_t PrintCurrentRegistratorFromDriverInterface() {
 int32_t UpdateCLTMParameterForVerify(const ad_user_interface_t_* user) {
     Wrapped("UpdateCLTMParameterForVerify", [&] {
         if (!Present(user, "UpdateCLTMParameterForVerify")) return -1;
+        if (!alad::CheckFrameSize("UpdateCLTMParameterForVerify", user->width, user->height,
+                                  "the current configuration is kept")) {
+            return -1;
+        }
         // Only the fields shared with the driver's record are passed on.
         return kelvo::UpdateCLTMParameter(UserRecordFromInterface(*user, false));
     });

@@ -2,8 +2,11 @@
 #include <exception>
 
 #include "alad/alad_engine.h"
+#include "common/debug_store.h"
+#include "common/frame_size.h"
 #include "common/log.h"
 #include "common/threads.h"
+#include "engine/argb_frames.h"
 #include "engine/manager.h"
 
 namespace kelvo {
@@ -36,12 +39,17 @@ int32_t Guarded(const char* name, bool needs_engine, Body&& body) {
 
 int32_t InitEngineALAD(const ad_user_t_& user, const alad_display_model_& display, const alad_view_condition_& view) {
     return Guarded("InitEngineALAD", false, [&] {
-        gEngine = createALADManager(user, display, view, true);
+        if (!alad::CheckFrameSize("InitEngineALAD", user.width, user.height,
+                                  gEngine ? "the running engine is kept" : "no engine made")) {
+            return -1;
+        }
+        int32_t status = 0;
+        gEngine = createALADManager(user, display, view, true, &status);
         if (!gEngine) {
             alad::LogError("create alad engine failed!");
             return -1;
         }
-        return 0;
+        return status;  // -1 when the panel made no tone curve: the engine runs with the neutral table
     });
 }
 
@@ -53,6 +61,15 @@ int32_t DeinitEngineALAD() {
 
 int32_t RunOneFrameALAD(const cv::Mat& src, cv::Mat& dst) {
     return Guarded("RunOneFrameALAD", true, [&] { return gEngine->RunOneFrame(src, dst); });
+}
+
+int32_t RunOneFrameARGBALAD(const alad::ArgbFrame& frame, bool* ran) {
+    *ran = false;
+    // Under RunOneFrameALAD's name: the same messages as the frame path it stands for.
+    return Guarded("RunOneFrameALAD", true, [&] {
+        *ran = true;
+        return gEngine->RunOneFrameARGB(frame);
+    });
 }
 
 int32_t ResetEngineALAD() {
@@ -68,11 +85,23 @@ int32_t UpdateDisplayPanelParameter(const alad_display_model_& display) {
 }
 
 int32_t UpdateCLTMParameter(const ad_user_t_& user) {
-    return Guarded("UpdateCLTMParameter", true, [&] { return gEngine->UpdateCLTMParameter(user); });
+    return Guarded("UpdateCLTMParameter", true, [&] {
+        if (!alad::CheckFrameSize("UpdateCLTMParameter", user.width, user.height,
+                                  "the current configuration is kept")) {
+            return -1;
+        }
+        return gEngine->UpdateCLTMParameter(user);
+    });
 }
 
 int32_t SettingVerificationRegistrator(const alad_verification_registrator_& regs) {
-    return Guarded("SettingVerificationRegistrator", true, [&] { return gEngine->SettingHardwareRegistrator(regs); });
+    return Guarded("SettingVerificationRegistrator", true, [&] {
+        if (!alad::CheckFrameSize("SettingVerificationRegistrator", regs.width, regs.height,
+                                  "no register applied; the current configuration is kept")) {
+            return -1;
+        }
+        return gEngine->SettingHardwareRegistrator(regs);
+    });
 }
 
 int32_t PrintCurrentRegistratorFromDriver() {
@@ -113,6 +142,11 @@ int32_t SetEngineThreads(int threads) {
 }
 
 int GetEngineThreads() { return alad::EngineThreads(); }
+
+int32_t SetEngineDebugImages(bool keep) {
+    alad_debug_output_::SetKeepImages(keep);
+    return 0;
+}
 
 int32_t SetEngineLogSink(void (*sink)(void* user, int level, const char* line), void* user) {
     alad::SetLogSink(sink, user);

@@ -1,6 +1,7 @@
 #include "engine/manager.h"
 
 #include <cstring>
+#include <string>
 
 #include "common/log.h"
 #include "engine/records.h"
@@ -34,29 +35,49 @@ ALADManagerImple::~ALADManagerImple() {
     mPipeline.reset();
 }
 
-int32_t ALADManagerImple::Init(const ad_user_t_& user, const alad_display_model_& display,
-                               const alad_view_condition_& view, bool video) {
+ManagerInit ALADManagerImple::Init(const ad_user_t_& user, const alad_display_model_& display,
+                                   const alad_view_condition_& view, bool video) {
     mPanel = std::make_shared<DisplayPanelModel>();
     mPanel->Init(display.gamma, display.white, display.black, display.backlight, display.reflectance,
                  static_cast<double>(view.blackLevelSrc), static_cast<double>(view.blackLevelDst));
     mPipeline = std::make_shared<ALADConcatenateMode>();
     alad_cltm_user cltm = MakeCLTMUser(user);
-    return Status(mPipeline->Init(*mPanel, cltm, video));
+    if (mPipeline->Init(*mPanel, cltm, video) != 0) return ManagerInit::kNotBuilt;
+    return TableStatus("InitEngineALAD") == 0 ? ManagerInit::kReady : ManagerInit::kNeutralTable;
+}
+
+int32_t ALADManagerImple::TableStatus(const char* who) const {
+    const std::string& problem = mPipeline->AGTMTableProblem();
+    if (problem.empty()) return 0;
+    alad::LogError("%s: the display panel and viewing condition make no tone curve: %s; every AGTM gain is 1.0 "
+                   "until a usable panel or viewing condition is given", who, problem.c_str());
+    return -1;
 }
 
 int32_t ALADManagerImple::RunOneFrame(const cv::Mat& src, cv::Mat& dst) { return Status(mPipeline->RunOneFrame(src, dst)); }
+
+int32_t ALADManagerImple::RunOneFrameARGB(const alad::ArgbFrame& frame) {
+    return Status(mPipeline->RunOneFrameARGB(frame));
+}
 
 int32_t ALADManagerImple::ResetManager() { return Status(mPipeline->ResetALADContext()); }
 
 int32_t ALADManagerImple::UpdateViewConditionParameter(const alad_view_condition_& view) {
     mPanel->UpdateViewCondition(view.blackLevelSrc, view.blackLevelDst);
-    return Status(mPipeline->UpdateDisplayModel(*mPanel));
+    mPipeline->UpdateDisplayModel(*mPanel);
+    return TableStatus("UpdateViewConditionParameter");
 }
 
 int32_t ALADManagerImple::UpdateDisplayPanelParameter(const alad_display_model_& display) {
+    // A new panel keeps the effective black levels of the last viewing condition, except when they
+    // were made from a panel or viewing condition that made no curve: those are made again from
+    // this panel, so that the first usable panel after a bad one brings back a normal table.
+    const bool table_refused = !mPipeline->AGTMTableProblem().empty();
     mPanel->UpdateDisplaySpecification(display.gamma, display.white, display.black, display.backlight,
                                        display.reflectance);
-    return Status(mPipeline->UpdateDisplayModel(*mPanel));
+    if (table_refused) mPanel->UpdateViewCondition(mPanel->AmbientSrc(), mPanel->AmbientDst());
+    mPipeline->UpdateDisplayModel(*mPanel);
+    return TableStatus("UpdateDisplayPanelParameter");
 }
 
 int32_t ALADManagerImple::UpdateCLTMParameter(const ad_user_t_& user) {
@@ -103,11 +124,14 @@ int32_t ALADManagerImple::ALADRegistratorsInfoForDriverManager(alad_verification
 }
 
 std::shared_ptr<ALADManager> createALADManager(const ad_user_t_& user, const alad_display_model_& display,
-                                               const alad_view_condition_& view, bool video) {
+                                               const alad_view_condition_& view, bool video, int32_t* status) {
     auto manager = std::make_shared<ALADManagerImple>();
+    const ManagerInit made = manager->Init(user, display, view, video);
     // A manager whose pipeline could not be built (no memory for the video context or the CLTM
-    // buffers) would pass every frame through: none is made, and the caller says so.
-    if (manager->Init(user, display, view, video) != 0) return nullptr;
+    // buffers) would pass every frame through: none is made, and the caller says so. One whose
+    // panel makes no curve runs (its AGTM stage changes nothing) and the caller is told.
+    if (made == ManagerInit::kNotBuilt) return nullptr;
+    if (status) *status = made == ManagerInit::kReady ? 0 : -1;
     return manager;
 }
 

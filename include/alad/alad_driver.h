@@ -89,6 +89,8 @@ ALAD_EXPORT int32_t DeinitEngineALADforDriver(void);
 ALAD_EXPORT int32_t ResetEngineALADforDriver(void);
 ALAD_EXPORT int32_t UpdateViewConditionParameterForDriver(const alad_view_condition_driver_* view);
 ALAD_EXPORT int32_t UpdateDisplayPanelParameterForDriver(const alad_display_model_driver_* model);
+/* A width or height below 0 or above ALAD_MAX_FRAME_SIDE (or ALAD_MAX_FRAME_PIXELS in all) is
+ * refused with a message and the current configuration kept. */
 ALAD_EXPORT int32_t UpdateCLTMParameterForDriver(const ad_user_t_driver_* user);
 /* Runs one frame in place on the driver's buffer; the alpha bytes are kept. (From C++, the same
  * call also takes the record by reference.) */
@@ -110,6 +112,11 @@ ALAD_EXPORT int32_t GetLastStatusForDriver(void);
  * without its newline), for instance to the system log; a sink that ignores them silences the
  * engine, a null sink restores the console. The same setting as kelvo::SetEngineLogSink. */
 ALAD_EXPORT int32_t SetEngineLogSinkForDriver(void (*sink)(void* user, int level, const char* line), void* user);
+
+/* Whether the engine keeps its two stage result images for the verification tools' dumps
+ * (keep non-zero, the default); a driver that never reads them passes 0, which saves one or two
+ * frame-sized writes per frame. The same setting as kelvo::SetEngineDebugImages. */
+ALAD_EXPORT int32_t SetEngineDebugImagesForDriver(int keep);
 
 /* The 40 ambient-light levels, lux, ascending. */
 #define ALAD_AGTM_LEVELS 40

@@ -83,7 +83,8 @@ ALAD_EXPORT int32_t ComputeAGTMLUTByAmbientLightInterface(unsigned int unused, u
                                                           unsigned int ambientDst, int* lut, unsigned int count);
 // Returns the engine's result (-1 before any initialisation).
 ALAD_EXPORT int32_t PrintCurrentRegistratorFromDriverInterface();
-// The eight fields shared with the driver's record into the engine's CLTM settings.
+// The eight fields shared with the driver's record into the engine's CLTM settings; a frame size
+// outside 0..ALAD_MAX_FRAME_SIDE (or above ALAD_MAX_FRAME_PIXELS) is refused, as for the driver.
 ALAD_EXPORT int32_t UpdateCLTMParameterForVerify(const ad_user_interface_t_* user);
 // Reads a register file into *reg and its two buffers (entries the file does not set read 0); a
 // file that cannot be read or converted is reported and leaves *reg as it was.
