@@ -19,6 +19,7 @@
 #include "tools/tool_common.h"
 #include "tools/verify_run.h"
 #include "verify/file_check.h"
+#include "verify/readers.h"
 
 namespace alad_tool {
 
@@ -175,25 +176,6 @@ void BlockSize(const Options& options, uint32_t* width, uint32_t* height) {
     }
 }
 
-// Every key the register file reader knows, tables in the form the register table gives.
-std::string RegisterText(const kelvo::alad_verification_registrator& r) {
-    std::string text;
-    for (const kelvo::RegisterInfo& reg : kelvo::kRegisters) {
-        if (reg.public_form) text += std::string(reg.name) + "=" + std::to_string(r.*reg.internal) + "\n";
-    }
-    char key[64];
-    for (const kelvo::RegisterTableInfo& table : kelvo::kRegisterTables) {
-        for (int i = 0; i < table.size; ++i) {
-            std::snprintf(key, sizeof(key), table.key_format, i);
-            const int32_t value = &table == &kelvo::kRegisterTables[kelvo::kCLTMTable]
-                                      ? static_cast<int32_t>(r.hist_adjust_curve[i])
-                                      : r.agtm[i];
-            text += std::string(key) + "=" + std::to_string(value) + "\n";
-        }
-    }
-    return text;
-}
-
 // What a vector folder may hold from an earlier vector.
 bool IsVectorEntry(const fs::directory_entry& entry) {
     const std::string name = entry.path().filename().string();
@@ -253,7 +235,11 @@ int RunVector(int argc, char** argv) {
     }
     const fs::path out_dir = args.back();
     const std::string regs_path = (out_dir / "regs.txt").string();
-    const std::string regs_text = RegisterText(regs);
+    kelvo::alad_verification_registrator_ file_regs;
+    kelvo::CopyRegisters(regs, file_regs);
+    file_regs.hist_adjust_curve = regs.hist_adjust_curve;
+    file_regs.agtm = regs.agtm;
+    const std::string regs_text = alad::RegisterFileText(file_regs);
     const alad::CheckReport regs_report = alad::CheckRegisterText(regs_path, regs_text);
     PrintProblems(regs_report, false, stderr);
     if (regs_report.errors > 0) {

@@ -7,6 +7,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "alad/alad_records.h"
+
 namespace alad {
 
 // Each side at least 1 and within the engine's frame bound (common/frame_size.h): a wrong or
@@ -19,6 +21,10 @@ bool UsablePictureSize(const char* who, const std::string& path, int width, int 
 // kTooShort: the file has fewer bytes than the frame's pixels need (one line each), so nothing is
 // allocated or read.
 enum class PixelFileRead { kRead, kBadSize, kCannotOpen, kTooShort, kCountMismatch };
+
+// A register file's text for `reg` (both tables present): every register, then every entry of both
+// tables in the form the tools write, one assignment per line.
+std::string RegisterFileText(const kelvo::alad_verification_registrator_& reg);
 
 // parseImageFromFileCmodel with the reason of a failure.
 PixelFileRead ReadPackedPixelFile(const std::string& path, int width, int height, cv::Mat& out);

@@ -10,6 +10,7 @@
 #include "alad/alad_verify.h"
 #include "common/log.h"
 #include "pipeline/register_table.h"
+#include "verify/readers.h"
 
 namespace {
 
@@ -161,6 +162,24 @@ void parseRegisterFromFile(const char* path, kelvo::alad_verification_registrato
     ReadRegisterFile(path, reg);
 }
 
+std::string alad::RegisterFileText(const kelvo::alad_verification_registrator_& reg) {
+    std::string text;
+    for (const kelvo::RegisterInfo& scalar : kelvo::kRegisters) {
+        if (scalar.public_form) text += std::string(scalar.name) + "=" + std::to_string(reg.*scalar.public_form) + "\n";
+    }
+    // Each entry's key in the tools' form: the index where the reader takes it.
+    char key[64];
+    for (int t = 0; t < kelvo::kRegisterTableCount; ++t) {
+        const kelvo::RegisterTableInfo& table = kelvo::kRegisterTables[t];
+        for (int i = 0; i < table.size; ++i) {
+            std::snprintf(key, sizeof(key), table.key_format, i);
+            const int32_t value = t == kelvo::kCLTMTable ? static_cast<int32_t>(reg.hist_adjust_curve[i]) : reg.agtm[i];
+            text += std::string(key) + "=" + std::to_string(value) + "\n";
+        }
+    }
+    return text;
+}
+
 int32_t WriteRegisterFile(const char* path, const kelvo::alad_verification_registrator_& reg) {
     const std::string name = path ? path : "";
     if (!reg.hist_adjust_curve || !reg.agtm) {
@@ -173,19 +192,8 @@ int32_t WriteRegisterFile(const char* path, const kelvo::alad_verification_regis
         alad::Log(alad::LogLevel::kError, alad::Console::kErr, "open failed: %s", name.c_str());
         return -1;
     }
-    bool written = true;
-    for (const kelvo::RegisterInfo& scalar : kelvo::kRegisters) {
-        if (!scalar.public_form) continue;
-        written = std::fprintf(file, "%s=%d\n", scalar.name, static_cast<int>(reg.*scalar.public_form)) > 0 && written;
-    }
-    // The index at characters 15-16 and 11-13 of the key, where the reader takes it.
-    for (int i = 0; i < ALAD_HIST_ADJUST_CURVE_SIZE; ++i) {
-        written = std::fprintf(file, "hist_adj_curv_%02d=%d\n", i, static_cast<int>(reg.hist_adjust_curve[i])) > 0 &&
-                  written;
-    }
-    for (int i = 0; i < ALAD_AGTM_LUT_SIZE; ++i) {
-        written = std::fprintf(file, "agtm_entry%03d=%d\n", i, static_cast<int>(reg.agtm[i])) > 0 && written;
-    }
+    const std::string text = alad::RegisterFileText(reg);
+    bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
     written = std::fclose(file) == 0 && written;
     if (!written) alad::Log(alad::LogLevel::kError, alad::Console::kErr, "write failed: %s", name.c_str());
     return written ? 0 : -1;
