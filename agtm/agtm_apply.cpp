@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "agtm/agtm_rows.h"
+#include "alad/alad_records.h"
 #include "common/log.h"
 #include "common/simd.h"
 #include "common/threads.h"
@@ -19,7 +20,7 @@ namespace kelvo {
 
 namespace {
 
-constexpr int kTableSize = 256;
+constexpr int kTableSize = ALAD_AGTM_LUT_SIZE;
 constexpr int32_t kMaxGainQ9 = 130560;  // 255.0 with 9 fraction bits
 constexpr int32_t kMaxCode = 4095;
 

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "agtm/agtm_apply.h"
+#include "alad/alad_records.h"
 #include "common/log.h"
 #include "common/wrap_int.h"
 
@@ -15,7 +16,7 @@ namespace kelvo {
 
 namespace {
 
-constexpr int kTableSize = 256;
+constexpr int kTableSize = ALAD_AGTM_LUT_SIZE;
 constexpr int64_t kMaxGainQ9 = 130560;  // 255.0 with 9 fraction bits
 constexpr int64_t kMaxCode = 4095;
 
@@ -26,7 +27,7 @@ bool Acceptable(const cv::Mat& src, const std::vector<int32_t>& lut, const char*
         return false;
     }
     if (lut.size() < static_cast<size_t>(kTableSize)) {
-        alad::LogLine("%s: the AGTM table has %zu entries, 256 needed", name, lut.size());
+        alad::LogLine("%s: the AGTM table has %zu entries, %d needed", name, lut.size(), kTableSize);
         return false;
     }
     return true;

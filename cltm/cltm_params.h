@@ -10,12 +10,13 @@
 #include <cstdint>
 #include <memory>
 
+#include "alad/alad_records.h"
 #include "cltm/cltm_user.h"
 
 namespace kelvo {
 
 // Number of entries of the arrays behind the parameter block's pointers.
-constexpr size_t kClipCurveSize = 65;
+constexpr size_t kClipCurveSize = ALAD_HIST_ADJUST_CURVE_SIZE;
 constexpr size_t kRangeWeightSize = 32;
 constexpr size_t kDetailGainSize = 16;
 // Entries of one block's tone curve and bins of one block's histogram.

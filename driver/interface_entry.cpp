@@ -10,6 +10,7 @@
 #include "alad/alad_verify.h"
 #include "common/log.h"
 #include "driver/driver_records.h"
+#include "pipeline/register_table.h"
 
 namespace {
 
@@ -115,8 +116,8 @@ void parseRegisterFromFileInterface(const char* path, alad_verification_registra
     Forwarded("parseRegisterFromFileInterface", 0, [&] {
         if (!Present(reg, "parseRegisterFromFileInterface") || !path) return 0;
         // Cleared tables: entries the file does not set read 0.
-        std::vector<uint32_t> curve(65, 0);
-        std::vector<int32_t> table(256, 0);
+        std::vector<uint32_t> curve(ALAD_HIST_ADJUST_CURVE_SIZE, 0);
+        std::vector<int32_t> table(ALAD_AGTM_LUT_SIZE, 0);
         kelvo::alad_verification_registrator_ parsed;
         parsed.hist_adjust_curve = curve.data();
         parsed.agtm = table.data();
@@ -126,18 +127,9 @@ void parseRegisterFromFileInterface(const char* path, alad_verification_registra
             alad::LogLine("%s", e.message().c_str());
             return 0;
         }
-        const int32_t values[13] = {parsed.reg_tm_mode, parsed.width, parsed.height, parsed.reg_blk_width_b,
-                                    parsed.reg_blk_height_b, parsed.reg_hist_mode, parsed.reg_curve_transition,
-                                    parsed.reg_linear_adj_offset, parsed.reg_linear_adj_ratio,
-                                    parsed.reg_strength_mode, parsed.reg_strength_target, parsed.reg_strength_step,
-                                    parsed.reg_strength_interval};
-        int32_t* fields[13] = {&reg->tm_mode, &reg->width, &reg->height, &reg->blk_width_b, &reg->blk_height_b,
-                               &reg->hist_mode, &reg->curve_transition, &reg->linear_adj_offset,
-                               &reg->linear_adj_ratio, &reg->strength_mode, &reg->strength_target,
-                               &reg->strength_step, &reg->strength_interval};
-        for (int i = 0; i < 13; ++i) *fields[i] = values[i];
-        if (reg->reg_agtm) std::memcpy(reg->reg_agtm, table.data(), 256 * sizeof(int32_t));
-        if (reg->reg_hist) std::memcpy(reg->reg_hist, curve.data(), 65 * sizeof(int32_t));
+        kelvo::CopyRegisters(parsed, *reg);
+        if (reg->reg_agtm) std::memcpy(reg->reg_agtm, table.data(), table.size() * sizeof(int32_t));
+        if (reg->reg_hist) std::memcpy(reg->reg_hist, curve.data(), curve.size() * sizeof(int32_t));
         return 0;
     });
 }
@@ -150,24 +142,12 @@ int32_t SettingVerificationRegistratorInterface(const alad_verification_registra
                           reg->reg_agtm ? "reg_hist" : "reg_agtm");
             return 0;
         }
-        std::vector<uint32_t> curve(65);
-        std::vector<int32_t> table(256);
-        std::memcpy(table.data(), reg->reg_agtm, 256 * sizeof(int32_t));
-        std::memcpy(curve.data(), reg->reg_hist, 65 * sizeof(int32_t));
+        std::vector<uint32_t> curve(ALAD_HIST_ADJUST_CURVE_SIZE);
+        std::vector<int32_t> table(ALAD_AGTM_LUT_SIZE);
+        std::memcpy(table.data(), reg->reg_agtm, table.size() * sizeof(int32_t));
+        std::memcpy(curve.data(), reg->reg_hist, curve.size() * sizeof(int32_t));
         kelvo::alad_verification_registrator_ regs;
-        regs.reg_tm_mode = reg->tm_mode;
-        regs.width = reg->width;
-        regs.height = reg->height;
-        regs.reg_blk_width_b = reg->blk_width_b;
-        regs.reg_blk_height_b = reg->blk_height_b;
-        regs.reg_hist_mode = reg->hist_mode;
-        regs.reg_curve_transition = reg->curve_transition;
-        regs.reg_linear_adj_offset = reg->linear_adj_offset;
-        regs.reg_linear_adj_ratio = reg->linear_adj_ratio;
-        regs.reg_strength_mode = reg->strength_mode;
-        regs.reg_strength_target = reg->strength_target;
-        regs.reg_strength_step = reg->strength_step;
-        regs.reg_strength_interval = reg->strength_interval;
+        kelvo::CopyRegisters(*reg, regs);
         regs.hist_adjust_curve = curve.data();
         regs.agtm = table.data();
         kelvo::SettingVerificationRegistrator(regs);

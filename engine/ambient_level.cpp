@@ -39,8 +39,8 @@ int getAGTMCurveParams(int level, void* lut) {
     view.blackLevelDst = static_cast<float>(agtmLuxTable[level]);
     UpdateViewConditionParameterForDriver(&view);
 
-    int32_t table[256] = {};
-    int32_t curve[65] = {};
+    int32_t table[ALAD_AGTM_LUT_SIZE] = {};
+    int32_t curve[ALAD_HIST_ADJUST_CURVE_SIZE] = {};
     alad_registrator_driver regs;
     std::memset(&regs, 0, sizeof(regs));
     regs.reg_agtm = table;

@@ -4,18 +4,16 @@
 
 #include "common/log.h"
 #include "engine/records.h"
+#include "pipeline/register_table.h"
 
 namespace kelvo {
 
 namespace {
 
-constexpr int kCurveSize = 65;
-constexpr int kTableSize = 256;
-
 // An internal register set with zeroed arrays of its own, for one call.
 struct RegisterSet {
-    uint32_t curve[kCurveSize] = {};
-    int32_t table[kTableSize] = {};
+    uint32_t curve[ALAD_HIST_ADJUST_CURVE_SIZE] = {};
+    int32_t table[ALAD_AGTM_LUT_SIZE] = {};
     alad_verification_registrator regs;
     RegisterSet() {
         regs.hist_adjust_curve = curve;
@@ -78,37 +76,21 @@ int32_t ALADManagerImple::SettingHardwareRegistrator(const alad_verification_reg
         return -1;
     }
     RegisterSet set;
-    alad_verification_registrator& internal = set.regs;
-    internal.reg_tm_mode = regs.reg_tm_mode;
-    internal.width = regs.width;
-    internal.height = regs.height;
-    internal.reg_blk_width_b = regs.reg_blk_width_b;
-    internal.reg_blk_height_b = regs.reg_blk_height_b;
-    internal.reg_hist_mode = regs.reg_hist_mode;
-    internal.reg_curve_transition = regs.reg_curve_transition;
-    internal.reg_linear_adj_offset = regs.reg_linear_adj_offset;
-    internal.reg_linear_adj_ratio = regs.reg_linear_adj_ratio;
-    internal.reg_strength_mode = regs.reg_strength_mode;
-    internal.reg_strength_target = regs.reg_strength_target;
-    internal.reg_strength_step = regs.reg_strength_step;
-    internal.reg_strength_interval = regs.reg_strength_interval;
+    CopyRegisters(regs, set.regs);  // the block counts stay 0: they are outputs
     std::memcpy(set.table, regs.agtm, sizeof(set.table));
     std::memcpy(set.curve, regs.hist_adjust_curve, sizeof(set.curve));
-    mPipeline->ConfigureVerificationRegistrators(internal);
+    mPipeline->ConfigureVerificationRegistrators(set.regs);
     return 0;
 }
 
 int32_t ALADManagerImple::PrintCurrentStatus() {
     RegisterSet set;
     mPipeline->CopyRegistratorFromDriver(set.regs);
-    const alad_verification_registrator& r = set.regs;
-    // Values alone, one per line, in register order; the block counts and the two tables' contents
-    // are deliberately left out.
-    const int32_t values[] = {r.reg_tm_mode, r.width, r.height, r.reg_blk_width_b, r.reg_blk_height_b,
-                              r.reg_hist_mode, r.reg_curve_transition, r.reg_linear_adj_offset,
-                              r.reg_linear_adj_ratio, r.reg_strength_mode, r.reg_strength_target,
-                              r.reg_strength_step, r.reg_strength_interval};
-    for (const int32_t v : values) alad::LogLine("%d", v);
+    // The public registers' values alone, one per line, in register order; the block counts and the
+    // two tables' contents are deliberately left out.
+    for (const RegisterInfo& reg : kRegisters) {
+        if (reg.public_form) alad::LogLine("%d", set.regs.*reg.internal);
+    }
     alad::LogLine(" agtm : ");
     alad::LogLine(" hist_adjust_curve : ");
     return 0;

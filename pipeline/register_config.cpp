@@ -6,14 +6,9 @@
 
 #include "common/log.h"
 #include "pipeline/concatenate_mode.h"
+#include "pipeline/register_table.h"
 
 namespace kelvo {
-
-namespace {
-
-constexpr int kAGTMTableSize = 256;
-
-}  // namespace
 
 int32_t ALADConcatenateMode::ConfigureVerificationRegistrators(alad_verification_registrator& regs) {
     alad::LogLine("ConfigureVerificationRegistrators() begin!");
@@ -25,7 +20,7 @@ int32_t ALADConcatenateMode::ConfigureVerificationRegistrators(alad_verification
     alad::LogLine("mOrder = registrators.reg_tm_mode;%u", mOrder);
 
     // The register table replaces the AGTM table; the scaler stays.
-    if (regs.agtm) SetAGTMLUTs(regs.agtm, kAGTMTableSize);
+    if (regs.agtm) SetAGTMLUTs(regs.agtm, ALAD_AGTM_LUT_SIZE);
     ad_param_t_* block = mCLTMParam.param;
     if (regs.hist_adjust_curve) std::memcpy(block->clip_curve, regs.hist_adjust_curve, kClipCurveSize * sizeof(uint32_t));
 
@@ -41,14 +36,12 @@ int32_t ALADConcatenateMode::ConfigureVerificationRegistrators(alad_verification
     mCLTMParam.width = static_cast<uint32_t>(regs.width);
     mCLTMParam.height = static_cast<uint32_t>(regs.height);
 
-    block->hist_mode = static_cast<uint32_t>(regs.reg_hist_mode);
-    block->curve_transition = static_cast<uint32_t>(regs.reg_curve_transition);
-    block->linear_adj_offset = regs.reg_linear_adj_offset;
-    block->linear_adj_ratio = regs.reg_linear_adj_ratio;
-    block->strength_mode = static_cast<uint32_t>(regs.reg_strength_mode);
-    block->strength_target = static_cast<uint32_t>(regs.reg_strength_target);
-    block->strength_step = static_cast<uint32_t>(regs.reg_strength_step);
-    block->strength_interval = static_cast<uint32_t>(regs.reg_strength_interval);
+    // The CLTM controls go to the block fields of the same names.
+    for (const RegisterInfo& reg : kRegisters) {
+        if (reg.block_offset >= 0 && !reg.output_only) {
+            BlockWord(*block, reg) = static_cast<uint32_t>(regs.*reg.internal);
+        }
+    }
 
     // Only a new frame or block geometry restarts the temporal state; curves, strengths and the
     // table take effect on the next frame without it. The block counts stay as derived from the
@@ -67,22 +60,16 @@ int32_t ALADConcatenateMode::CopyRegistratorFromDriver(alad_verification_registr
     }
     const ad_param_t_* block = mCLTMParam.param;
     regs.reg_tm_mode = static_cast<int32_t>(mOrder);
-    if (regs.agtm) GetAGTMLUTs(regs.agtm, kAGTMTableSize);
+    if (regs.agtm) GetAGTMLUTs(regs.agtm, ALAD_AGTM_LUT_SIZE);
     if (regs.hist_adjust_curve) std::memcpy(regs.hist_adjust_curve, block->clip_curve, kClipCurveSize * sizeof(uint32_t));
     regs.width = static_cast<int32_t>(mCLTMParam.width);
     regs.height = static_cast<int32_t>(mCLTMParam.height);
     regs.reg_blk_width_b = static_cast<int32_t>(std::pow(2.0, block->blk_width_log2));
     regs.reg_blk_height_b = static_cast<int32_t>(std::pow(2.0, block->blk_height_log2));
-    regs.reg_blk_h_num = static_cast<int32_t>(block->blk_h_num);
-    regs.reg_blk_w_num = static_cast<int32_t>(block->blk_w_num);
-    regs.reg_hist_mode = static_cast<int32_t>(block->hist_mode);
-    regs.reg_curve_transition = static_cast<int32_t>(block->curve_transition);
-    regs.reg_linear_adj_offset = block->linear_adj_offset;
-    regs.reg_linear_adj_ratio = block->linear_adj_ratio;
-    regs.reg_strength_mode = static_cast<int32_t>(block->strength_mode);
-    regs.reg_strength_target = static_cast<int32_t>(block->strength_target);
-    regs.reg_strength_step = static_cast<int32_t>(block->strength_step);
-    regs.reg_strength_interval = static_cast<int32_t>(block->strength_interval);
+    // The block counts and the CLTM controls from the block fields of the same names.
+    for (const RegisterInfo& reg : kRegisters) {
+        if (reg.block_offset >= 0) regs.*reg.internal = static_cast<int32_t>(BlockWord(*block, reg));
+    }
     return 0;
 }
 

@@ -39,7 +39,7 @@ const char kLevelsHelp[] =
 namespace {
 
 std::vector<std::vector<int32_t>> LevelTables() {
-    std::vector<std::vector<int32_t>> tables(ALAD_AGTM_LEVELS, std::vector<int32_t>(256));
+    std::vector<std::vector<int32_t>> tables(ALAD_AGTM_LEVELS, std::vector<int32_t>(ALAD_AGTM_LUT_SIZE));
     EngineLines quiet(EngineLineFilter::kProblems);
     for (int level = 0; level < ALAD_AGTM_LEVELS; ++level) getAGTMCurveParams(level, tables[level].data());
     return tables;
@@ -61,7 +61,9 @@ void WriteHeader(const std::string& path, const std::vector<std::vector<int32_t>
     std::fprintf(file, "};\n\nstatic const int32_t alad_agtm_level_tables[40][256] = {\n");
     for (int level = 0; level < ALAD_AGTM_LEVELS; ++level) {
         std::fprintf(file, "    /* level %d, %d lux */\n    {", level, agtmLuxTable[level]);
-        for (int i = 0; i < 256; ++i) std::fprintf(file, "%s%d", i == 0 ? "" : (i % 16 ? ", " : ",\n     "), tables[level][i]);
+        for (int i = 0; i < ALAD_AGTM_LUT_SIZE; ++i) {
+            std::fprintf(file, "%s%d", i == 0 ? "" : (i % 16 ? ", " : ",\n     "), tables[level][i]);
+        }
         std::fprintf(file, "}%s\n", level + 1 < ALAD_AGTM_LEVELS ? "," : "");
     }
     std::fprintf(file, "};\n\n#endif /* ALAD_AGTM_LEVEL_TABLES_H */\n");
@@ -82,8 +84,8 @@ void PlotLevels(const std::string& path, const std::vector<std::vector<int32_t>>
     auto position = [&](double lux) { return (std::log10(lux) - lo) / (hi - lo); };
     for (int level = 0; level < ALAD_AGTM_LEVELS; ++level) {
         // A grey pixel of code 16*i is multiplied by gain i of the table.
-        std::vector<double> in(256), out(256);
-        for (int i = 0; i < 256; ++i) {
+        std::vector<double> in(ALAD_AGTM_LUT_SIZE), out(ALAD_AGTM_LUT_SIZE);
+        for (int i = 0; i < ALAD_AGTM_LUT_SIZE; ++i) {
             in[i] = 16.0 * i;
             out[i] = std::min(in[i] * tables[level][i] / 2048.0, 4095.0);
         }

@@ -6,6 +6,7 @@
 #include "alad/alad_driver.h"
 #include "alad/alad_verify.h"
 #include "cltm/cltm_params.h"
+#include "pipeline/register_table.h"
 #include "tools/commands.h"
 #include "tools/tool_common.h"
 
@@ -32,24 +33,17 @@ const char kRegsHelp[] =
 
 namespace {
 
-// The driver's view of a register set: no frame size, but the block counts.
+// The driver's view of a register set: no frame size, but the block counts the engine derives.
 alad_registrator_driver DriverView(const kelvo::alad_verification_registrator_& regs) {
-    alad_registrator_driver driver{};
-    driver.reg_tm_mode = regs.reg_tm_mode;
-    driver.reg_blk_width_b = regs.reg_blk_width_b;
-    driver.reg_blk_height_b = regs.reg_blk_height_b;
+    kelvo::alad_verification_registrator internal;
+    kelvo::CopyRegisters(regs, internal);
     const uint32_t width_log2 = kelvo::_get_size_log2(static_cast<uint32_t>(regs.reg_blk_width_b));
     const uint32_t height_log2 = kelvo::_get_size_log2(static_cast<uint32_t>(regs.reg_blk_height_b));
-    driver.reg_blk_h_num = static_cast<int32_t>(kelvo::ad_get_blk_num(static_cast<uint32_t>(regs.height), height_log2));
-    driver.reg_blk_w_num = static_cast<int32_t>(kelvo::ad_get_blk_num(static_cast<uint32_t>(regs.width), width_log2));
-    driver.reg_hist_mode = regs.reg_hist_mode;
-    driver.reg_curve_transition = regs.reg_curve_transition;
-    driver.reg_linear_adj_offset = regs.reg_linear_adj_offset;
-    driver.reg_linear_adj_ratio = regs.reg_linear_adj_ratio;
-    driver.reg_strength_mode = regs.reg_strength_mode;
-    driver.reg_strength_target = regs.reg_strength_target;
-    driver.reg_strength_step = regs.reg_strength_step;
-    driver.reg_strength_interval = regs.reg_strength_interval;
+    internal.reg_blk_h_num =
+        static_cast<int32_t>(kelvo::ad_get_blk_num(static_cast<uint32_t>(regs.height), height_log2));
+    internal.reg_blk_w_num = static_cast<int32_t>(kelvo::ad_get_blk_num(static_cast<uint32_t>(regs.width), width_log2));
+    alad_registrator_driver driver{};
+    kelvo::CopyRegisters(internal, driver);
     driver.reg_hist = reinterpret_cast<int32_t*>(regs.hist_adjust_curve);
     driver.reg_agtm = regs.agtm;
     return driver;
@@ -73,8 +67,8 @@ int RunRegs(int argc, char** argv) {
     if (args.size() != 1) throw UsageError("needs one REGFILE");
     const std::string& path = args[0];
 
-    std::vector<uint32_t> curve(65);
-    std::vector<int32_t> table(256);
+    std::vector<uint32_t> curve(ALAD_HIST_ADJUST_CURVE_SIZE);
+    std::vector<int32_t> table(ALAD_AGTM_LUT_SIZE);
     kelvo::alad_verification_registrator_ regs;
     regs.hist_adjust_curve = curve.data();
     regs.agtm = table.data();
@@ -86,31 +80,15 @@ int RunRegs(int argc, char** argv) {
     const alad_registrator_driver driver = DriverView(regs);
 
     std::printf("register file %s\n", path.c_str());
-    const struct {
-        const char* name;
-        int32_t value;
-    } rows[] = {
-        {"tm_mode", regs.reg_tm_mode},
-        {"width", regs.width},
-        {"height", regs.height},
-        {"blk_width_b", regs.reg_blk_width_b},
-        {"blk_height_b", regs.reg_blk_height_b},
-        {"hist_mode", regs.reg_hist_mode},
-        {"curve_transition", regs.reg_curve_transition},
-        {"linear_adj_offset", regs.reg_linear_adj_offset},
-        {"linear_adj_ratio", regs.reg_linear_adj_ratio},
-        {"strength_mode", regs.reg_strength_mode},
-        {"strength_target", regs.reg_strength_target},
-        {"strength_step", regs.reg_strength_step},
-        {"strength_interval", regs.reg_strength_interval},
-    };
-    for (const auto& row : rows) std::printf("  %-18s %d\n", row.name, row.value);
+    for (const kelvo::RegisterInfo& reg : kelvo::kRegisters) {
+        if (reg.public_form) std::printf("  %-18s %d\n", reg.name, regs.*reg.public_form);
+    }
     std::printf("  %-18s %d  (height in blocks of %u)\n", "blk_h_num", driver.reg_blk_h_num,
                 1u << kelvo::_get_size_log2(static_cast<uint32_t>(regs.reg_blk_height_b)));
     std::printf("  %-18s %d  (width in blocks of %u)\n", "blk_w_num", driver.reg_blk_w_num,
                 1u << kelvo::_get_size_log2(static_cast<uint32_t>(regs.reg_blk_width_b)));
-    PrintTable("hist (CLTM clip curve, 65 entries):", regs.hist_adjust_curve, 65, 13, 2);
-    PrintTable("agtm (AGTM table, 256 entries):", regs.agtm, 256, 16, 3);
+    PrintTable("hist (CLTM clip curve, 65 entries):", regs.hist_adjust_curve, ALAD_HIST_ADJUST_CURVE_SIZE, 13, 2);
+    PrintTable("agtm (AGTM table, 256 entries):", regs.agtm, ALAD_AGTM_LUT_SIZE, 16, 3);
     std::printf("driver range check (one line per register out of range, none when all are in range):\n");
     std::fflush(stdout);
     checkAladRegisterParameterValidity(&driver);

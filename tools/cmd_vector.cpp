@@ -36,9 +36,6 @@ const char kVectorHelp[] =
 
 namespace {
 
-constexpr int kHistEntries = 65;
-constexpr int kAgtmEntries = 256;
-
 // "WxH", both at least 1.
 cv::Size ParseSize(const std::string& text) {
     int width = 0, height = 0;
@@ -86,11 +83,11 @@ void WriteRegisterFile(const std::string& path, const kelvo::alad_verification_r
     };
     for (const auto& s : scalars) file << s.key << '=' << s.value << '\n';
     char key[32];
-    for (int i = 0; i < kHistEntries; ++i) {
+    for (int i = 0; i < ALAD_HIST_ADJUST_CURVE_SIZE; ++i) {
         std::snprintf(key, sizeof(key), "hist_adj_curv_%02d", i);  // index at characters 15-16
         file << key << '=' << static_cast<int32_t>(r.hist_adjust_curve[i]) << '\n';
     }
-    for (int i = 0; i < kAgtmEntries; ++i) {
+    for (int i = 0; i < ALAD_AGTM_LUT_SIZE; ++i) {
         std::snprintf(key, sizeof(key), "agtm_entry%03d", i);  // index at characters 11-13
         file << key << '=' << r.agtm[i] << '\n';
     }
@@ -115,8 +112,8 @@ int RunVector(int argc, char** argv) {
     const std::string image_path = (out_dir / "image.txt").string();
     const std::string regs_path = (out_dir / "regs.txt").string();
 
-    std::vector<uint32_t> curve(kHistEntries);
-    std::vector<int32_t> table(kAgtmEntries);
+    std::vector<uint32_t> curve(ALAD_HIST_ADJUST_CURVE_SIZE);
+    std::vector<int32_t> table(ALAD_AGTM_LUT_SIZE);
     kelvo::alad_verification_registrator regs;
     regs.hist_adjust_curve = curve.data();
     regs.agtm = table.data();

@@ -43,8 +43,8 @@ int RunVerify(int argc, char** argv) {
 
     // A register file that cannot be used would fail every frame: say so once, before anything runs.
     // Its warnings are left to the frames, which read it again.
-    std::vector<uint32_t> curve(65);
-    std::vector<int32_t> table(256);
+    std::vector<uint32_t> curve(ALAD_HIST_ADJUST_CURVE_SIZE);
+    std::vector<int32_t> table(ALAD_AGTM_LUT_SIZE);
     kelvo::alad_verification_registrator_ regs;
     regs.hist_adjust_curve = curve.data();
     regs.agtm = table.data();

@@ -8,12 +8,11 @@
 
 #include "alad/alad_verify.h"
 #include "common/log.h"
+#include "pipeline/register_table.h"
 
 namespace {
 
 constexpr size_t kMaxToken = 1023;
-constexpr int kHistEntries = 65;
-constexpr int kAgtmEntries = 256;
 
 // Reads the next white-space separated token. False at the end of the file. A token longer than
 // kMaxToken is consumed whole and returned with *overlong set, so that its tail is never taken
@@ -90,28 +89,6 @@ void SetEntry(const std::string& path, const std::string& token, const char* tab
     if (entries) entries[index] = static_cast<T>(value);
 }
 
-struct ScalarKey {
-    const char* key;
-    int32_t kelvo::alad_verification_registrator_::*field;
-};
-
-// In the order they are tried.
-const ScalarKey kScalarKeys[] = {
-    {"tm_mode", &kelvo::alad_verification_registrator_::reg_tm_mode},
-    {"width", &kelvo::alad_verification_registrator_::width},
-    {"height", &kelvo::alad_verification_registrator_::height},
-    {"blk_width_b", &kelvo::alad_verification_registrator_::reg_blk_width_b},
-    {"blk_height_b", &kelvo::alad_verification_registrator_::reg_blk_height_b},
-    {"hist_mode", &kelvo::alad_verification_registrator_::reg_hist_mode},
-    {"curve_transition", &kelvo::alad_verification_registrator_::reg_curve_transition},
-    {"linear_adj_offset", &kelvo::alad_verification_registrator_::reg_linear_adj_offset},
-    {"linear_adj_ratio", &kelvo::alad_verification_registrator_::reg_linear_adj_ratio},
-    {"strength_mode", &kelvo::alad_verification_registrator_::reg_strength_mode},
-    {"strength_target", &kelvo::alad_verification_registrator_::reg_strength_target},
-    {"strength_step", &kelvo::alad_verification_registrator_::reg_strength_step},
-    {"strength_interval", &kelvo::alad_verification_registrator_::reg_strength_interval},
-};
-
 void ApplyToken(const std::string& path, const std::string& token, kelvo::alad_verification_registrator_& reg) {
     // Leading '=' are skipped; the key runs to the next '=', the value from there to the one after.
     const size_t key_begin = token.find_first_not_of('=');
@@ -125,10 +102,11 @@ void ApplyToken(const std::string& path, const std::string& token, kelvo::alad_v
         value = token.substr(key_end + 1, value_end == std::string::npos ? std::string::npos : value_end - key_end - 1);
     }
 
-    for (const ScalarKey& scalar : kScalarKeys) {
-        if (key != scalar.key) continue;
+    // The scalar keys are the public registers' names, tried in register order.
+    for (const kelvo::RegisterInfo& scalar : kelvo::kRegisters) {
+        if (!scalar.public_form || key != scalar.name) continue;
         if (!has_value) throw RegisterFileInvalidArgument(path, token, "register '" + key + "' has no value");
-        reg.*scalar.field = ScalarValue(path, token, value);
+        reg.*scalar.public_form = ScalarValue(path, token, value);
         return;
     }
     const std::string prefix = key.substr(0, 4);
@@ -137,13 +115,13 @@ void ApplyToken(const std::string& path, const std::string& token, kelvo::alad_v
         const int index = TableNumber(path, token, IndexText(path, token, key, 14, 2), "CLTM table index");
         if (!has_value) throw RegisterFileInvalidArgument(path, token, "CLTM table entry has no value");
         const int number = TableNumber(path, token, value, "value");
-        SetEntry(path, token, "CLTM table", reg.hist_adjust_curve, kHistEntries, index, number);
+        SetEntry(path, token, "CLTM table", reg.hist_adjust_curve, ALAD_HIST_ADJUST_CURVE_SIZE, index, number);
     } else if (prefix == "agtm") {
         // "agtm", six free characters, a three-digit index.
         const int index = TableNumber(path, token, IndexText(path, token, key, 10, 3), "AGTM table index");
         if (!has_value) throw RegisterFileInvalidArgument(path, token, "AGTM table entry has no value");
         const int number = TableNumber(path, token, value, "value");
-        SetEntry(path, token, "AGTM table", reg.agtm, kAgtmEntries, index, number);
+        SetEntry(path, token, "AGTM table", reg.agtm, ALAD_AGTM_LUT_SIZE, index, number);
     }
 }
 

@@ -11,9 +11,6 @@
 
 namespace {
 
-constexpr int kHistEntries = 65;
-constexpr int kAgtmEntries = 256;
-
 // The eight dump files, then the result image: the caller's names where given, else
 // "<type>.txt" and "result.txt", inside the output folder.
 std::vector<std::string> DumpFiles(const std::string& folder, const char* const* names, int32_t count) {
@@ -56,8 +53,8 @@ int32_t VerifyRunOneFrameALAD(const char* registerFile, const char* imageFile, c
     const std::vector<std::string> files = DumpFiles(outputFolder ? outputFolder : "", names, count);
 
     // Whatever the file does not set reads 0.
-    std::vector<uint32_t> curve(kHistEntries, 0);
-    std::vector<int32_t> table(kAgtmEntries, 0);
+    std::vector<uint32_t> curve(ALAD_HIST_ADJUST_CURVE_SIZE, 0);
+    std::vector<int32_t> table(ALAD_AGTM_LUT_SIZE, 0);
     kelvo::alad_verification_registrator_ regs;
     regs.hist_adjust_curve = curve.data();
     regs.agtm = table.data();

@@ -8,6 +8,9 @@
 #ifndef ALAD_ALAD_DRIVER_H
 #define ALAD_ALAD_DRIVER_H
 
+#include "alad/alad_export.h"
+#include "alad/alad_records.h"
+
 #include <stdint.h>
 
 #ifdef __cplusplus
@@ -52,8 +55,8 @@ typedef struct alad_view_condition_driver_ {
     float blackLevelDst;
 } alad_view_condition_driver_;
 
-/* The register set as the driver sees it; the two tables are caller buffers of 65 and 256
- * values. */
+/* The register set as the driver sees it; the two tables are caller buffers of
+ * ALAD_HIST_ADJUST_CURVE_SIZE (65) and ALAD_AGTM_LUT_SIZE (256) values. */
 typedef struct alad_registrator_driver {
     int32_t reg_tm_mode;           /* 1..6 */
     int32_t reg_blk_width_b;       /* 64, 128 or 256 */
@@ -68,70 +71,70 @@ typedef struct alad_registrator_driver {
     int32_t reg_strength_target;   /* 0..255 */
     int32_t reg_strength_step;     /* 1..255 */
     int32_t reg_strength_interval; /* 0..255 */
-    int32_t* reg_hist;             /* 65 values: the CLTM clip curve */
-    int32_t* reg_agtm;             /* 256 values: the AGTM table (2048 = gain 1.0) */
+    int32_t* reg_hist;             /* ALAD_HIST_ADJUST_CURVE_SIZE values: the CLTM clip curve */
+    int32_t* reg_agtm;             /* ALAD_AGTM_LUT_SIZE values: the AGTM table (2048 = gain 1.0) */
 } alad_registrator_driver;
 
-ad_user_t_driver_* ad_user_t_init_driver_(ad_user_t_driver_* user);
-alad_display_model_driver_* alad_display_model_init_driver_(alad_display_model_driver_* model);
+ALAD_EXPORT ad_user_t_driver_* ad_user_t_init_driver_(ad_user_t_driver_* user);
+ALAD_EXPORT alad_display_model_driver_* alad_display_model_init_driver_(alad_display_model_driver_* model);
 /* 64 up to 64, 128 up to 128, 256 above. */
-uint32_t _check_blk_size_driver(uint32_t size);
+ALAD_EXPORT uint32_t _check_blk_size_driver(uint32_t size);
 
 /* Starts the engine. Resets *user and *model to the defaults first, on purpose: the engine starts
  * with exactly what the caller sees on return; only the viewing condition is taken. */
-int32_t InitEngineALADforDriver(ad_user_t_driver_* user, alad_display_model_driver_* model,
-                                const alad_view_condition_driver_* view);
-int32_t DeinitEngineALADforDriver(void);
-int32_t ResetEngineALADforDriver(void);
-int32_t UpdateViewConditionParameterForDriver(const alad_view_condition_driver_* view);
-int32_t UpdateDisplayPanelParameterForDriver(const alad_display_model_driver_* model);
-int32_t UpdateCLTMParameterForDriver(const ad_user_t_driver_* user);
+ALAD_EXPORT int32_t InitEngineALADforDriver(ad_user_t_driver_* user, alad_display_model_driver_* model,
+                                            const alad_view_condition_driver_* view);
+ALAD_EXPORT int32_t DeinitEngineALADforDriver(void);
+ALAD_EXPORT int32_t ResetEngineALADforDriver(void);
+ALAD_EXPORT int32_t UpdateViewConditionParameterForDriver(const alad_view_condition_driver_* view);
+ALAD_EXPORT int32_t UpdateDisplayPanelParameterForDriver(const alad_display_model_driver_* model);
+ALAD_EXPORT int32_t UpdateCLTMParameterForDriver(const ad_user_t_driver_* user);
 /* Runs one frame in place on the driver's buffer; the alpha bytes are kept. (From C++, the same
  * call also takes the record by reference.) */
-int32_t RunOneFrameBufferALADforDriver(_image* image);
+ALAD_EXPORT int32_t RunOneFrameBufferALADforDriver(_image* image);
 
 /* Prints one line for each register out of range, in register order; never changes the record. */
-int32_t checkAladRegisterParameterValidity(const alad_registrator_driver* reg);
+ALAD_EXPORT int32_t checkAladRegisterParameterValidity(const alad_registrator_driver* reg);
 /* Fills *reg (and its two tables) with the engine's current registers, then checks them. */
-int32_t ALADRegistratorsInfoForDriver(alad_registrator_driver* reg);
+ALAD_EXPORT int32_t ALADRegistratorsInfoForDriver(alad_registrator_driver* reg);
 
 /* Routes the engine's console lines to sink (level 0 information, 1 warning, 2 error; each line
  * without its newline), for instance to the system log; a sink that ignores them silences the
  * engine, a null sink restores the console. The same setting as kelvo::SetEngineLogSink. */
-int32_t SetEngineLogSinkForDriver(void (*sink)(void* user, int level, const char* line), void* user);
+ALAD_EXPORT int32_t SetEngineLogSinkForDriver(void (*sink)(void* user, int level, const char* line), void* user);
 
 /* The 40 ambient-light levels, lux, ascending. */
 #define ALAD_AGTM_LEVELS 40
-extern const int32_t agtmLuxTable[ALAD_AGTM_LEVELS];
+ALAD_EXPORT extern const int32_t agtmLuxTable[ALAD_AGTM_LEVELS];
 /* The level (0..39) nearest to a lux reading; a reading half-way goes to the lower level. */
-int getAGTMLevel(int lux);
+ALAD_EXPORT int getAGTMLevel(int lux);
 /* Restarts the engine in the driver's default configuration for the level's viewing condition
  * (300 lux -> the level's lux; levels outside 0..39 are clamped) and copies its AGTM table,
  * 256 int32 values, into lut. */
-int getAGTMCurveParams(int level, void* lut);
+ALAD_EXPORT int getAGTMCurveParams(int level, void* lut);
 
 #ifdef __cplusplus
 }  /* extern "C" */
 
 #include <opencv2/core.hpp>
 
-int32_t RunOneFrameBufferALADforDriver(_image& image);
+ALAD_EXPORT int32_t RunOneFrameBufferALADforDriver(_image& image);
 /* A 12-bit CV_32SC3 frame through the engine, as RunOneFrameALAD. */
-int32_t RunOneFrameALADforDriver(const cv::Mat& src, cv::Mat& dst);
+ALAD_EXPORT int32_t RunOneFrameALADforDriver(const cv::Mat& src, cv::Mat& dst);
 /* An 8-bit BGR picture, widened to 12 bits, through the engine; dst holds 12-bit values. */
-int32_t ALADImageModeForBSPdriver(cv::Mat& src, cv::Mat& dst);
+ALAD_EXPORT int32_t ALADImageModeForBSPdriver(cv::Mat& src, cv::Mat& dst);
 
 /* Buffer and matrix conversions. ARGB matrices are CV_8UC4 with channel 0 alpha, then R, G, B. */
-void imageBuffer2MatARGBforDriver(_image& buffer, cv::Mat& out);
-void imageMatARGB2BufferForDriver(cv::Mat& argb, unsigned char* buffer);
-void imageMatARGB2RGB(cv::Mat& argb, cv::Mat& rgb, cv::Mat& alpha);
-void imageBGR2ARGB_8888(cv::Mat& bgr, cv::Mat& alpha, cv::Mat& argb);
-void imageBGR2ARGB_8888(cv::Mat& bgr, cv::Mat& argb);
+ALAD_EXPORT void imageBuffer2MatARGBforDriver(_image& buffer, cv::Mat& out);
+ALAD_EXPORT void imageMatARGB2BufferForDriver(cv::Mat& argb, unsigned char* buffer);
+ALAD_EXPORT void imageMatARGB2RGB(cv::Mat& argb, cv::Mat& rgb, cv::Mat& alpha);
+ALAD_EXPORT void imageBGR2ARGB_8888(cv::Mat& bgr, cv::Mat& alpha, cv::Mat& argb);
+ALAD_EXPORT void imageBGR2ARGB_8888(cv::Mat& bgr, cv::Mat& argb);
 /* 8-bit BGR to 12 bits in CV_32SC3: v * 16 + v / 16 (0 -> 0, 128 -> 2056, 255 -> 4095). */
-void transform8To12(cv::Mat& src, cv::Mat& dst);
+ALAD_EXPORT void transform8To12(cv::Mat& src, cv::Mat& dst);
 /* 10-bit values in CV_32SC3 to 12 bits: v * 4 + v / 256 (1023 -> 4095, 512 -> 2050). */
-void transform10To12(cv::Mat& src, cv::Mat& dst);
-void transform8To12Interface(cv::Mat& src, cv::Mat& dst);
+ALAD_EXPORT void transform10To12(cv::Mat& src, cv::Mat& dst);
+ALAD_EXPORT void transform8To12Interface(cv::Mat& src, cv::Mat& dst);
 #endif
 
 #endif /* ALAD_ALAD_DRIVER_H */

@@ -4,6 +4,9 @@
 #ifndef ALAD_ALAD_INTERFACE_H
 #define ALAD_ALAD_INTERFACE_H
 
+#include "alad/alad_export.h"
+#include "alad/alad_records.h"
+
 #include <cstdint>
 
 #include <opencv2/core.hpp>
@@ -41,7 +44,8 @@ struct alad_view_condition_interface_ {
     float blackLevelDst;
 };
 
-// The register set as the front end holds it; the two tables are caller buffers of 65 and 256.
+// The register set as the front end holds it; the two tables are caller buffers of
+// ALAD_HIST_ADJUST_CURVE_SIZE (65) and ALAD_AGTM_LUT_SIZE (256) values.
 struct alad_verification_registrator_interface_ {
     int32_t tm_mode;
     int32_t width;
@@ -56,41 +60,41 @@ struct alad_verification_registrator_interface_ {
     int32_t strength_target;
     int32_t strength_step;
     int32_t strength_interval;
-    int32_t* reg_hist;  // 65 values
-    int32_t* reg_agtm;  // 256 values
+    int32_t* reg_hist;  // ALAD_HIST_ADJUST_CURVE_SIZE values
+    int32_t* reg_agtm;  // ALAD_AGTM_LUT_SIZE values
 };
 
 // Writes the defaults and prints "ad_user_t: blk_size=256x256, strength=8, curve_id=1".
-ad_user_interface_t_* ad_user_t_init_interface(ad_user_interface_t_* user);
-alad_display_model_interface_* alad_display_model_init_interface_(alad_display_model_interface_* model);
+ALAD_EXPORT ad_user_interface_t_* ad_user_t_init_interface(ad_user_interface_t_* user);
+ALAD_EXPORT alad_display_model_interface_* alad_display_model_init_interface_(alad_display_model_interface_* model);
 // 64 up to 64, 128 up to 128, 256 above.
-uint32_t _check_blk_size_interface(uint32_t size);
+ALAD_EXPORT uint32_t _check_blk_size_interface(uint32_t size);
 
 // Starts the engine. Resets *user and *model to the defaults first, on purpose: only the viewing
 // condition is taken from the caller.
-int32_t InitEngineALADInterface(ad_user_interface_t_* user, alad_display_model_interface_* model,
-                                const alad_view_condition_interface_* view);
-int32_t RunOneFrameALADInterface(const cv::Mat& src, cv::Mat& dst);
-int32_t DeinitEngineALADInterface();
+ALAD_EXPORT int32_t InitEngineALADInterface(ad_user_interface_t_* user, alad_display_model_interface_* model,
+                                            const alad_view_condition_interface_* view);
+ALAD_EXPORT int32_t RunOneFrameALADInterface(const cv::Mat& src, cv::Mat& dst);
+ALAD_EXPORT int32_t DeinitEngineALADInterface();
 // The engine's one-shot table for two ambient levels; the count is not used.
-int32_t ComputeAGTMLUTByAmbientLightInterface(unsigned int unused, unsigned int ambientSrc, unsigned int ambientDst,
-                                              int* lut, unsigned int count);
+ALAD_EXPORT int32_t ComputeAGTMLUTByAmbientLightInterface(unsigned int unused, unsigned int ambientSrc,
+                                                          unsigned int ambientDst, int* lut, unsigned int count);
 // Returns the engine's result (-1 before any initialisation).
-int32_t PrintCurrentRegistratorFromDriverInterface();
+ALAD_EXPORT int32_t PrintCurrentRegistratorFromDriverInterface();
 // The eight fields shared with the driver's record into the engine's CLTM settings.
-int32_t UpdateCLTMParameterForVerify(const ad_user_interface_t_* user);
+ALAD_EXPORT int32_t UpdateCLTMParameterForVerify(const ad_user_interface_t_* user);
 // Reads a register file into *reg and its two buffers (entries the file does not set read 0); a
 // file that cannot be read or converted is reported and leaves *reg as it was.
-void parseRegisterFromFileInterface(const char* path, alad_verification_registrator_interface_* reg);
-int32_t SettingVerificationRegistratorInterface(const alad_verification_registrator_interface_* reg);
+ALAD_EXPORT void parseRegisterFromFileInterface(const char* path, alad_verification_registrator_interface_* reg);
+ALAD_EXPORT int32_t SettingVerificationRegistratorInterface(const alad_verification_registrator_interface_* reg);
 
-int32_t printImageInfoInterface(const char* fileName, const cv::Mat& image);
-int32_t printDebugInfoInterface(const char* fileName, const char* infoType);
+ALAD_EXPORT int32_t printImageInfoInterface(const char* fileName, const cv::Mat& image);
+ALAD_EXPORT int32_t printDebugInfoInterface(const char* fileName, const char* infoType);
 // Returns the reader's result: 0, or -1 (file unreadable, pixel count mismatch).
-int32_t parseImageFromFileCmodelInterface(const char* path, int width, int height, cv::Mat& out);
-int32_t VerifyInitEngineALADInterface();
-int32_t VerifyRunOneFrameALADInterface(const char* registerFile, const char* imageFile, const char* outputFolder,
-                                       const char* const* names, int32_t count);
-int32_t VerifyDeinitEngineALADInterface();
+ALAD_EXPORT int32_t parseImageFromFileCmodelInterface(const char* path, int width, int height, cv::Mat& out);
+ALAD_EXPORT int32_t VerifyInitEngineALADInterface();
+ALAD_EXPORT int32_t VerifyRunOneFrameALADInterface(const char* registerFile, const char* imageFile,
+                                                   const char* outputFolder, const char* const* names, int32_t count);
+ALAD_EXPORT int32_t VerifyDeinitEngineALADInterface();
 
 #endif  // ALAD_ALAD_INTERFACE_H

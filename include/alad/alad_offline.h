@@ -15,6 +15,8 @@
 #ifndef ALAD_ALAD_OFFLINE_H
 #define ALAD_ALAD_OFFLINE_H
 
+#include "alad/alad_export.h"
+
 #include <cstdint>
 #include <opencv2/core.hpp>
 #include <vector>
@@ -30,7 +32,7 @@ class CLTMBufferManager;
 class CLTMParamBlock;
 
 // CLTM on single pictures, for still images or (with `video`) as frames of a sequence.
-class ContentLTM {
+class ALAD_EXPORT ContentLTM {
 public:
     // Block size 256x256, clip curve 1, strength 8 (strength target 128), no filter, still images.
     ContentLTM();
@@ -65,46 +67,48 @@ private:
 // one per input code i / 255, which make the picture seen under view.blackLevelDst lux look as it
 // did under view.blackLevelSrc lux. This is the `ambient` curve the global family below takes.
 // Pure: no engine is made or touched.
-std::vector<double> AmbientToneCurve(const alad_display_model_& display, const alad_view_condition_& view);
+ALAD_EXPORT std::vector<double> AmbientToneCurve(const alad_display_model_& display, const alad_view_condition_& view);
 // The same curve as the engine's 256-entry AGTM gain table (gain x 2048): what the engine builds
 // for these records, and what ComputeAGTMLUTByAmbientLight gives for the default panel, without
 // replacing the running engine.
-std::vector<int32_t> AmbientAGTMTable(const alad_display_model_& display, const alad_view_condition_& view);
+ALAD_EXPORT std::vector<int32_t> AmbientAGTMTable(const alad_display_model_& display, const alad_view_condition_& view);
 
 // The content-adaptive tone curve of an 8-bit single-channel image: 256 output codes (0..1) and
 // the gain each implies (output / input). An empty image leaves both untouched.
-void ContentAdaptiveToneCurve8Bit(cv::Mat& image, std::vector<double>& curve, std::vector<double>& gain,
-                                  float contentWeight, float temporalWeight);
-void ContentAdaptiveToneCurve(cv::Mat& image, std::vector<double>& curve, float contentWeight, float temporalWeight);
+ALAD_EXPORT void ContentAdaptiveToneCurve8Bit(cv::Mat& image, std::vector<double>& curve, std::vector<double>& gain,
+                                              float contentWeight, float temporalWeight);
+ALAD_EXPORT void ContentAdaptiveToneCurve(cv::Mat& image, std::vector<double>& curve, float contentWeight,
+                                          float temporalWeight);
 // Empties the curve kept from earlier calls.
-void ClearLUT();
+ALAD_EXPORT void ClearLUT();
 
 // The global family: `in` CV_8UC3 (B, G, R), `ambient` 256 output codes, `out` created CV_8UC3.
 // Gray through the content curve and the ambient curve, channels scaled by the gray ratio.
-void GlobalToneMappingOneImage(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out);
+ALAD_EXPORT void GlobalToneMappingOneImage(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out);
 // One 256-entry table from both curves, applied to each channel.
-void GlobalToneMappingOneImageBy1DGammaLUT(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out);
+ALAD_EXPORT void GlobalToneMappingOneImageBy1DGammaLUT(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out);
 // An interpolated combined table looked up with the gray, channels scaled by the gray ratio.
-void GlobalToneMappingOneImageByCombineLUT(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out);
+ALAD_EXPORT void GlobalToneMappingOneImageByCombineLUT(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out);
 // The content gain and the ambient gain, both interpolated, multiplied into each channel.
-void GlobalToneMappingOneImageByScalerLUT(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out);
+ALAD_EXPORT void GlobalToneMappingOneImageByScalerLUT(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out);
 
 // The combined paths: `reference` receives the floating-point reference result and `result` the
 // integer result, both CV_32SC3 of src's size.
 // One merged gain per pixel: the LTM gain times the AGTM gain at the LTM-mapped brightness.
-void ToneMappingOneImageLTMAGTMDeepFixed(cv::Mat& src, const std::vector<int32_t>& lut, cv::Mat& reference,
-                                         cv::Mat& result, ContentLTM& ltm);
+ALAD_EXPORT void ToneMappingOneImageLTMAGTMDeepFixed(cv::Mat& src, const std::vector<int32_t>& lut, cv::Mat& reference,
+                                                     cv::Mat& result, ContentLTM& ltm);
 // The AGTM stage alone on a copy of src; `ltm` is not used.
-void ToneMappingOneImageLTMAGTMConcatenateFixed(cv::Mat& src, const std::vector<int32_t>& lut, cv::Mat& reference,
-                                                cv::Mat& result, ContentLTM& ltm);
+ALAD_EXPORT void ToneMappingOneImageLTMAGTMConcatenateFixed(cv::Mat& src, const std::vector<int32_t>& lut,
+                                                            cv::Mat& reference, cv::Mat& result, ContentLTM& ltm);
 // reference: the AGTM stage's reference result on src; result: the LTM (BGR mode) of src itself.
-void ToneMappingOneImageAGTMLTMConcatenateFixed(cv::Mat& src, const std::vector<int32_t>& lut, cv::Mat& reference,
-                                                cv::Mat& result, ContentLTM& ltm);
+ALAD_EXPORT void ToneMappingOneImageAGTMLTMConcatenateFixed(cv::Mat& src, const std::vector<int32_t>& lut,
+                                                            cv::Mat& reference, cv::Mat& result, ContentLTM& ltm);
 
 }  // namespace kelvo
 
 // Twins of kelvo::GlobalToneMappingOneImage and kelvo::GlobalToneMappingOneImageBy1DGammaLUT.
-void GlobalToneMappingOneImageFixed(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out);
-void GlobalToneMappingOneImageBy1DGammaLUTFixed(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out);
+ALAD_EXPORT void GlobalToneMappingOneImageFixed(cv::Mat& in, const std::vector<double>& ambient, cv::Mat& out);
+ALAD_EXPORT void GlobalToneMappingOneImageBy1DGammaLUTFixed(cv::Mat& in, const std::vector<double>& ambient,
+                                                            cv::Mat& out);
 
 #endif  // ALAD_ALAD_OFFLINE_H

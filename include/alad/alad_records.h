@@ -1,11 +1,18 @@
-// Parameter records of the ALAD engine: what a caller hands in to configure the two stages.
-//
-// All records are plain aggregates copied by value. A default-constructed record holds the
-// defaults the engine's own callers use. The two register sets own nothing: their array pointers
-// designate caller storage (65 curve values, 256 AGTM table values).
+/* Parameter records of the ALAD engine: what a caller hands in to configure the two stages.
+ *
+ * All records are plain aggregates copied by value. A default-constructed record holds the
+ * defaults the engine's own callers use. The two register sets own nothing: their array pointers
+ * designate caller storage (ALAD_HIST_ADJUST_CURVE_SIZE curve values, ALAD_AGTM_LUT_SIZE AGTM table
+ * values). The two sizes are also what a C driver includes this header for. */
 #ifndef ALAD_ALAD_RECORDS_H
 #define ALAD_ALAD_RECORDS_H
 
+/* Entries of the register set's two tables: the CLTM histogram-adjust (clip) curve and the AGTM
+ * gain table (2048 = gain 1.0). */
+#define ALAD_HIST_ADJUST_CURVE_SIZE 65
+#define ALAD_AGTM_LUT_SIZE 256
+
+#ifdef __cplusplus
 #include <cstdint>
 
 namespace kelvo {
@@ -57,8 +64,8 @@ struct alad_verification_registrator_ {
     int32_t reg_strength_target = 0;
     int32_t reg_strength_step = 0;
     int32_t reg_strength_interval = 0;
-    uint32_t* hist_adjust_curve = nullptr;  // 65 values of caller storage
-    int32_t* agtm = nullptr;                // 256 AGTM table values (raw 19.11) of caller storage
+    uint32_t* hist_adjust_curve = nullptr;  // ALAD_HIST_ADJUST_CURVE_SIZE values of caller storage
+    int32_t* agtm = nullptr;                // ALAD_AGTM_LUT_SIZE table values (raw 19.11) of caller storage
 };
 
 // Hardware register set, internal form: also carries the block counts, which are outputs only.
@@ -78,10 +85,11 @@ struct alad_verification_registrator {
     int32_t reg_strength_target = 0;
     int32_t reg_strength_step = 0;
     int32_t reg_strength_interval = 0;
-    uint32_t* hist_adjust_curve = nullptr;  // 65 values of caller storage
-    int32_t* agtm = nullptr;                // 256 values of caller storage
+    uint32_t* hist_adjust_curve = nullptr;  // ALAD_HIST_ADJUST_CURVE_SIZE values of caller storage
+    int32_t* agtm = nullptr;                // ALAD_AGTM_LUT_SIZE values of caller storage
 };
 
 }  // namespace kelvo
+#endif  /* __cplusplus */
 
-#endif  // ALAD_ALAD_RECORDS_H
+#endif  /* ALAD_ALAD_RECORDS_H */

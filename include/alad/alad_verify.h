@@ -12,6 +12,8 @@
 #ifndef ALAD_ALAD_VERIFY_H
 #define ALAD_ALAD_VERIFY_H
 
+#include "alad/alad_export.h"
+
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -26,7 +28,7 @@
 // A register file that cannot be applied: a number that does not convert. Carries the file, the
 // offending token and what is wrong with it; what() says all three in one line. Thrown as one of
 // the two standard conversion exceptions below, so it can be caught as either.
-class RegisterFileError {
+class ALAD_EXPORT RegisterFileError {
 public:
     virtual ~RegisterFileError() = default;
     const std::string& file() const { return file_; }
@@ -47,14 +49,14 @@ private:
 };
 
 // No number where one is needed (a table index or value that is not a number, a missing value).
-class RegisterFileInvalidArgument : public std::invalid_argument, public RegisterFileError {
+class ALAD_EXPORT RegisterFileInvalidArgument : public std::invalid_argument, public RegisterFileError {
 public:
     RegisterFileInvalidArgument(const std::string& file, const std::string& token, const std::string& problem)
         : std::invalid_argument(Describe(file, token, problem)), RegisterFileError(file, token, problem) {}
 };
 
 // A number outside the 32-bit range, or a table key too short to hold its index.
-class RegisterFileOutOfRange : public std::out_of_range, public RegisterFileError {
+class ALAD_EXPORT RegisterFileOutOfRange : public std::out_of_range, public RegisterFileError {
 public:
     RegisterFileOutOfRange(const std::string& file, const std::string& token, const std::string& problem)
         : std::out_of_range(Describe(file, token, problem)), RegisterFileError(file, token, problem) {}
@@ -65,59 +67,59 @@ public:
 // error) when the file cannot be opened. A table index outside its table is reported on standard
 // error and that token skipped; a number that does not convert throws RegisterFileInvalidArgument
 // or RegisterFileOutOfRange (the tokens before it have been applied).
-int32_t ReadRegisterFile(const char* path, kelvo::alad_verification_registrator_& reg);
+ALAD_EXPORT int32_t ReadRegisterFile(const char* path, kelvo::alad_verification_registrator_& reg);
 // The same, without the result.
-void parseRegisterFromFile(const char* path, kelvo::alad_verification_registrator_& reg);
+ALAD_EXPORT void parseRegisterFromFile(const char* path, kelvo::alad_verification_registrator_& reg);
 
 // ---- test images ----
 
 // One pixel per line, "R G B" in hexadecimal, into a CV_32SC3 B, G, R image. Returns 0, or -1 when
 // the file cannot be opened, the size is not usable (below 1 or above 8K UHD's pixel count) or the
 // file does not hold exactly width x height pixels (missing pixels read 0).
-int parseImageFromFile(std::string path, int width, int height, cv::Mat& out);
+ALAD_EXPORT int parseImageFromFile(std::string path, int width, int height, cv::Mat& out);
 // One pixel per line, RRRGGGBBB packed in one hexadecimal number; otherwise as above.
-int parseImageFromFileCmodel(std::string path, int width, int height, cv::Mat& out);
+ALAD_EXPORT int parseImageFromFileCmodel(std::string path, int width, int height, cv::Mat& out);
 // A planar 10-bit little-endian YUV 4:2:0 frame into a 10-bit CV_32SC3 B, G, R image. A file that
 // cannot be opened or is shorter than the frame, or a size that is not usable, is reported on
 // standard error and leaves out empty.
-void yuv10BitLE2BGR(const std::string& path, int width, int height, cv::Mat& out);
+ALAD_EXPORT void yuv10BitLE2BGR(const std::string& path, int width, int height, cv::Mat& out);
 // Prints the 2.2 gamma check of a table file ("address value" in hexadecimal per line). Returns 0,
 // or -1 when the file cannot be opened or does not hold `length` entries.
-int parseGammaLUTFromFile(std::string path, int length);
+ALAD_EXPORT int parseGammaLUTFromFile(std::string path, int length);
 
 // ---- dumps ----
 
 // The debug data types, in the order a verification run dumps them.
 constexpr int kDebugInfoTypeCount = 8;
-extern const char* const kDebugInfoTypes[kDebugInfoTypeCount];
+ALAD_EXPORT extern const char* const kDebugInfoTypes[kDebugInfoTypeCount];
 
 // Writes one kind of debug data ("hist", "foreward_curve", "backward_curve", "curve",
 // "smooth_curve", "trans_curve": one %08x value per line; "agtm_result", "cltm_result": image
 // lines) into fileName. An unknown type leaves an empty file. The first and third arguments are
 // not used.
-void printDebugInfo(int, const std::string& fileName, const std::string&, const std::string& infoType);
-void printDebugInfo(const std::string& fileName, const std::string& infoType);
+ALAD_EXPORT void printDebugInfo(int, const std::string& fileName, const std::string&, const std::string& infoType);
+ALAD_EXPORT void printDebugInfo(const std::string& fileName, const std::string& infoType);
 // Writes an image, one pixel per line as R, G, B, each at least three hexadecimal digits
 // (RRRGGGBBB for 12-bit values): what parseImageFromFileCmodel reads back. The first and third
 // arguments are not used.
-void printImageInfo(int, const std::string& fileName, const std::string&, const cv::Mat& image);
-void printImageInfo(const std::string& fileName, const cv::Mat& image);
+ALAD_EXPORT void printImageInfo(int, const std::string& fileName, const std::string&, const cv::Mat& image);
+ALAD_EXPORT void printImageInfo(const std::string& fileName, const cv::Mat& image);
 // The two dumps with a result: 0 when the file was written, -1 when it could not be (reported on
 // standard error), the type is unknown or the image is not a 3-channel one.
-int32_t WriteDebugDump(const std::string& fileName, const std::string& infoType);
-int32_t WriteImageDump(const std::string& fileName, const cv::Mat& image);
+ALAD_EXPORT int32_t WriteDebugDump(const std::string& fileName, const std::string& infoType);
+ALAD_EXPORT int32_t WriteImageDump(const std::string& fileName, const cv::Mat& image);
 
 // Prints how far a fixed-point result is from its floating-point reference: PSNR, summed absolute
 // difference per channel and the smallest and largest difference (in that order).
-void StatisticsForFloatFixed(cv::Mat& floatResult, cv::Mat& fixedResult, std::string label);
+ALAD_EXPORT void StatisticsForFloatFixed(cv::Mat& floatResult, cv::Mat& fixedResult, std::string label);
 // 0 for a negative value, else the value rounded half away from zero, at most `maximum`.
-float ClimpUnchar(float value, float maximum);
+ALAD_EXPORT float ClimpUnchar(float value, float maximum);
 
 // ---- the verification run ----
 
 // Starts the engine in the reference configuration: blocks 256x256, curve 1, strength 8, order 1,
 // size 0x0 (the register files set it), default display, 6000 lux -> 260000 lux.
-int32_t VerifyInitEngineALAD();
+ALAD_EXPORT int32_t VerifyInitEngineALAD();
 // One frame: a register record cleared to zero is filled from registerFile and handed to the
 // engine, the packed pixel file imageFile (of the registers' width and height) is run through it,
 // and the eight debug dumps and the result image are written into outputFolder, named by names[0..8]
@@ -125,9 +127,9 @@ int32_t VerifyInitEngineALAD();
 // read or converted skips the frame before anything reaches the engine; so does an unusable frame
 // size or an image file that cannot be opened. Returns 0 when the frame ran and every dump was
 // written, -1 otherwise (each problem reported on standard error, naming the file).
-int32_t VerifyRunOneFrameALAD(const char* registerFile, const char* imageFile, const char* outputFolder,
-                              const char* const* names, int32_t count);
-int32_t VerifyResetEngineALAD();
-int32_t VerifyDeinitEngineALAD();
+ALAD_EXPORT int32_t VerifyRunOneFrameALAD(const char* registerFile, const char* imageFile, const char* outputFolder,
+                                          const char* const* names, int32_t count);
+ALAD_EXPORT int32_t VerifyResetEngineALAD();
+ALAD_EXPORT int32_t VerifyDeinitEngineALAD();
 
 #endif  // ALAD_ALAD_VERIFY_H

@@ -2,10 +2,12 @@
 #ifndef ALAD_ALAD_VERSION_H
 #define ALAD_ALAD_VERSION_H
 
+#include "alad/alad_export.h"
+
 namespace kelvo {
 
 // The library's version, "major.minor.patch".
-const char* ALADVersion();
+ALAD_EXPORT const char* ALADVersion();
 
 }  // namespace kelvo
 

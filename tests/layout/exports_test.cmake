@@ -1,0 +1,70 @@
+cmake_minimum_required(VERSION 3.25)
+# libalad.so exports exactly what the public headers declare: every name marked ALAD_EXPORT in
+# include/alad/ is defined in the library's dynamic symbol table, and nothing else is.
+# Variables: NM, LIBRARY, SOURCE.
+include("${SOURCE}/cmake/AladExports.cmake")
+file(GLOB headers "${SOURCE}/include/alad/*.h")
+alad_public_names("${headers}" declared)
+
+# A declaration at namespace scope (a line that starts with its type) without the mark would be
+# neither exported nor noticed: every one must carry it.
+set(unmarked "")
+foreach(header IN LISTS headers)
+  file(STRINGS "${header}" lines REGEX "^[A-Za-z]")
+  foreach(line IN LISTS lines)
+    if(line MATCHES "^(typedef|struct|class|namespace|extern \"C\"|enum|using|constexpr|template)"
+       OR NOT line MATCHES "\\(|^extern" OR line MATCHES "ALAD_EXPORT")
+      continue()
+    endif()
+    get_filename_component(name "${header}" NAME)
+    list(APPEND unmarked "${name}: ${line}")
+  endforeach()
+endforeach()
+if(unmarked)
+  list(JOIN unmarked "\n  " unmarked)
+  message(FATAL_ERROR "public declarations without ALAD_EXPORT:\n  ${unmarked}")
+endif()
+
+execute_process(COMMAND "${NM}" -DC --defined-only "${LIBRARY}" RESULT_VARIABLE rc OUTPUT_VARIABLE listing)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "${NM} could not list ${LIBRARY}")
+endif()
+string(REPLACE ";" "\\;" listing "${listing}")
+string(REPLACE "\n" ";" listing "${listing}")
+set(exported "")
+set(strays "")
+foreach(line IN LISTS listing)
+  if(NOT line MATCHES "^[0-9a-f]+ [A-Za-z] (.*)$")
+    continue()
+  endif()
+  set(symbol "${CMAKE_MATCH_1}")
+  if(symbol MATCHES "^(_end|_edata|__bss_start)$")  # the linker's own
+    continue()
+  endif()
+  # typeinfo, its name and the vtable stand for their class; a member for its class; a function
+  # for its name.
+  string(REGEX REPLACE "^(typeinfo name for |typeinfo for |vtable for )" "" name "${symbol}")
+  string(REGEX REPLACE "\\(.*$" "" name "${name}")
+  string(REGEX REPLACE "^kelvo::" "" name "${name}")
+  string(REGEX REPLACE "::.*$" "" name "${name}")
+  if(name IN_LIST declared)
+    list(APPEND exported "${name}")
+  else()
+    list(APPEND strays "${symbol}")
+  endif()
+endforeach()
+
+set(missing "")
+foreach(name IN LISTS declared)
+  if(NOT name IN_LIST exported)
+    list(APPEND missing "${name}")
+  endif()
+endforeach()
+list(LENGTH declared count)
+if(strays OR missing)
+  list(JOIN strays "\n  " strays)
+  list(JOIN missing "\n  " missing)
+  message(FATAL_ERROR "libalad.so and include/alad/ disagree.\nExported but not declared:\n  ${strays}\n"
+                      "Declared but not exported:\n  ${missing}")
+endif()
+message(STATUS "libalad.so exports the ${count} names the public headers declare, and nothing else")

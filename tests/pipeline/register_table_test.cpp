@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <set>
+#include <string>
+
+#include "pipeline/register_table.h"
+
+namespace kelvo {
+namespace {
+
+// Every 32-bit field of a record (the table pointers excluded) is named by exactly one row: a row
+// that is missing, doubled or pointing at the wrong field shows up as a field left at its fill
+// value or as two rows sharing a value.
+template <typename Record, typename Field>
+void ExpectEveryFieldOnce(Field field, size_t integer_fields) {
+    Record record;
+    std::memset(static_cast<void*>(&record), 0xA5, sizeof(record));
+    std::set<int32_t> seen;
+    int32_t next = 1;
+    for (const RegisterInfo& reg : kRegisters) {
+        if (!(reg.*field)) continue;
+        record.*(reg.*field) = next;
+        seen.insert(next++);
+    }
+    EXPECT_EQ(seen.size(), integer_fields);
+    const int32_t* words = reinterpret_cast<const int32_t*>(&record);
+    for (size_t i = 0; i < integer_fields; ++i) EXPECT_TRUE(seen.count(words[i])) << "field " << i;
+}
+
+TEST(RegisterTableTest, EachFormHasEveryFieldOnceAndCopiesKeepTheValues) {
+    ExpectEveryFieldOnce<alad_verification_registrator>(&RegisterInfo::internal, 15);
+    ExpectEveryFieldOnce<alad_verification_registrator_>(&RegisterInfo::public_form, 13);
+    ExpectEveryFieldOnce<alad_registrator_driver>(&RegisterInfo::driver, 13);
+    ExpectEveryFieldOnce<alad_verification_registrator_interface_>(&RegisterInfo::front_end, 13);
+
+    alad_verification_registrator_ pub;
+    for (int i = 0; i < kRegisterCount; ++i) {
+        if (kRegisters[i].public_form) pub.*kRegisters[i].public_form = 100 + i;
+    }
+    alad_verification_registrator internal;
+    CopyRegisters(pub, internal);
+    alad_registrator_driver driver{};
+    CopyRegisters(internal, driver);
+    alad_verification_registrator_interface_ front_end{};
+    CopyRegisters(pub, front_end);
+    alad_verification_registrator_ back;
+    CopyRegisters(front_end, back);
+    for (int i = 0; i < kRegisterCount; ++i) {
+        const RegisterInfo& reg = kRegisters[i];
+        SCOPED_TRACE(reg.name);
+        if (!reg.public_form) {
+            EXPECT_EQ(internal.*reg.internal, 0);  // the block counts are outputs: never copied in
+            continue;
+        }
+        EXPECT_EQ(internal.*reg.internal, 100 + i);
+        EXPECT_EQ(back.*reg.public_form, 100 + i);
+        if (reg.driver) {
+            EXPECT_EQ(driver.*reg.driver, 100 + i);
+        }
+    }
+    // The names are the register file's keys, with the prefix the records give them dropped.
+    EXPECT_STREQ(kRegisters[0].name, "tm_mode");
+    EXPECT_STREQ(kRegisters[kRegisterCount - 1].name, "strength_interval");
+}
+
+TEST(RegisterTableTest, RangesAreTheDriversBounds) {
+    const struct {
+        const char* name;
+        int32_t inside, below, above;
+    } cases[] = {
+        {"tm_mode", 6, 0, 7},          {"blk_width_b", 128, 96, 512},      {"blk_h_num", 10, 0, 11},
+        {"blk_w_num", 5, 0, 6},        {"curve_transition", 8191, -1, 8192}, {"linear_adj_offset", -1023, -1024, 1024},
+        {"strength_step", 1, 0, 256},  {"strength_interval", 0, -1, 256},
+    };
+    for (const auto& c : cases) {
+        for (const RegisterInfo& reg : kRegisters) {
+            if (std::string(reg.name) != c.name) continue;
+            EXPECT_TRUE(RegisterInRange(reg, c.inside)) << c.name;
+            EXPECT_FALSE(RegisterInRange(reg, c.below)) << c.name;
+            EXPECT_FALSE(RegisterInRange(reg, c.above)) << c.name;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace kelvo
