@@ -98,14 +98,17 @@ Viewing View(const cv::Mat& shown, const cv::Mat& input, const kelvo::alad_displ
         }
     }
     long long dark_seen = 0, all_seen = 0;
-    auto pair = [&](int y0, int x0, int y1, int x1) {
+    // Pixel i of row a against pixel j of row b.
+    auto pair = [&](int a, int i, int b, int j) {
+        const int32_t* code_a = code.ptr<int32_t>(a);
+        const int32_t* code_b = code.ptr<int32_t>(b);
         // A detail: the input's codes differ by at least one 8-bit step.
-        if (std::abs(code.at<int32_t>(y0, x0) - code.at<int32_t>(y1, x1)) < 16) return;
-        const double a = luminance.at<double>(y0, x0), b = luminance.at<double>(y1, x1);
-        const bool seen = std::fabs(a - b) >= kWeberFraction * 0.5 * (a + b);
+        if (std::abs(code_a[i] - code_b[j]) < 16) return;
+        const double la = luminance.ptr<double>(a)[i], lb = luminance.ptr<double>(b)[j];
+        const bool seen = std::fabs(la - lb) >= kWeberFraction * 0.5 * (la + lb);
         ++v.all_details;
         all_seen += seen;
-        if (dark.at<uint8_t>(y0, x0) && dark.at<uint8_t>(y1, x1)) {
+        if (dark.ptr<uint8_t>(a)[i] && dark.ptr<uint8_t>(b)[j]) {
             ++v.dark_details;
             dark_seen += seen;
         }
