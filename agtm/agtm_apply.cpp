@@ -218,8 +218,8 @@ bool IntegerPass(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& resu
 
 }  // namespace
 
-void ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result) {
-    IntegerPass(src, param, result, nullptr);
+bool ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result) {
+    return IntegerPass(src, param, result, nullptr);
 }
 
 bool ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result,

@@ -33,7 +33,8 @@ void ToneMappingOneImageByScalerLUTImple_(const cv::Mat& src, const agtm_param_a
 // The integer result alone, for callers that have no use for the reference (the pipeline): the
 // same values as ToneMappingOneImageByScalerLUTImple_ leaves in `result`, with the same refusals
 // and output rules, in one vectorised pass whose rows are shared among the engine's threads.
-void ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result);
+// False, with nothing written, when the frame is refused.
+bool ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result);
 // The same, also writing the CV_32SC3 result to `copy` (made CV_32SC3 of the input's size) in the
 // same pass: the copy of the stage output that the debug store keeps, without a second pass.
 // False, with nothing written, when the frame is refused.

@@ -22,12 +22,12 @@ constexpr int64_t kMaxCode = 4095;
 
 bool Acceptable(const cv::Mat& src, const std::vector<int32_t>& lut, const char* name) {
     if (src.empty() || src.type() != CV_32SC3) {
-        alad::LogLine("%s: the input must be a non-empty CV_32SC3 picture, got %s %dx%d", name,
-                      cv::typeToString(src.type()).c_str(), src.cols, src.rows);
+        alad::LogError("%s: the input must be a non-empty CV_32SC3 picture, got %s %dx%d", name,
+                       cv::typeToString(src.type()).c_str(), src.cols, src.rows);
         return false;
     }
     if (lut.size() < static_cast<size_t>(kTableSize)) {
-        alad::LogLine("%s: the AGTM table has %zu entries, %d needed", name, lut.size(), kTableSize);
+        alad::LogError("%s: the AGTM table has %zu entries, %d needed", name, lut.size(), kTableSize);
         return false;
     }
     return true;
@@ -109,7 +109,7 @@ void ToneMappingOneImageLTMAGTMDeepFixed(cv::Mat& src, const std::vector<int32_t
     cv::Mat brightest = BrightestChannelMap(src);
     cv::Mat ltm_gain(src.size(), CV_32FC1), ltm_luma(src.size(), CV_32FC1);
     if (ltm.CLTMGrayMode(brightest, ltm_gain, ltm_luma, 0) != 0) {
-        alad::LogLine("%s: the local tone mapping failed; outputs left as they were", name);
+        alad::LogError("%s: the local tone mapping failed; outputs left as they were", name);
         return;
     }
     cv::Mat ref(src.size(), CV_32SC3), res(src.size(), CV_32SC3);
@@ -159,7 +159,7 @@ void ToneMappingOneImageAGTMLTMConcatenateFixed(cv::Mat& src, const std::vector<
     if (!Acceptable(src, lut, name)) return;
     cv::Mat local;
     if (ltm.CLTMBGRMode(src, local, 0) != 0) {
-        alad::LogLine("%s: the local tone mapping failed; outputs left as they were", name);
+        alad::LogError("%s: the local tone mapping failed; outputs left as they were", name);
         return;
     }
     cv::Mat ref, dropped;

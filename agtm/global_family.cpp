@@ -29,12 +29,12 @@ struct CommonStart {
 // fewer than 256 codes (only the first 256 of a longer one are used).
 bool Acceptable(const cv::Mat& in, const std::vector<double>& ambient, const char* name) {
     if (in.empty() || in.type() != CV_8UC3) {
-        alad::LogLine("%s: the input must be a non-empty CV_8UC3 picture, got %s %dx%d", name,
-                      cv::typeToString(in.type()).c_str(), in.cols, in.rows);
+        alad::LogError("%s: the input must be a non-empty CV_8UC3 picture, got %s %dx%d", name,
+                       cv::typeToString(in.type()).c_str(), in.cols, in.rows);
         return false;
     }
     if (ambient.size() < static_cast<size_t>(kCodes)) {
-        alad::LogLine("%s: the ambient curve has %zu entries, 256 needed", name, ambient.size());
+        alad::LogError("%s: the ambient curve has %zu entries, 256 needed", name, ambient.size());
         return false;
     }
     return true;

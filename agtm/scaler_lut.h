@@ -4,6 +4,7 @@
 #define ALAD_AGTM_SCALER_LUT_H
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "agtm/display_panel_model.h"
@@ -24,6 +25,19 @@ void ConvertAmbientLUTFixed(const std::vector<double>& curve, std::vector<AGTMGa
 // The 256 raw AGTM table entries for a panel model, as the pipeline builds them: the ambient tone
 // curve (knee 0, gamma on) converted to the gain format.
 std::vector<int32_t> ComputeAGTMTable(DisplayPanelModel& model);
+
+// The table that changes nothing: every gain 1.0 (raw 2048).
+std::vector<int32_t> NeutralAGTMTable();
+
+// Why a panel model cannot make an ambient tone curve, or "" when its values can: one that is not
+// finite (panel, backlight, reflectance, ambient light), a gamma or white luminance not above 0, a
+// black luminance not below the white, an effective black level not above 0. Names the value.
+std::string PanelCurveProblem(const DisplayPanelModel& model);
+
+// ComputeAGTMTable for a model that makes a finite curve, with *problem cleared. Otherwise (the
+// values above, or a curve that still comes out not finite, as values beyond single precision
+// give) the neutral table, with the reason in *problem: a NaN gain would become 0 and a frame black.
+std::vector<int32_t> ComputeAGTMTableOrNeutral(DisplayPanelModel& model, std::string* problem);
 
 }  // namespace kelvo
 

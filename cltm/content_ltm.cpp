@@ -26,16 +26,16 @@ inline uint32_t Code12(int32_t v) { return v < 0 ? 0u : (v > 4095 ? 4095u : stat
 
 bool CheckInput(const cv::Mat& in, int type, const char* mode) {
     if (!in.empty() && in.type() == type) return true;
-    alad::LogLine("%s: the input must be a non-empty %s image, got %s %dx%d", mode, cv::typeToString(type).c_str(),
-                  cv::typeToString(in.type()).c_str(), in.cols, in.rows);
+    alad::LogError("%s: the input must be a non-empty %s image, got %s %dx%d", mode, cv::typeToString(type).c_str(),
+                   cv::typeToString(in.type()).c_str(), in.cols, in.rows);
     return false;
 }
 
 // An output is created when empty; otherwise it must already have the input's size and the type.
 bool CheckOutput(const cv::Mat& out, const cv::Mat& in, int type, const char* mode, const char* name) {
     if (out.empty() || (out.type() == type && out.size() == in.size())) return true;
-    alad::LogLine("%s: %s must be empty or %s %dx%d, got %s %dx%d", mode, name, cv::typeToString(type).c_str(), in.cols,
-                  in.rows, cv::typeToString(out.type()).c_str(), out.cols, out.rows);
+    alad::LogError("%s: %s must be empty or %s %dx%d, got %s %dx%d", mode, name, cv::typeToString(type).c_str(), in.cols,
+                   in.rows, cv::typeToString(out.type()).c_str(), out.cols, out.rows);
     return false;
 }
 
@@ -49,10 +49,10 @@ Plane NewPlane(size_t count) {
     return Plane(static_cast<uint32_t*>(std::malloc((count > 0 ? count : 1) * sizeof(uint32_t))));
 }
 
-void ReportOutOfMemory() { alad::LogLine("ERROR: out of memory"); }
+void ReportOutOfMemory() { alad::LogError("ERROR: out of memory"); }
 
 void ReportNotMapped(const char* mode) {
-    alad::LogLine("%s: the frame was not mapped; outputs left as they were", mode);
+    alad::LogError("%s: the frame was not mapped; outputs left as they were", mode);
 }
 
 }  // namespace
@@ -90,11 +90,11 @@ const ad_param_t_* ContentLTM::Params() const { return mParams != nullptr ? mPar
 // The default object has no buffer manager: it is made on first use.
 bool ContentLTM::Ready(const char* mode) {
     if (mParams == nullptr) {
-        alad::LogLine("%s: ContentLTM has no parameter block", mode);
+        alad::LogError("%s: ContentLTM has no parameter block", mode);
         return false;
     }
     if (mVideo && mContext == nullptr) {
-        alad::LogLine("%s: ContentLTM was built for video but has no video context", mode);
+        alad::LogError("%s: ContentLTM was built for video but has no video context", mode);
         return false;
     }
     if (mBuffers == nullptr) mBuffers = new (std::nothrow) CLTMBufferManager();

@@ -8,8 +8,10 @@
 
 #include "alad/alad_driver.h"
 #include "alad/alad_engine.h"
+#include "common/frame_size.h"
 #include "common/log.h"
 #include "driver/driver_records.h"
+#include "driver/wrapped.h"
 
 static_assert(sizeof(alad_view_condition_driver_) == sizeof(kelvo::alad_view_condition_) &&
                   std::is_standard_layout<kelvo::alad_view_condition_>::value,
@@ -53,27 +55,19 @@ alad_view_condition_ ViewRecordFromDriver(const alad_view_condition_driver_& dri
 
 }  // namespace kelvo
 
+namespace alad {
+
 namespace {
-
-// Runs a wrapper's body; a missing record or anything thrown becomes a console line.
-template <typename Body>
-int32_t Wrapped(const char* name, Body&& body) {
-    try {
-        body();
-    } catch (const std::exception& e) {
-        alad::LogLine("%s failed: %s", name, e.what());
-    } catch (...) {
-        alad::LogLine("%s failed", name);
-    }
-    return 0;
-}
-
-bool Present(const void* record, const char* name) {
-    if (!record) alad::LogLine("%s: no record given (null pointer); nothing done", name);
-    return record != nullptr;
-}
-
+int32_t gLastWrapperStatus = 0;
 }  // namespace
+
+void RecordWrapperStatus(int32_t status) { gLastWrapperStatus = status; }
+int32_t LastWrapperStatus() { return gLastWrapperStatus; }
+
+}  // namespace alad
+
+using alad::Present;
+using alad::Wrapped;
 
 extern "C" {
 
@@ -95,8 +89,8 @@ uint32_t _check_blk_size_driver(uint32_t size) {
 
 int32_t InitEngineALADforDriver(ad_user_t_driver_* user, alad_display_model_driver_* model,
                                 const alad_view_condition_driver_* view) {
-    return Wrapped("InitEngineALADforDriver", [&] {
-        if (!Present(view, "InitEngineALADforDriver")) return;
+    Wrapped("InitEngineALADforDriver", [&] {
+        if (!Present(view, "InitEngineALADforDriver")) return -1;
         // The caller's user and display values are discarded on purpose: the engine starts with
         // the defaults, and the caller sees exactly those on return.
         ad_user_t_driver_ defaults;
@@ -105,61 +99,79 @@ int32_t InitEngineALADforDriver(ad_user_t_driver_* user, alad_display_model_driv
         alad_display_model_init_driver_(&display);
         if (user) *user = defaults;
         if (model) *model = display;
-        kelvo::InitEngineALAD(kelvo::UserRecordFromDriver(defaults), kelvo::DisplayRecordFromDriver(display),
-                              kelvo::ViewRecordFromDriver(*view));
+        return kelvo::InitEngineALAD(kelvo::UserRecordFromDriver(defaults), kelvo::DisplayRecordFromDriver(display),
+                                     kelvo::ViewRecordFromDriver(*view));
     });
+    return 0;
 }
 
 int32_t DeinitEngineALADforDriver(void) {
-    return Wrapped("DeinitEngineALADforDriver", [] { kelvo::DeinitEngineALAD(); });
+    Wrapped("DeinitEngineALADforDriver", [] { return kelvo::DeinitEngineALAD(); });
+    return 0;
 }
 
 int32_t ResetEngineALADforDriver(void) {
-    return Wrapped("ResetEngineALADforDriver", [] { kelvo::ResetEngineALAD(); });
+    Wrapped("ResetEngineALADforDriver", [] { return kelvo::ResetEngineALAD(); });
+    return 0;
 }
 
 int32_t UpdateViewConditionParameterForDriver(const alad_view_condition_driver_* view) {
-    return Wrapped("UpdateViewConditionParameterForDriver", [&] {
-        if (Present(view, "UpdateViewConditionParameterForDriver"))
-            kelvo::UpdateViewConditionParameter(kelvo::ViewRecordFromDriver(*view));
+    Wrapped("UpdateViewConditionParameterForDriver", [&] {
+        if (!Present(view, "UpdateViewConditionParameterForDriver")) return -1;
+        return kelvo::UpdateViewConditionParameter(kelvo::ViewRecordFromDriver(*view));
     });
+    return 0;
 }
 
 int32_t UpdateDisplayPanelParameterForDriver(const alad_display_model_driver_* model) {
-    return Wrapped("UpdateDisplayPanelParameterForDriver", [&] {
-        if (Present(model, "UpdateDisplayPanelParameterForDriver"))
-            kelvo::UpdateDisplayPanelParameter(kelvo::DisplayRecordFromDriver(*model));
+    Wrapped("UpdateDisplayPanelParameterForDriver", [&] {
+        if (!Present(model, "UpdateDisplayPanelParameterForDriver")) return -1;
+        return kelvo::UpdateDisplayPanelParameter(kelvo::DisplayRecordFromDriver(*model));
     });
+    return 0;
 }
 
 int32_t UpdateCLTMParameterForDriver(const ad_user_t_driver_* user) {
-    return Wrapped("UpdateCLTMParameterForDriver", [&] {
-        if (Present(user, "UpdateCLTMParameterForDriver")) kelvo::UpdateCLTMParameter(kelvo::UserRecordFromDriver(*user));
+    Wrapped("UpdateCLTMParameterForDriver", [&] {
+        if (!Present(user, "UpdateCLTMParameterForDriver")) return -1;
+        // Checked on the driver's signed values, so that a -1 is reported as -1 and never becomes
+        // 4294967295 pixels.
+        if (!alad::CheckFrameSize("UpdateCLTMParameterForDriver", user->width, user->height,
+                                  "the current configuration is kept")) {
+            return -1;
+        }
+        return kelvo::UpdateCLTMParameter(kelvo::UserRecordFromDriver(*user));
     });
+    return 0;
 }
 
+int32_t GetLastStatusForDriver(void) { return alad::LastWrapperStatus(); }
+
 int32_t SetEngineLogSinkForDriver(void (*sink)(void* user, int level, const char* line), void* user) {
-    return kelvo::SetEngineLogSink(sink, user);
+    kelvo::SetEngineLogSink(sink, user);
+    return 0;
 }
 
 int32_t RunOneFrameBufferALADforDriver(_image* image) {
-    return Wrapped("RunOneFrameBufferALADforDriver", [&] {
-        if (!Present(image, "RunOneFrameBufferALADforDriver")) return;
+    Wrapped("RunOneFrameBufferALADforDriver", [&] {
+        if (!Present(image, "RunOneFrameBufferALADforDriver")) return -1;
         // Each conversion reports its own refusal; the frame then stops there and the buffer
         // keeps its pixels.
         cv::Mat argb, rgb, alpha, bgr, wide, frame, out, out8, argb_out;
         imageBuffer2MatARGBforDriver(*image, argb);
-        if (argb.empty()) return;
+        if (argb.empty()) return -1;
         imageMatARGB2RGB(argb, rgb, alpha);
         cv::cvtColor(rgb, bgr, cv::COLOR_RGB2BGR);
         transform8To12(bgr, wide);
         wide.convertTo(frame, CV_32SC3, 1.0);
-        kelvo::RunOneFrameALAD(frame, out);
-        if (out.empty()) return;
+        const int32_t status = kelvo::RunOneFrameALAD(frame, out);
+        if (out.empty()) return -1;
         out.convertTo(out8, CV_8UC3, 0.0625, 0.0);  // rounds to nearest and saturates to 0..255
         imageBGR2ARGB_8888(out8, alpha, argb_out);  // the buffer's own alpha bytes go back
         imageMatARGB2BufferForDriver(argb_out, image->data);
+        return status;
     });
+    return 0;
 }
 
 }  // extern "C"
@@ -167,14 +179,16 @@ int32_t RunOneFrameBufferALADforDriver(_image* image) {
 int32_t RunOneFrameBufferALADforDriver(_image& image) { return RunOneFrameBufferALADforDriver(&image); }
 
 int32_t RunOneFrameALADforDriver(const cv::Mat& src, cv::Mat& dst) {
-    return Wrapped("RunOneFrameALADforDriver", [&] { kelvo::RunOneFrameALAD(src, dst); });
+    Wrapped("RunOneFrameALADforDriver", [&] { return kelvo::RunOneFrameALAD(src, dst); });
+    return 0;
 }
 
 int32_t ALADImageModeForBSPdriver(cv::Mat& src, cv::Mat& dst) {
-    return Wrapped("ALADImageModeForBSPdriver", [&] {
+    Wrapped("ALADImageModeForBSPdriver", [&] {
         cv::Mat wide, frame;
         transform8To12(src, wide);
         wide.convertTo(frame, CV_32SC3, 1.0, 0.0);
-        kelvo::RunOneFrameALAD(frame, dst);
+        return kelvo::RunOneFrameALAD(frame, dst);
     });
+    return 0;
 }

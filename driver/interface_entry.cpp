@@ -8,29 +8,17 @@
 #include "alad/alad_engine.h"
 #include "alad/alad_interface.h"
 #include "alad/alad_verify.h"
+#include "common/frame_size.h"
 #include "common/log.h"
 #include "driver/driver_records.h"
+#include "driver/wrapped.h"
 #include "pipeline/register_table.h"
 
+using alad::Guarded;
+using alad::Present;
+using alad::Wrapped;
+
 namespace {
-
-// Runs a forward's body; anything thrown becomes a console line and the result `failed`.
-template <typename Body>
-int32_t Forwarded(const char* name, int32_t failed, Body&& body) {
-    try {
-        return body();
-    } catch (const std::exception& e) {
-        alad::LogLine("%s failed: %s", name, e.what());
-    } catch (...) {
-        alad::LogLine("%s failed", name);
-    }
-    return failed;
-}
-
-bool Present(const void* record, const char* name) {
-    if (!record) alad::LogLine("%s: no record given (null pointer); nothing done", name);
-    return record != nullptr;
-}
 
 // The fields the front end's record shares with the driver's, then the rest of the user record.
 kelvo::ad_user_t_ UserRecordFromInterface(const ad_user_interface_t_& user, bool with_extension) {
@@ -73,8 +61,8 @@ uint32_t _check_blk_size_interface(uint32_t size) { return _check_blk_size_drive
 
 int32_t InitEngineALADInterface(ad_user_interface_t_* user, alad_display_model_interface_* model,
                                 const alad_view_condition_interface_* view) {
-    return Forwarded("InitEngineALADInterface", 0, [&] {
-        if (!Present(view, "InitEngineALADInterface")) return 0;
+    Wrapped("InitEngineALADInterface", [&] {
+        if (!Present(view, "InitEngineALADInterface")) return -1;
         // The caller's user and display values are discarded on purpose, as for the driver.
         ad_user_interface_t_ defaults;
         alad_display_model_interface_ display;
@@ -88,32 +76,48 @@ int32_t InitEngineALADInterface(ad_user_interface_t_* user, alad_display_model_i
         alad::LogLine("Interface viewCondition.blackLevelDst = %g", static_cast<double>(view->blackLevelDst));
         const alad_display_model_driver_ panel = {display.gamma, display.white, display.black, display.backlight,
                                                   display.reflectance};
-        kelvo::InitEngineALAD(UserRecordFromInterface(defaults, true), kelvo::DisplayRecordFromDriver(panel),
-                              engine_view);
-        return 0;
+        return kelvo::InitEngineALAD(UserRecordFromInterface(defaults, true), kelvo::DisplayRecordFromDriver(panel),
+                                     engine_view);
     });
+    return 0;
 }
 
-int32_t RunOneFrameALADInterface(const cv::Mat& src, cv::Mat& dst) { return kelvo::RunOneFrameALAD(src, dst); }
+int32_t RunOneFrameALADInterface(const cv::Mat& src, cv::Mat& dst) {
+    Wrapped("RunOneFrameALADInterface", [&] { return kelvo::RunOneFrameALAD(src, dst); });
+    return 0;
+}
 
-int32_t DeinitEngineALADInterface() { return kelvo::DeinitEngineALAD(); }
+int32_t DeinitEngineALADInterface() {
+    Wrapped("DeinitEngineALADInterface", [] { return kelvo::DeinitEngineALAD(); });
+    return 0;
+}
 
 int32_t ComputeAGTMLUTByAmbientLightInterface(unsigned int unused, unsigned int ambientSrc, unsigned int ambientDst,
                                               int* lut, unsigned int /*count*/) {
-    return kelvo::ComputeAGTMLUTByAmbientLight(unused, ambientSrc, ambientDst, lut);
+    Wrapped("ComputeAGTMLUTByAmbientLightInterface",
+            [&] { return kelvo::ComputeAGTMLUTByAmbientLight(unused, ambientSrc, ambientDst, lut); });
+    return 0;
 }
 
-int32_t PrintCurrentRegistratorFromDriverInterface() { return kelvo::PrintCurrentRegistratorFromDriver(); }
+int32_t PrintCurrentRegistratorFromDriverInterface() {
+    return Wrapped("PrintCurrentRegistratorFromDriverInterface", [] { return kelvo::PrintCurrentRegistratorFromDriver(); });
+}
 
 int32_t UpdateCLTMParameterForVerify(const ad_user_interface_t_* user) {
-    if (!Present(user, "UpdateCLTMParameterForVerify")) return 0;
-    // Only the fields shared with the driver's record are passed on.
-    kelvo::UpdateCLTMParameter(UserRecordFromInterface(*user, false));
+    Wrapped("UpdateCLTMParameterForVerify", [&] {
+        if (!Present(user, "UpdateCLTMParameterForVerify")) return -1;
+        if (!alad::CheckFrameSize("UpdateCLTMParameterForVerify", user->width, user->height,
+                                  "the current configuration is kept")) {
+            return -1;
+        }
+        // Only the fields shared with the driver's record are passed on.
+        return kelvo::UpdateCLTMParameter(UserRecordFromInterface(*user, false));
+    });
     return 0;
 }
 
 void parseRegisterFromFileInterface(const char* path, alad_verification_registrator_interface_* reg) {
-    Forwarded("parseRegisterFromFileInterface", 0, [&] {
+    Guarded("parseRegisterFromFileInterface", 0, [&] {
         if (!Present(reg, "parseRegisterFromFileInterface") || !path) return 0;
         // Cleared tables: entries the file does not set read 0.
         std::vector<uint32_t> curve(ALAD_HIST_ADJUST_CURVE_SIZE, 0);
@@ -124,7 +128,7 @@ void parseRegisterFromFileInterface(const char* path, alad_verification_registra
         try {
             if (ReadRegisterFile(path, parsed) != 0) return 0;
         } catch (const RegisterFileError& e) {
-            alad::LogLine("%s", e.message().c_str());
+            alad::LogError("%s", e.message().c_str());
             return 0;
         }
         kelvo::CopyRegisters(parsed, *reg);
@@ -135,12 +139,12 @@ void parseRegisterFromFileInterface(const char* path, alad_verification_registra
 }
 
 int32_t SettingVerificationRegistratorInterface(const alad_verification_registrator_interface_* reg) {
-    return Forwarded("SettingVerificationRegistratorInterface", 0, [&] {
-        if (!Present(reg, "SettingVerificationRegistratorInterface")) return 0;
+    Wrapped("SettingVerificationRegistratorInterface", [&] {
+        if (!Present(reg, "SettingVerificationRegistratorInterface")) return -1;
         if (!reg->reg_hist || !reg->reg_agtm) {
-            alad::LogLine("SettingVerificationRegistratorInterface: the register set has no %s buffer; nothing applied",
-                          reg->reg_agtm ? "reg_hist" : "reg_agtm");
-            return 0;
+            alad::LogError("SettingVerificationRegistratorInterface: the register set has no %s buffer; nothing applied",
+                           reg->reg_agtm ? "reg_hist" : "reg_agtm");
+            return -1;
         }
         std::vector<uint32_t> curve(ALAD_HIST_ADJUST_CURVE_SIZE);
         std::vector<int32_t> table(ALAD_AGTM_LUT_SIZE);
@@ -150,36 +154,44 @@ int32_t SettingVerificationRegistratorInterface(const alad_verification_registra
         kelvo::CopyRegisters(*reg, regs);
         regs.hist_adjust_curve = curve.data();
         regs.agtm = table.data();
-        kelvo::SettingVerificationRegistrator(regs);
-        return 0;
+        return kelvo::SettingVerificationRegistrator(regs);
     });
+    return 0;
 }
 
 int32_t printImageInfoInterface(const char* fileName, const cv::Mat& image) {
-    return Forwarded("printImageInfoInterface", 0, [&] {
+    return Guarded("printImageInfoInterface", 0, [&] {
         if (fileName) printImageInfo(fileName, image);
         return 0;
     });
 }
 
 int32_t printDebugInfoInterface(const char* fileName, const char* infoType) {
-    return Forwarded("printDebugInfoInterface", 0, [&] {
+    return Guarded("printDebugInfoInterface", 0, [&] {
         if (fileName && infoType) printDebugInfo(fileName, infoType);
         return 0;
     });
 }
 
 int32_t parseImageFromFileCmodelInterface(const char* path, int width, int height, cv::Mat& out) {
-    return Forwarded("parseImageFromFileCmodelInterface", -1, [&] {
+    return Guarded("parseImageFromFileCmodelInterface", -1, [&] {
         return path ? parseImageFromFileCmodel(std::string(path), width, height, out) : -1;
     });
 }
 
-int32_t VerifyInitEngineALADInterface() { return VerifyInitEngineALAD(); }
+int32_t VerifyInitEngineALADInterface() {
+    Wrapped("VerifyInitEngineALADInterface", [] { return VerifyInitEngineALAD(); });
+    return 0;
+}
 
 int32_t VerifyRunOneFrameALADInterface(const char* registerFile, const char* imageFile, const char* outputFolder,
                                        const char* const* names, int32_t count) {
-    return VerifyRunOneFrameALAD(registerFile, imageFile, outputFolder, names, count);
+    Wrapped("VerifyRunOneFrameALADInterface",
+            [&] { return VerifyRunOneFrameALAD(registerFile, imageFile, outputFolder, names, count); });
+    return 0;
 }
 
-int32_t VerifyDeinitEngineALADInterface() { return VerifyDeinitEngineALAD(); }
+int32_t VerifyDeinitEngineALADInterface() {
+    Wrapped("VerifyDeinitEngineALADInterface", [] { return VerifyDeinitEngineALAD(); });
+    return 0;
+}

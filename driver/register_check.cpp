@@ -4,6 +4,7 @@
 #include "alad/alad_driver.h"
 #include "alad/alad_engine.h"
 #include "common/log.h"
+#include "driver/wrapped.h"
 #include "pipeline/register_table.h"
 
 extern "C" {
@@ -27,7 +28,9 @@ int32_t ALADRegistratorsInfoForDriver(alad_registrator_driver* reg) {
     internal.hist_adjust_curve = curve;
     internal.agtm = table;
     // Without an engine there is nothing to read: the driver's record stays as it was.
-    if (kelvo::ALADRegistratorsInfoForDriverDraftEngine(internal) != 0) return 0;
+    const int32_t status = kelvo::ALADRegistratorsInfoForDriverDraftEngine(internal);
+    alad::RecordWrapperStatus(status);
+    if (status != 0) return 0;
 
     kelvo::CopyRegisters(internal, *reg);  // the engine's frame size has no place in the driver's record
     if (reg->reg_agtm) std::memcpy(reg->reg_agtm, table, sizeof(table));

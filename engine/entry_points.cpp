@@ -2,6 +2,7 @@
 #include <exception>
 
 #include "alad/alad_engine.h"
+#include "common/frame_size.h"
 #include "common/log.h"
 #include "common/threads.h"
 #include "engine/manager.h"
@@ -20,14 +21,14 @@ template <typename Body>
 int32_t Guarded(const char* name, bool needs_engine, Body&& body) {
     try {
         if (needs_engine && !gEngine) {
-            alad::LogLine("%s: the engine is not initialised (call InitEngineALAD first)", name);
+            alad::LogError("%s: the engine is not initialised (call InitEngineALAD first)", name);
             return -1;
         }
         return body();
     } catch (const std::exception& e) {
-        alad::LogLine("%s failed: %s", name, e.what());
+        alad::LogError("%s failed: %s", name, e.what());
     } catch (...) {
-        alad::LogLine("%s failed", name);
+        alad::LogError("%s failed", name);
     }
     return -1;
 }
@@ -36,12 +37,17 @@ int32_t Guarded(const char* name, bool needs_engine, Body&& body) {
 
 int32_t InitEngineALAD(const ad_user_t_& user, const alad_display_model_& display, const alad_view_condition_& view) {
     return Guarded("InitEngineALAD", false, [&] {
-        gEngine = createALADManager(user, display, view, true);
-        if (!gEngine) {
-            alad::LogLine("create alad engine failed!");
+        if (!alad::CheckFrameSize("InitEngineALAD", user.width, user.height,
+                                  gEngine ? "the running engine is kept" : "no engine made")) {
             return -1;
         }
-        return 0;
+        int32_t status = 0;
+        gEngine = createALADManager(user, display, view, true, &status);
+        if (!gEngine) {
+            alad::LogError("create alad engine failed!");
+            return -1;
+        }
+        return status;  // -1 when the panel made no tone curve: the engine runs with the neutral table
     });
 }
 
@@ -68,11 +74,23 @@ int32_t UpdateDisplayPanelParameter(const alad_display_model_& display) {
 }
 
 int32_t UpdateCLTMParameter(const ad_user_t_& user) {
-    return Guarded("UpdateCLTMParameter", true, [&] { return gEngine->UpdateCLTMParameter(user); });
+    return Guarded("UpdateCLTMParameter", true, [&] {
+        if (!alad::CheckFrameSize("UpdateCLTMParameter", user.width, user.height,
+                                  "the current configuration is kept")) {
+            return -1;
+        }
+        return gEngine->UpdateCLTMParameter(user);
+    });
 }
 
 int32_t SettingVerificationRegistrator(const alad_verification_registrator_& regs) {
-    return Guarded("SettingVerificationRegistrator", true, [&] { return gEngine->SettingHardwareRegistrator(regs); });
+    return Guarded("SettingVerificationRegistrator", true, [&] {
+        if (!alad::CheckFrameSize("SettingVerificationRegistrator", regs.width, regs.height,
+                                  "no register applied; the current configuration is kept")) {
+            return -1;
+        }
+        return gEngine->SettingHardwareRegistrator(regs);
+    });
 }
 
 int32_t PrintCurrentRegistratorFromDriver() {
@@ -86,7 +104,7 @@ int32_t ComputeAGTMLUTByAmbientLight(unsigned int /*unused*/, unsigned int ambie
                                      int* lut, unsigned int /*unusedCount*/) {
     return Guarded("ComputeAGTMLUTByAmbientLight", false, [&] {
         if (!lut) {
-            alad::LogLine("ComputeAGTMLUTByAmbientLight: no table to fill (null pointer)");
+            alad::LogError("ComputeAGTMLUTByAmbientLight: no table to fill (null pointer)");
             return -1;
         }
         // A default engine for the two ambient levels replaces whatever engine was running.

@@ -14,6 +14,7 @@
 
 namespace kelvo {
 
+// Every operation returns 0 when it did what was asked and -1 otherwise.
 class ALADManager {
 public:
     virtual ~ALADManager() = default;
@@ -29,14 +30,19 @@ public:
     virtual int32_t ALADRegistratorsInfoForDriverManager(alad_verification_registrator& regs) = 0;
 };
 
+// What a manager's Init made: a manager ready to run, one that runs with the neutral AGTM table
+// because its panel and viewing condition make no tone curve (reported), or none (no memory for
+// the pipeline).
+enum class ManagerInit { kReady, kNeutralTable, kNotBuilt };
+
 class ALADManagerImple : public ALADManager {
 public:
     ALADManagerImple() = default;
     ~ALADManagerImple() override;
 
-    // Makes the panel model and the pipeline; returns the pipeline's Init result.
-    int32_t Init(const ad_user_t_& user, const alad_display_model_& display, const alad_view_condition_& view,
-                 bool video);
+    // Makes the panel model and the pipeline.
+    ManagerInit Init(const ad_user_t_& user, const alad_display_model_& display, const alad_view_condition_& view,
+                     bool video);
 
     int32_t RunOneFrame(const cv::Mat& src, cv::Mat& dst) override;
     int32_t ResetManager() override;
@@ -49,13 +55,20 @@ public:
     int32_t ALADRegistratorsInfoForDriverManager(alad_verification_registrator& regs) override;
 
 private:
+    // 0 when the pipeline's last table came from the panel model, else -1 with a console line for
+    // the call `who`: that table is the neutral one.
+    int32_t TableStatus(const char* who) const;
+
     std::shared_ptr<ALADConcatenateMode> mPipeline;
     std::shared_ptr<DisplayPanelModel> mPanel;
 };
 
-// Makes a manager and initialises it; returns it whatever its Init returned.
+// Makes a manager and initialises it; returns it, or nothing when its pipeline could not be built.
+// *status (when given) is 0, or -1 when the manager runs with the neutral AGTM table because the
+// panel and viewing condition make no tone curve.
 std::shared_ptr<ALADManager> createALADManager(const ad_user_t_& user, const alad_display_model_& display,
-                                               const alad_view_condition_& view, bool video);
+                                               const alad_view_condition_& view, bool video,
+                                               int32_t* status = nullptr);
 
 }  // namespace kelvo
 

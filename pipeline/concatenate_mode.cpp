@@ -24,7 +24,7 @@ int32_t ALADConcatenateMode::Init(DisplayPanelModel& panel, alad_cltm_user& cltm
     if (video) {
         mVideoContext.reset(ad_init_video());
         if (!mVideoContext) {
-            alad::LogLine("ALADConcatenateMode::Init: no memory for the CLTM video context");
+            alad::LogError("ALADConcatenateMode::Init: no memory for the CLTM video context");
             return -1;
         }
     }
@@ -50,24 +50,25 @@ int32_t ALADConcatenateMode::Init(DisplayPanelModel& panel, alad_cltm_user& cltm
     return allocated;
 }
 
-void ALADConcatenateMode::RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output) {
+bool ALADConcatenateMode::RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output) {
     CLTMVideoContextAPI context;
     context.ctx = mVideoContext.get();
-    CLTMVideoRunOneFrameImple_(input, mCLTMParam, context, *mBuffers, scratch, output);
+    return CLTMVideoRunOneFrameImple_(input, mCLTMParam, context, *mBuffers, scratch, output) == 0;
 }
 
-void ALADConcatenateMode::RunAGTM(const cv::Mat& input, cv::Mat& output) {
+bool ALADConcatenateMode::RunAGTM(const cv::Mat& input, cv::Mat& output) {
     // Only the integer result is the stage's output; the floating-point reference is not computed.
-    ToneMappingOneImageByScalerLUTIntegerImple_(input, mAGTMParam, output);
+    return ToneMappingOneImageByScalerLUTIntegerImple_(input, mAGTMParam, output);
 }
 
-void ALADConcatenateMode::RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store) {
+bool ALADConcatenateMode::RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store) {
     // The store's copy is written in the same pass and handed over whole.
     if (ToneMappingOneImageByScalerLUTIntegerImple_(input, mAGTMParam, output, mStageCopy)) {
         store.KeepADAGTMResultData(mStageCopy);
-    } else {
-        store.SetADAGTMResultData(output);
+        return true;
     }
+    store.SetADAGTMResultData(output);
+    return false;
 }
 
 int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
@@ -89,8 +90,8 @@ int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
         return 0;
     }
     if (src.dims > 2 || src.channels() != 3 || !Initialised()) {
-        alad::LogLine(!Initialised() ? "RunOneFrame: the pipeline is not initialised; frame passed through"
-                                     : "RunOneFrame: a frame needs 3 channels; frame passed through");
+        alad::LogError(!Initialised() ? "RunOneFrame: the pipeline is not initialised; frame passed through"
+                       : "RunOneFrame: a frame needs 3 channels; frame passed through");
         src.copyTo(dst);
         return -1;
     }
@@ -104,36 +105,37 @@ int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
     // whole (the pipeline makes a new one, or gets the store's previous one back); an output
     // that is the caller's is copied.
     alad_debug_output_* store = alad_debug_output_::GetInstance();
+    bool done = true;
     switch (mOrder) {
         case kOrderCLTMThenAGTM: {
             alad::LogLine("case order 1: CLTM + AGTM.");
-            RunCLTM(input, scratch, intermediate);
+            done = RunCLTM(input, scratch, intermediate);
             const cv::Mat cltm_result = intermediate;
             store->KeepADCLTMResultData(intermediate);
-            RunAGTMAndKeep(cltm_result, output, *store);
+            done = RunAGTMAndKeep(cltm_result, output, *store) && done;
             break;
         }
         case kOrderAGTMThenCLTM: {
             alad::LogLine("case order 2: AGTM + CLTM.");
-            RunAGTM(input, intermediate);
+            done = RunAGTM(input, intermediate);
             const cv::Mat agtm_result = intermediate;
             store->KeepADAGTMResultData(intermediate);
-            RunCLTM(agtm_result, scratch, output);
+            done = RunCLTM(agtm_result, scratch, output) && done;
             store->SetADCLTMResultData(output);
             break;
         }
         case kOrderCLTMOnly:
             alad::LogLine("case order 3: CLTM.");
-            RunCLTM(input, scratch, output);
+            done = RunCLTM(input, scratch, output);
             store->SetADCLTMResultData(output);
             break;
         default:
             alad::LogLine("case order 4: AGTM.");
-            RunAGTMAndKeep(input, output, *store);
+            done = RunAGTMAndKeep(input, output, *store);
             break;
     }
     if (output.data != dst.data) output.convertTo(dst, dst.type());
-    return 0;
+    return done ? 0 : -1;
 }
 
 int32_t ALADConcatenateMode::ResetALADContext() {
@@ -159,16 +161,16 @@ int32_t ALADConcatenateMode::UpdateCLTMParams(alad_cltm_user& cltm) {
 int32_t ALADConcatenateMode::UpdateDisplayModel(DisplayPanelModel& panel) { return GenerateAGTMLUTs(panel); }
 
 int32_t ALADConcatenateMode::GenerateAGTMLUTs(DisplayPanelModel& panel) {
-    mAGTMParam.lut = ComputeAGTMTable(panel);
+    mAGTMParam.lut = ComputeAGTMTableOrNeutral(panel, &mAGTMTableProblem);
     mAGTMParam.scaler = alad::TruncToInt32(panel.Backlight() * 1024);  // Q10, truncated
-    return 0;
+    return mAGTMTableProblem.empty() ? 0 : -1;
 }
 
 int32_t ALADConcatenateMode::SetAGTMLUTs(const int* lut, int count) {
     if (count < 1 || !lut) return 0;
     const size_t n = std::min(static_cast<size_t>(count), mAGTMParam.lut.size());
     if (n < static_cast<size_t>(count)) {
-        alad::LogLine("SetAGTMLUTs: %d values offered, the table holds %zu; the rest are ignored", count, n);
+        alad::LogWarning("SetAGTMLUTs: %d values offered, the table holds %zu; the rest are ignored", count, n);
     }
     std::memcpy(mAGTMParam.lut.data(), lut, n * sizeof(int));
     return 0;
@@ -178,7 +180,7 @@ int32_t ALADConcatenateMode::GetAGTMLUTs(int* lut, int count) {
     if (count < 1 || !lut) return 0;
     const size_t n = std::min(static_cast<size_t>(count), mAGTMParam.lut.size());
     if (n < static_cast<size_t>(count)) {
-        alad::LogLine("GetAGTMLUTs: %d values asked for, the table holds %zu; only those are copied", count, n);
+        alad::LogWarning("GetAGTMLUTs: %d values asked for, the table holds %zu; only those are copied", count, n);
     }
     std::memcpy(lut, mAGTMParam.lut.data(), n * sizeof(int));
     return 0;

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include <opencv2/core.hpp>
 
@@ -38,9 +39,14 @@ public:
 
     // Builds everything: the AGTM table from the panel model, the CLTM video context (when
     // `video`), the CLTM parameter block and the buffers for the user record's frame size.
-    // Returns the buffer allocation's result (0 on success), -1 when no context could be made.
+    // Returns the buffer allocation's result (0 on success), -1 when no context could be made; a
+    // panel model that makes no tone curve leaves the neutral table (AGTMTableProblem) and does
+    // not count here: the pipeline is usable.
     virtual int32_t Init(DisplayPanelModel& panel, alad_cltm_user& cltm, bool video);
-    // One frame through the stages of the current order; dst is created or reused.
+    // One frame through the stages of the current order; dst is created or reused. Returns -1 when
+    // a stage refused the frame (its channels, a size the CLTM buffers do not hold) or the pipeline
+    // is not initialised; the frame then goes on as far as it can (a refused stage passes it
+    // through), as it always has.
     virtual int32_t RunOneFrame(const cv::Mat& src, cv::Mat& dst);
     // Re-allocates the CLTM buffers for the current geometry and restarts the video state: the
     // next frame is treated as a first frame.
@@ -48,7 +54,8 @@ public:
     // Re-derives the whole CLTM parameter block (registers applied earlier are overwritten), the
     // frame size and the order; the buffers follow the new size, the video state is kept.
     virtual int32_t UpdateCLTMParams(alad_cltm_user& cltm);
-    // Regenerates the AGTM table and scaler from the panel model.
+    // Regenerates the AGTM table and scaler from the panel model. Returns -1 when the model makes
+    // no tone curve (see AGTMTableProblem); the table is then the neutral one.
     virtual int32_t UpdateDisplayModel(DisplayPanelModel& panel);
     // Applies a hardware register set (see pipeline/register_config.cpp).
     virtual int32_t ConfigureVerificationRegistrators(alad_verification_registrator& regs);
@@ -56,7 +63,11 @@ public:
     // storage of 65 and 256 values.
     virtual int32_t CopyRegistratorFromDriver(alad_verification_registrator& regs);
 
+    // The table of the panel model, or the neutral one (every gain 1.0: a NaN gain would black the
+    // frame out) with -1 when the model makes no tone curve.
     int32_t GenerateAGTMLUTs(DisplayPanelModel& panel);
+    // Why the last table made from a panel model is the neutral one, or "".
+    const std::string& AGTMTableProblem() const { return mAGTMTableProblem; }
     // Copy `count` table values in or out; nothing happens for a count below 1.
     int32_t SetAGTMLUTs(const int* lut, int count);
     int32_t GetAGTMLUTs(int* lut, int count);
@@ -69,15 +80,17 @@ private:
     };
 
     bool Initialised() const;
-    void RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output);
-    void RunAGTM(const cv::Mat& input, cv::Mat& output);
+    // Each stage: false when it refused the frame (and passed it through, or left its output).
+    bool RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output);
+    bool RunAGTM(const cv::Mat& input, cv::Mat& output);
     // The AGTM stage with the debug store's copy of its output.
-    void RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store);
+    bool RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store);
 
     std::unique_ptr<ad_cxt_t, VideoContextDeleter> mVideoContext;
     cltm_params_api_ mCLTMParam;                  // what the CLTM frame run receives
     std::unique_ptr<CLTMParamBlock> mParamBlock;  // the block behind mCLTMParam.param
     agtm_param_api_ mAGTMParam;                   // what the AGTM apply receives
+    std::string mAGTMTableProblem;                // why the table is the neutral one, or ""
     uint32_t mInputBitDepth = 8;
     uint32_t mOutputBitDepth = 8;
     uint32_t mOrder = kOrderPassThrough;

@@ -47,15 +47,16 @@ int32_t ALADConcatenateMode::ConfigureVerificationRegistrators(alad_verification
     // table take effect on the next frame without it. The block counts stay as derived from the
     // user record (they are outputs of the register set).
     if (geometry_changed) {
-        ResetALADContext();
+        const int32_t reset = ResetALADContext();
         alad::LogLine("ResetALADContext() finished!");
+        if (reset != 0) return -1;
     }
     return 0;
 }
 
 int32_t ALADConcatenateMode::CopyRegistratorFromDriver(alad_verification_registrator& regs) {
     if (!Initialised()) {
-        alad::LogLine("CopyRegistratorFromDriver: the pipeline is not initialised");
+        alad::LogError("CopyRegistratorFromDriver: the pipeline is not initialised");
         return -1;
     }
     const ad_param_t_* block = mCLTMParam.param;

@@ -39,8 +39,8 @@ void ContentAdaptiveToneCurve8Bit(cv::Mat& image, std::vector<double>& curve, st
                                   float contentWeight, float temporalWeight) {
     if (image.empty()) return;
     if (image.type() != CV_8UC1) {
-        alad::LogLine("ContentAdaptiveToneCurve8Bit: the image must be CV_8UC1, got %s",
-                      cv::typeToString(image.type()).c_str());
+        alad::LogError("ContentAdaptiveToneCurve8Bit: the image must be CV_8UC1, got %s",
+                       cv::typeToString(image.type()).c_str());
         return;
     }
     double count[kCodes] = {};

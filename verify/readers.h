@@ -9,17 +9,16 @@
 
 namespace alad {
 
-// 8K UHD: large enough for any panel, small enough that a wrong or hostile size in a register file
-// is refused before memory is committed to it.
-constexpr int64_t kMaxPicturePixels = int64_t{7680} * 4320;
-
-// Each side at least 1 and at most kMaxPicturePixels pixels in all.
+// Each side at least 1 and within the engine's frame bound (common/frame_size.h): a wrong or
+// hostile size in a register file is refused before memory is committed to it.
 bool IsUsablePictureSize(int width, int height);
 // The same, reporting a size that is not usable as "<who>: '<path>': frame size WxH is not usable
 // (...)" on standard error.
 bool UsablePictureSize(const char* who, const std::string& path, int width, int height);
 
-enum class PixelFileRead { kRead, kBadSize, kCannotOpen, kCountMismatch };
+// kTooShort: the file has fewer bytes than the frame's pixels need (one line each), so nothing is
+// allocated or read.
+enum class PixelFileRead { kRead, kBadSize, kCannotOpen, kTooShort, kCountMismatch };
 
 // parseImageFromFileCmodel with the reason of a failure.
 PixelFileRead ReadPackedPixelFile(const std::string& path, int width, int height, cv::Mat& out);

@@ -5,32 +5,53 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "alad/alad_verify.h"
+#include "common/frame_size.h"
 #include "common/log.h"
 #include "verify/readers.h"
 
 namespace alad {
 
 bool IsUsablePictureSize(int width, int height) {
-    return width >= 1 && height >= 1 && int64_t{width} * height <= kMaxPicturePixels;
+    return width >= 1 && height >= 1 && FrameSizeWithinBound(width, height);
 }
 
 bool UsablePictureSize(const char* who, const std::string& path, int width, int height) {
     if (IsUsablePictureSize(width, height)) return true;
     Log(LogLevel::kError, Console::kErr,
-        "%s: '%s': frame size %dx%d is not usable (each side at least 1, at most %lld pixels in all)", who,
-        path.c_str(), width, height, static_cast<long long>(kMaxPicturePixels));
+        "%s: '%s': frame size %dx%d is not usable (each side 1 to %lld pixels, at most %lld pixels in all)", who,
+        path.c_str(), width, height, static_cast<long long>(kMaxFrameSide), static_cast<long long>(kMaxFramePixels));
     return false;
 }
 
 }  // namespace alad
 
 namespace {
+
+// The bytes a file holds, or -1 when that cannot be known beforehand (not a regular file).
+int64_t FileBytes(const std::string& path) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) return -1;
+    const std::uintmax_t bytes = std::filesystem::file_size(path, error);
+    return error ? -1 : static_cast<int64_t>(bytes);
+}
+
+// False, with a message, when the file is known to hold fewer than `needed` bytes: checked before
+// the frame is allocated, so that a few bytes claiming an 8K frame commit nothing.
+bool LongEnough(const char* who, const std::string& path, int width, int height, int64_t needed, const char* what) {
+    const int64_t bytes = FileBytes(path);
+    if (bytes < 0 || bytes >= needed) return true;
+    alad::Log(alad::LogLevel::kError, alad::Console::kErr,
+              "%s: '%s' holds %lld bytes, too few for a %dx%d frame (%s: at least %lld bytes); nothing read", who,
+              path.c_str(), static_cast<long long>(bytes), width, height, what, static_cast<long long>(needed));
+    return false;
+}
 
 // The reading loop shared by both pixel formats: the rows are filled again from the top until the
 // file ends, an empty line ends the current row. `parse` turns one line into channels 0, 1, 2.
@@ -41,14 +62,20 @@ alad::PixelFileRead ReadPixelLines(const char* who, const char* opened, const st
         out.release();
         return alad::PixelFileRead::kBadSize;
     }
-    // Zeroed, so that the pixels a short file leaves out read 0 rather than whatever memory held.
-    out = cv::Mat::zeros(height, width, CV_32SC3);
     std::ifstream file(path);
     if (!file.is_open()) {
+        out.release();
         alad::Log(alad::LogLevel::kError, alad::Console::kErr, "open failed: %s", path.c_str());
         return alad::PixelFileRead::kCannotOpen;
     }
     alad::LogLine("%s%s", opened, path.c_str());
+    // A pixel is a line of at least one character; the last one needs no line end.
+    if (!LongEnough(who, path, width, height, 2 * int64_t{width} * height - 1, "a line per pixel")) {
+        out.release();
+        return alad::PixelFileRead::kTooShort;
+    }
+    // Zeroed, so that the pixels a short file leaves out read 0 rather than whatever memory held.
+    out = cv::Mat::zeros(height, width, CV_32SC3);
 
     const int64_t expected = int64_t{width} * height;
     int64_t count = 0;
@@ -153,18 +180,30 @@ void yuv10BitLE2BGR(const std::string& path, int width, int height, cv::Mat& out
     const size_t w = static_cast<size_t>(width), h = static_cast<size_t>(height);
     // Chroma rows are `width` bytes apart, so a plane holds (width+1 rounded down to even) bytes
     // per row pair.
-    std::vector<unsigned char> y_plane(w * h * 2), u_plane(((w + 1) & ~size_t{1}) * ((h + 1) / 2)),
-        v_plane(u_plane.size());
+    const size_t luma_bytes = w * h * 2, chroma_bytes = ((w + 1) & ~size_t{1}) * ((h + 1) / 2);
+    const size_t frame_bytes = luma_bytes + 2 * chroma_bytes;
+    const auto too_short = [&] {
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr,
+                  "yuv10BitLE2BGR: '%s' is shorter than a %dx%d frame (%zu bytes); nothing read", path.c_str(), width,
+                  height, frame_bytes);
+    };
     std::FILE* file = std::fopen(path.c_str(), "rb");
     if (!file) {
         alad::Log(alad::LogLevel::kError, alad::Console::kErr, "open failed: %s", path.c_str());
         return;
     }
+    // Known before anything is allocated for a regular file; found by reading for others.
+    const int64_t file_bytes = FileBytes(path);
+    if (file_bytes >= 0 && static_cast<uint64_t>(file_bytes) < frame_bytes) {
+        std::fclose(file);
+        too_short();
+        return;
+    }
+    std::vector<unsigned char> y_plane(luma_bytes), u_plane(chroma_bytes), v_plane(chroma_bytes);
     const bool complete = ReadExactly(file, y_plane) && ReadExactly(file, u_plane) && ReadExactly(file, v_plane);
     std::fclose(file);
     if (!complete) {
-        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "yuv10BitLE2BGR: '%s' is shorter than a %dx%d frame (%zu bytes); nothing read",
-                  path.c_str(), width, height, y_plane.size() + 2 * u_plane.size());
+        too_short();
         return;
     }
 

@@ -4,7 +4,8 @@
  * declared for C++ only, at the end.
  *
  * Every function returns 0 whatever happens (problems are reported as console lines), except the
- * level lookup, which returns the level. Calls must be serialised by the caller. */
+ * level lookup, which returns the level, and GetLastStatusForDriver, which tells what the engine
+ * made of the last call. Calls must be serialised by the caller. */
 #ifndef ALAD_ALAD_DRIVER_H
 #define ALAD_ALAD_DRIVER_H
 
@@ -88,6 +89,8 @@ ALAD_EXPORT int32_t DeinitEngineALADforDriver(void);
 ALAD_EXPORT int32_t ResetEngineALADforDriver(void);
 ALAD_EXPORT int32_t UpdateViewConditionParameterForDriver(const alad_view_condition_driver_* view);
 ALAD_EXPORT int32_t UpdateDisplayPanelParameterForDriver(const alad_display_model_driver_* model);
+/* A width or height below 0 or above ALAD_MAX_FRAME_SIDE (or ALAD_MAX_FRAME_PIXELS in all) is
+ * refused with a message and the current configuration kept. */
 ALAD_EXPORT int32_t UpdateCLTMParameterForDriver(const ad_user_t_driver_* user);
 /* Runs one frame in place on the driver's buffer; the alpha bytes are kept. (From C++, the same
  * call also takes the record by reference.) */
@@ -97,6 +100,13 @@ ALAD_EXPORT int32_t RunOneFrameBufferALADforDriver(_image* image);
 ALAD_EXPORT int32_t checkAladRegisterParameterValidity(const alad_registrator_driver* reg);
 /* Fills *reg (and its two tables) with the engine's current registers, then checks them. */
 ALAD_EXPORT int32_t ALADRegistratorsInfoForDriver(alad_registrator_driver* reg);
+
+/* The engine's status for the last call of this header (or of the verification front end's
+ * <alad/alad_interface.h>) that reached the engine: 0 when it did what was asked, -1 when it did
+ * not (no engine yet, a missing record, a buffer that could not be converted, a frame a stage
+ * refused or passed through, a record the engine could not apply). The wrappers themselves return 0
+ * whatever happens. */
+ALAD_EXPORT int32_t GetLastStatusForDriver(void);
 
 /* Routes the engine's console lines to sink (level 0 information, 1 warning, 2 error; each line
  * without its newline), for instance to the system log; a sink that ignores them silences the

@@ -2,9 +2,23 @@
 // frame at a time. Every call runs on the caller's thread (SetEngineThreads can let a frame's rows
 // be shared among more); callers serialise all calls.
 //
-// All return 0 on success and -1 on failure. Every entry point but InitEngineALAD,
-// DeinitEngineALAD and ComputeAGTMLUTByAmbientLight returns -1 (with a message) while no engine
-// has been initialised. No entry point throws.
+// Every entry point returns 0 when it did what was asked and -1 when it did not, with a message
+// saying why: no engine yet (every entry point but InitEngineALAD, DeinitEngineALAD,
+// ComputeAGTMLUTByAmbientLight and the process-wide settings needs one), a frame refused or
+// passed through unprocessed by a stage (its channels, a size the local stage's buffers do not
+// hold), a record or register set the engine could not apply (no memory for its buffers, a frame
+// size above ALAD_MAX_FRAME_SIDE or ALAD_MAX_FRAME_PIXELS of <alad/alad_records.h>), a display
+// panel or viewing condition that makes no tone curve. What a correct call computes is the same
+// either way. No entry point throws.
+//
+// A display panel and viewing condition make no tone curve when a value is not finite (gamma,
+// white, black, backlight, reflectance, either ambient light), gamma or white is not above 0,
+// black is not below white, or an effective black level (black plus the reflected ambient light)
+// is not above 0. Such a record is reported and taken as it is, and the AGTM table becomes the
+// neutral one, every gain 1.0 (raw 2048): the AGTM stage then leaves frames unchanged, where a
+// table of that record would have blacked them out. The first record after it that makes a curve
+// brings the normal table back (a panel given then also takes its own black level and
+// reflectance at once, since the effective black levels made from the bad record are unusable).
 #ifndef ALAD_ALAD_ENGINE_H
 #define ALAD_ALAD_ENGINE_H
 
@@ -19,22 +33,32 @@
 namespace kelvo {
 
 // Builds a new engine and makes it the process-wide one (the previous one, if any, is released).
+// When it cannot be built, prints "create alad engine failed!", leaves no engine and returns -1.
+// A frame size above the bound is refused before anything is built: the running engine, if any,
+// is kept, and -1 returned. A panel or viewing condition that makes no tone curve gives a working
+// engine with the neutral AGTM table, and -1.
 ALAD_EXPORT int32_t InitEngineALAD(const ad_user_t_& user, const alad_display_model_& display,
                                    const alad_view_condition_& view);
 // Only reports: the engine stays usable until the next InitEngineALAD replaces it.
 ALAD_EXPORT int32_t DeinitEngineALAD();
 // One frame, CV_32SC3 with 12-bit B, G, R values, through the stages of the configured order.
-// dst is created with the frame's size (CV_32SC3) unless it already has that size.
+// dst is created with the frame's size (CV_32SC3) unless it already has that size. A frame a stage
+// refuses (not 3 channels; larger than the configured size, or of another width than the video
+// sequence so far, for the local stage) passes that stage unchanged, and the call returns -1.
 ALAD_EXPORT int32_t RunOneFrameALAD(const cv::Mat& src, cv::Mat& dst);
 // Restarts the video state: the next frame is treated as the first of a sequence.
 ALAD_EXPORT int32_t ResetEngineALAD();
-// New ambient light: regenerates the AGTM table; the CLTM state is kept.
+// New ambient light: regenerates the AGTM table; the CLTM state is kept. -1 (neutral table) when
+// the viewing condition and the panel make no tone curve, as for a lux reading that is not finite.
 ALAD_EXPORT int32_t UpdateViewConditionParameter(const alad_view_condition_& view);
-// New display panel: regenerates the AGTM table.
+// New display panel: regenerates the AGTM table. -1 (neutral table) when it makes no tone curve.
 ALAD_EXPORT int32_t UpdateDisplayPanelParameter(const alad_display_model_& display);
 // New CLTM settings, frame size or order: re-derives the CLTM parameters (overwriting registers).
+// A frame size above the bound is refused (-1) and the current configuration kept.
 ALAD_EXPORT int32_t UpdateCLTMParameter(const ad_user_t_& user);
-// Loads a hardware register set (order, size, block sizes, CLTM controls, both tables).
+// Loads a hardware register set (order, size, block sizes, CLTM controls, both tables). A set with
+// a frame size outside 0..ALAD_MAX_FRAME_SIDE or above ALAD_MAX_FRAME_PIXELS is refused whole (-1)
+// and the current configuration kept.
 ALAD_EXPORT int32_t SettingVerificationRegistrator(const alad_verification_registrator_& regs);
 // Prints the current register set, 13 values and two labels, one per line.
 ALAD_EXPORT int32_t PrintCurrentRegistratorFromDriver();

@@ -1,6 +1,8 @@
 // The engine for a verification front end: its own flat records, translated into the engine's, and
 // forwards to the engine and to the verification harness (<alad/alad_verify.h>). Every function
-// returns 0 unless said otherwise and never throws; problems are reported as console lines.
+// returns 0 unless said otherwise and never throws; problems are reported as console lines, and
+// GetLastStatusForDriver (<alad/alad_driver.h>) gives the engine's status for the last call that
+// reached it.
 #ifndef ALAD_ALAD_INTERFACE_H
 #define ALAD_ALAD_INTERFACE_H
 
@@ -81,7 +83,8 @@ ALAD_EXPORT int32_t ComputeAGTMLUTByAmbientLightInterface(unsigned int unused, u
                                                           unsigned int ambientDst, int* lut, unsigned int count);
 // Returns the engine's result (-1 before any initialisation).
 ALAD_EXPORT int32_t PrintCurrentRegistratorFromDriverInterface();
-// The eight fields shared with the driver's record into the engine's CLTM settings.
+// The eight fields shared with the driver's record into the engine's CLTM settings; a frame size
+// outside 0..ALAD_MAX_FRAME_SIDE (or above ALAD_MAX_FRAME_PIXELS) is refused, as for the driver.
 ALAD_EXPORT int32_t UpdateCLTMParameterForVerify(const ad_user_interface_t_* user);
 // Reads a register file into *reg and its two buffers (entries the file does not set read 0); a
 // file that cannot be read or converted is reported and leaves *reg as it was.

@@ -12,6 +12,14 @@
 #define ALAD_HIST_ADJUST_CURVE_SIZE 65
 #define ALAD_AGTM_LUT_SIZE 256
 
+/* The largest frame the engine and the harness's readers take: at most ALAD_MAX_FRAME_SIDE pixels
+ * on a side and ALAD_MAX_FRAME_PIXELS pixels in all (8K UHD, 7680 x 4320, either way round). A
+ * larger size in a user record or a register set is refused with a message (the engine keeps the
+ * configuration it had), and the readers refuse it before reading: at about 24 bytes of working
+ * memory per pixel, a wrong or hostile size must not commit gigabytes on a phone. */
+#define ALAD_MAX_FRAME_SIDE 8192
+#define ALAD_MAX_FRAME_PIXELS (7680 * 4320)
+
 #ifdef __cplusplus
 #include <cstdint>
 

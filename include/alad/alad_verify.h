@@ -74,14 +74,16 @@ ALAD_EXPORT void parseRegisterFromFile(const char* path, kelvo::alad_verificatio
 // ---- test images ----
 
 // One pixel per line, "R G B" in hexadecimal, into a CV_32SC3 B, G, R image. Returns 0, or -1 when
-// the file cannot be opened, the size is not usable (below 1 or above 8K UHD's pixel count) or the
-// file does not hold exactly width x height pixels (missing pixels read 0).
+// the size is not usable (a side below 1 or above ALAD_MAX_FRAME_SIDE, more than
+// ALAD_MAX_FRAME_PIXELS in all), the file cannot be opened or is too short to hold a line per
+// pixel (out is then left empty: nothing is allocated), or the file does not hold exactly
+// width x height pixels (out holds what was read; missing pixels read 0).
 ALAD_EXPORT int parseImageFromFile(std::string path, int width, int height, cv::Mat& out);
 // One pixel per line, RRRGGGBBB packed in one hexadecimal number; otherwise as above.
 ALAD_EXPORT int parseImageFromFileCmodel(std::string path, int width, int height, cv::Mat& out);
 // A planar 10-bit little-endian YUV 4:2:0 frame into a 10-bit CV_32SC3 B, G, R image. A file that
-// cannot be opened or is shorter than the frame, or a size that is not usable, is reported on
-// standard error and leaves out empty.
+// cannot be opened or is shorter than the frame (found before anything is allocated), or a size
+// that is not usable, is reported on standard error and leaves out empty.
 ALAD_EXPORT void yuv10BitLE2BGR(const std::string& path, int width, int height, cv::Mat& out);
 // Prints the 2.2 gamma check of a table file ("address value" in hexadecimal per line). Returns 0,
 // or -1 when the file cannot be opened or does not hold `length` entries.

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <opencv2/core.hpp>
@@ -35,6 +37,37 @@ void Init(uint32_t order, float src = 300, float dst = 20000) {
 }
 
 cv::Mat Frame(unsigned seed) { return testing_util::Random12(48, 64, seed); }
+
+// A host's sink receives every line with its level instead of the console, and a frame a stage
+// refused comes back with -1; the null sink brings the console back.
+TEST(EntryPointsTest, LogSinkReceivesEveryLineAndRefusedFramesReturnMinusOne) {
+    using Lines = std::vector<std::pair<int, std::string>>;
+    Lines lines;
+    const auto sink = [](void* user, int level, const char* line) {
+        static_cast<Lines*>(user)->emplace_back(level, line);
+    };
+    Init(3);
+    cv::Mat out;
+    const alad_test::Captured console = alad_test::Capture([&] {
+        ASSERT_EQ(SetEngineLogSink(sink, &lines), 0);
+        EXPECT_EQ(RunOneFrameALAD(Frame(1), out), 0);
+        EXPECT_EQ(RunOneFrameALAD(cv::Mat(48, 64, CV_32SC1, cv::Scalar(7)), out), -1);  // one channel
+        EXPECT_EQ(RunOneFrameALAD(testing_util::Random12(96, 64, 2), out), -1);  // larger than the buffers
+        EXPECT_EQ(RunOneFrameALAD(Frame(3), out), 0);
+        SetEngineLogSink(nullptr, nullptr);
+    });
+    EXPECT_EQ(console.out + console.err, "");
+    const Lines first = {{0, "mCLTMParam.width = 64 , sz.width = 64"}, {0, "mCLTMParam.height = 48 , sz.height = 48"},
+                         {0, "LCH 00."}, {0, "LCH 01."}, {0, "LCH 02."}, {0, "case order 3: CLTM."}};
+    ASSERT_GT(lines.size(), first.size());
+    EXPECT_EQ(Lines(lines.begin(), lines.begin() + first.size()), first);
+    const auto has = [&](int level, const std::string& text) {
+        return std::find(lines.begin(), lines.end(), std::make_pair(level, text)) != lines.end();
+    };
+    EXPECT_TRUE(has(2, "RunOneFrame: a frame needs 3 channels; frame passed through"));
+    EXPECT_TRUE(has(2, "ERROR: frame 64x96 does not fit the CLTM buffers allocated for 64x48"));
+    EXPECT_NE(Printed([&] { RunOneFrameALAD(Frame(4), out); }).find("LCH 00.\nLCH 01.\n"), std::string::npos);
+}
 
 TEST(EntryPointsTest, StatusPrintsThirteenValuesAndTwoLabels) {
     Init(1);

@@ -32,8 +32,10 @@ TEST(UninitialisedEngineTest, CallsBeforeInitReturnMinusOne) {
     EXPECT_TRUE(dst.empty());
 
     // After an InitEngineALAD the same calls work.
+    ad_user_t_ user;
+    user.width = user.height = 4;
     testing::internal::CaptureStdout();
-    EXPECT_EQ(InitEngineALAD(ad_user_t_(), alad_display_model_(), {300.0f, 300.0f}), 0);
+    EXPECT_EQ(InitEngineALAD(user, alad_display_model_(), {300.0f, 300.0f}), 0);
     EXPECT_EQ(RunOneFrameALAD(src, dst), 0);
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(dst.size(), src.size());

@@ -55,7 +55,7 @@ TEST(PixelFileTest, UnusableSizesAndMissingFilesAreRefused) {
     ScratchDir dir;
     const std::string path = WriteText(dir / "one.txt", "123456789\n"), missing = dir / "missing.txt";
     for (const auto& [w, h] : {std::pair{0, 0}, {0, 1}, {1, 0}, {-1, 5}, {5, -1}, {-2147483647 - 1, 1},
-                               {100000, 100000}, {2147483647, 2}}) {
+                               {100000, 100000}, {2147483647, 2}, {8193, 1}, {1, 8193}, {8192, 4051}}) {
         for (const auto read : {parseImageFromFile, parseImageFromFileCmodel}) {
             cv::Mat image(2, 2, CV_32SC3);
             const std::string err = Capture([&] { EXPECT_EQ(read(path, w, h, image), -1); }).err;
@@ -71,6 +71,44 @@ TEST(PixelFileTest, UnusableSizesAndMissingFilesAreRefused) {
     });
     EXPECT_EQ(out.err, "open failed: " + missing + "\nopen failed: " + missing + "\nopen failed: " + missing + "\n");
     EXPECT_EQ(out.out, "");
+}
+
+// A pixel needs a line of at least one character (the last without its line end): a file with
+// fewer bytes is refused before the frame is allocated, however large the size it is read with.
+TEST(PixelFileTest, FilesTooShortForTheirSizeAreRefusedBeforeAnythingIsAllocated) {
+    ScratchDir dir;
+    const struct {
+        std::string text;
+        int width, height;
+        std::string err;  // what standard error starts with: nothing when the file is read
+    } cases[] = {
+        {"0\n0\n0", 3, 1, ""},  // exactly long enough
+        {"0\n0\n", 3, 1, "holds 4 bytes, too few for a 3x1 frame (a line per pixel: at least 5 bytes); nothing read"},
+        {"1234", 7680, 4320, "holds 4 bytes, too few for a 7680x4320 frame (a line per pixel: at least 66355199"},
+        {"", 1, 1, "holds 0 bytes, too few for a 1x1 frame"},
+        // Long enough to be read: a short count is reported as always, with the pixels read.
+        {"0\n\n\n\n\n", 2, 1, "parameter error: pixel number != width*height: 1 != 2"},
+    };
+    for (const auto& c : cases) {
+        for (const bool packed : {false, true}) {
+            const std::string path = WriteText(dir / "pixels.txt", c.text);
+            cv::Mat image(2, 2, CV_32SC3);
+            const auto read = packed ? parseImageFromFileCmodel : parseImageFromFile;
+            const int status = c.err.empty() ? 0 : -1;
+            const Captured out = Capture([&] { EXPECT_EQ(read(path, c.width, c.height, image), status); });
+            const std::string who = packed ? "parseImageFromFileCmodel: '" : "parseImageFromFile: '";
+            if (c.err.rfind("parameter", 0) == 0) {
+                EXPECT_EQ(out.err, c.err + "\n");
+                EXPECT_EQ(image.size(), cv::Size(c.width, c.height));
+            } else if (!c.err.empty()) {
+                EXPECT_EQ(out.err.rfind(who + path + "' " + c.err, 0), 0u) << out.err;
+                EXPECT_TRUE(image.empty());
+            } else {
+                EXPECT_EQ(out.err, "");
+                EXPECT_EQ(image.size(), cv::Size(c.width, c.height));
+            }
+        }
+    }
 }
 
 TEST(YuvFileTest, ConvertsWithTheRoundingConstantSaturatesAndIndexesChromaRowsOfWidthBytes) {
@@ -115,6 +153,9 @@ TEST(YuvFileTest, ShortOrMissingFilesAndBadSizesLeaveNoImage) {
         {WriteText(dir / "short.yuv", std::string(11, '\0')),
          "yuv10BitLE2BGR: '" + (dir / "short.yuv") + "' is shorter than a 2x2 frame (12 bytes); nothing read\n", 2},
         {none, "open failed: " + none + "\n", 2},
+        // Found before the planes are allocated.
+        {WriteText(dir / "tiny.yuv", "1234"),
+         "yuv10BitLE2BGR: '" + (dir / "tiny.yuv") + "' is shorter than a 7680x2 frame (46080 bytes)", 7680},
         {complete, "yuv10BitLE2BGR: '" + complete + "': frame size -2x2 is not usable", -2},
     };
     for (const auto& c : cases) {
