@@ -99,7 +99,7 @@ int RunCheck(int argc, char** argv) {
         errors += f.report.errors;
         warnings += f.report.warnings;
     }
-    std::printf("alad check: %zu file%s, %lld error%s, %lld warning%s\n", files.size(), files.size() == 1 ? "" : "s",
+    Inform("alad check: %zu file%s, %lld error%s, %lld warning%s\n", files.size(), files.size() == 1 ? "" : "s",
                 static_cast<long long>(errors), errors == 1 ? "" : "s", static_cast<long long>(warnings),
                 warnings == 1 ? "" : "s");
     return errors > 0 || (options.Has("werror") && warnings > 0) ? 1 : 0;

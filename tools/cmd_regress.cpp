@@ -366,9 +366,13 @@ void WriteJUnit(const fs::path& path, const std::string& suite, const std::vecto
 // "-j N" and "-jN" as "--jobs N", for the option parser.
 std::vector<std::string> LongJobs(int argc, char** argv) {
     std::vector<std::string> args;
+    bool options_end = false;
     for (int i = 0; i < argc; ++i) {
         const std::string arg = argv[i];
-        if (arg == "-j") {
+        options_end = options_end || arg == "--";
+        if (options_end) {
+            args.push_back(arg);
+        } else if (arg == "-j") {
             args.push_back("--jobs");
         } else if (arg.size() > 2 && arg.compare(0, 2, "-j") == 0) {
             args.push_back("--jobs");

@@ -9,7 +9,7 @@
 #include "pipeline/register_table.h"
 #include "tools/commands.h"
 #include "tools/file_checks.h"
-#include "tools/report_writers.h"
+#include "tools/json.h"
 #include "tools/tool_common.h"
 #include "verify/file_check.h"
 
@@ -80,25 +80,26 @@ void JsonRegs(const std::string& path, const kelvo::alad_verification_registrato
               const alad_registrator_driver& driver, const std::vector<std::string>& refused,
               const alad::CheckReport& report) {
     JsonWriter json;
-    json.BeginObject().Key("register_file").String(path).Key("registers").BeginObject();
+    json.BeginObject().Member("register_file", path).Key("registers").BeginObject();
     for (const kelvo::RegisterInfo& reg : kelvo::kRegisters) {
-        if (reg.public_form) json.Key(reg.name).Int(regs.*reg.public_form);
+        if (reg.public_form) json.Member(reg.name, regs.*reg.public_form);
     }
-    json.EndObject().Key("block_counts").BeginObject();
-    json.Key("blk_h_num").Int(driver.reg_blk_h_num).Key("blk_w_num").Int(driver.reg_blk_w_num).EndObject();
-    json.Key("hist").BeginArray();
-    for (int i = 0; i < ALAD_HIST_ADJUST_CURVE_SIZE; ++i) json.Int(regs.hist_adjust_curve[i]);
-    json.EndArray().Key("agtm").BeginArray();
-    for (int i = 0; i < ALAD_AGTM_LUT_SIZE; ++i) json.Int(regs.agtm[i]);
-    json.EndArray().Key("range_check").BeginArray();
-    for (const std::string& line : refused) json.String(line);
-    json.EndArray().Key("checks").BeginArray();
+    json.EndObject();
+    json.Key("block_counts").BeginObject();
+    json.Member("blk_h_num", driver.reg_blk_h_num).Member("blk_w_num", driver.reg_blk_w_num).EndObject();
+    json.Member("hist", std::vector<long long>(regs.hist_adjust_curve, regs.hist_adjust_curve + ALAD_HIST_ADJUST_CURVE_SIZE));
+    json.Member("agtm", std::vector<int>(regs.agtm, regs.agtm + ALAD_AGTM_LUT_SIZE));
+    json.Member("range_check", refused);
+    json.Key("checks").BeginArray();
     for (const alad::FileProblem& p : report.problems) {
-        json.BeginObject().Key("file").String(p.file).Key("line").Int(p.line).Key("column").Int(p.column);
-        json.Key("severity").String(p.severity == alad::Severity::kError ? "error" : "warning");
-        json.Key("message").String(p.message).EndObject();
+        json.BeginObject().Member("file", p.file).Member("line", static_cast<long long>(p.line));
+        json.Member("column", static_cast<long long>(p.column));
+        json.Member("severity", p.severity == alad::Severity::kError ? "error" : "warning");
+        json.Member("message", p.message).EndObject();
     }
-    json.EndArray().Key("check_errors").Int(report.errors).Key("check_warnings").Int(report.warnings).EndObject();
+    json.EndArray();
+    json.Member("check_errors", static_cast<long long>(report.errors));
+    json.Member("check_warnings", static_cast<long long>(report.warnings)).EndObject();
     std::fputs(json.Text().c_str(), stdout);
 }
 

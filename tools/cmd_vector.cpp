@@ -266,7 +266,7 @@ int RunVector(int argc, char** argv) {
     file.close();
     if (!file) throw RunError("cannot write '" + regs_path + "'");
 
-    std::printf("alad vector: %s (%dx%d) -> %s%s, %s (order %d, %g -> %g lux)\n", args[0].c_str(), frames[0].cols,
+    Inform("alad vector: %s (%dx%d) -> %s%s, %s (order %d, %g -> %g lux)\n", args[0].c_str(), frames[0].cols,
                 frames[0].rows, image_paths[0].c_str(),
                 image_paths.size() == 1 ? "" : (" .. " + fs::path(image_paths.back()).filename().string()).c_str(),
                 regs_path.c_str(), regs.reg_tm_mode, view.blackLevelSrc, view.blackLevelDst);
@@ -284,7 +284,7 @@ int RunVector(int argc, char** argv) {
             throw RunError("the expected dumps could not be made: " + std::to_string(result.failed) + " of " +
                            std::to_string(result.frames) + " frames failed (" + result.first_failure + ")");
         }
-        std::printf("alad vector: expected dumps of %d frame%s in %s\n", result.frames, result.frames == 1 ? "" : "s",
+        Inform("alad vector: expected dumps of %d frame%s in %s\n", result.frames, result.frames == 1 ? "" : "s",
                     request.out_dir.c_str());
     }
     return 0;

@@ -60,7 +60,7 @@ int RunVerify(int argc, char** argv) {
         throw RunError(std::to_string(result.failed) + " of " + std::to_string(result.frames) +
                        " frames failed (" + result.first_failure + ")");
     }
-    std::printf("alad verify: %d frame%s of %dx%d, order %d, written to %s\n", result.frames,
+    Inform("alad verify: %d frame%s of %dx%d, order %d, written to %s\n", result.frames,
                 result.frames == 1 ? "" : "s", result.width, result.height, result.order,
                 request.out_dir.c_str());
     return 0;

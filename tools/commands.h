@@ -26,6 +26,8 @@ int RunRegs(int argc, char** argv);
 int RunOffline(int argc, char** argv);
 int RunCheck(int argc, char** argv);
 int RunRegress(int argc, char** argv);
+int RunSimulate(int argc, char** argv);
+int RunBench(int argc, char** argv);
 
 extern const char kLutHelp[];
 extern const char kProcessHelp[];
@@ -38,6 +40,8 @@ extern const char kRegsHelp[];
 extern const char kOfflineHelp[];
 extern const char kCheckHelp[];
 extern const char kRegressHelp[];
+extern const char kSimulateHelp[];
+extern const char kBenchHelp[];
 
 }  // namespace alad_tool
 

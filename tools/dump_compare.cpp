@@ -7,7 +7,7 @@
 #include <map>
 #include <set>
 
-#include "tools/report_writers.h"
+#include "tools/json.h"
 #include "tools/tool_common.h"
 
 namespace alad_tool {
@@ -234,26 +234,25 @@ std::vector<std::string> DescribeComparison(const DumpComparison& d) {
 
 std::string ComparisonJson(const DumpComparison& d) {
     JsonWriter json;
-    json.BeginObject().Key("a").String(d.a).Key("b").String(d.b).Key("identical").Bool(d.Same());
+    json.BeginObject().Member("a", d.a).Member("b", d.b).Member("identical", d.Same());
     if (d.folders) {
-        json.Key("frames").BeginObject().Key("a").Int(d.frames_a).Key("b").Int(d.frames_b).EndObject();
-        json.Key("only_in_a").BeginArray();
-        for (const std::string& name : d.only_a) json.String(name);
-        json.EndArray().Key("only_in_b").BeginArray();
-        for (const std::string& name : d.only_b) json.String(name);
-        json.EndArray();
+        json.Key("frames").BeginObject().Member("a", d.frames_a).Member("b", d.frames_b).EndObject();
+        json.Member("only_in_a", d.only_a).Member("only_in_b", d.only_b);
     }
-    json.Key("identical_files").Int(d.identical).Key("different").BeginArray();
+    json.Member("identical_files", d.identical).Key("different").BeginArray();
     for (const auto& [name, c] : d.different) {
-        json.BeginObject().Key("file").String(name).Key("readable").Bool(c.readable);
+        json.BeginObject().Member("file", name).Member("readable", c.readable);
         if (c.readable) {
-            json.Key("lines_a").Int(c.lines_a).Key("lines_b").Int(c.lines_b).Key("differing_lines").Int(c.differing);
-            json.Key("first_line").Int(c.first).Key("first_a").String(c.first_a).Key("first_b").String(c.first_b);
+            json.Member("lines_a", static_cast<long long>(c.lines_a)).Member("lines_b", static_cast<long long>(c.lines_b));
+            json.Member("differing_lines", static_cast<long long>(c.differing));
+            json.Member("first_line", static_cast<long long>(c.first)).Member("first_a", c.first_a);
+            json.Member("first_b", c.first_b);
             if (c.pixels) {
-                json.Key("largest_difference").BeginObject().Key("r").Int(c.largest_channel[0]);
-                json.Key("g").Int(c.largest_channel[1]).Key("b").Int(c.largest_channel[2]).EndObject();
+                json.Key("largest_difference").BeginObject().Member("r", static_cast<long long>(c.largest_channel[0]));
+                json.Member("g", static_cast<long long>(c.largest_channel[1]));
+                json.Member("b", static_cast<long long>(c.largest_channel[2])).EndObject();
             } else if (c.values) {
-                json.Key("largest_difference").Int(c.largest_value);
+                json.Member("largest_difference", static_cast<long long>(c.largest_value));
             }
         }
         json.EndObject();

@@ -6,6 +6,8 @@
 namespace alad_tool {
 
 void PrintProblems(const alad::CheckReport& report, bool as_warnings, std::FILE* stream) {
+    // Shown as warnings, they are not what was asked for: -q leaves them out.
+    if (as_warnings && CurrentVerbosity() == Verbosity::kQuiet) return;
     for (const alad::FileProblem& problem : report.problems) {
         std::fprintf(stream, "%s\n", alad::FormatProblem(problem, as_warnings).c_str());
     }

@@ -1,40 +1,13 @@
-// Machine-readable reports: a small JSON writer and XML text escaping. Text from outside (paths,
-// file contents in messages) may hold any bytes; what is not valid UTF-8 is written as U+FFFD, so
-// the reports stay well formed whatever they quote.
+// Text quoted for machine-readable reports (JSON, XML). Text from outside (paths, file contents in
+// messages) may hold any bytes; what is not valid UTF-8 is written as U+FFFD, so the reports stay
+// well formed whatever they quote.
 #ifndef ALAD_TOOLS_REPORT_WRITERS_H
 #define ALAD_TOOLS_REPORT_WRITERS_H
 
-#include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace alad_tool {
-
-// Writes one JSON value, indented by two blanks per level, into a string:
-//   JsonWriter json;
-//   json.BeginObject().Key("frames").Int(3).EndObject();
-class JsonWriter {
-public:
-    JsonWriter& BeginObject();
-    JsonWriter& EndObject();
-    JsonWriter& BeginArray();
-    JsonWriter& EndArray();
-    JsonWriter& Key(std::string_view key);
-    JsonWriter& String(std::string_view text);
-    JsonWriter& Int(int64_t value);
-    JsonWriter& Bool(bool value);
-    JsonWriter& Null();
-    // The text written, with a final line end.
-    std::string Text() const { return out_ + "\n"; }
-
-private:
-    void BeforeValue();
-    void Close(char bracket);
-    std::string out_;
-    std::vector<bool> has_items_;  // per open container
-    bool after_key_ = false;
-};
 
 // A JSON string literal, quotes included.
 std::string JsonQuoted(std::string_view text);

@@ -10,7 +10,7 @@
 #include "alad/alad_verify.h"
 #include "alad/alad_version.h"
 #include "tools/file_checks.h"
-#include "tools/report_writers.h"
+#include "tools/json.h"
 #include "tools/sha256.h"
 #include "tools/tool_common.h"
 #include "verify/file_check.h"
@@ -103,11 +103,11 @@ struct RunRecord {
 };
 
 void FileEntry(JsonWriter& json, const std::string& path, const std::string& sha256) {
-    json.BeginObject().Key("path").String(path).Key("sha256");
+    json.BeginObject().Member("path", path).Key("sha256");
     if (sha256.empty()) {
         json.Null();
     } else {
-        json.String(sha256);
+        json.Value(sha256);
     }
     json.EndObject();
 }
@@ -116,33 +116,26 @@ void FileEntry(JsonWriter& json, const std::string& path, const std::string& sha
 // unfinished.
 void WriteRunRecord(const fs::path& out, const RunRecord& run) {
     JsonWriter json;
-    json.BeginObject();
-    json.Key("tool").String("alad verify").Key("version").String(kelvo::ALADVersion());
-    json.Key("command").BeginArray();
-    for (const std::string& arg : run.command) json.String(arg);
-    json.EndArray();
-    json.Key("register_file");
+    json.BeginObject().Member("tool", "alad verify").Member("version", kelvo::ALADVersion());
+    json.Member("command", run.command).Key("register_file");
     FileEntry(json, run.register_file, run.register_sha256);
-    json.Key("frame_size").BeginObject().Key("width").Int(run.width).Key("height").Int(run.height).EndObject();
-    json.Key("order").Int(run.order);
-    json.Key("checks").BeginObject().Key("errors").Int(run.check_errors).Key("warnings").Int(run.check_warnings);
-    json.EndObject();
+    json.Key("frame_size").BeginObject().Member("width", run.width).Member("height", run.height).EndObject();
+    json.Member("order", run.order);
+    json.Key("checks").BeginObject().Member("errors", static_cast<long long>(run.check_errors));
+    json.Member("warnings", static_cast<long long>(run.check_warnings)).EndObject();
     int failed = 0;
     json.Key("frames").BeginArray();
     for (size_t f = 0; f < run.frames.size(); ++f) {
         const FrameRecord& frame = run.frames[f];
         failed += frame.status == "failed";
-        json.BeginObject().Key("frame").Int(static_cast<int64_t>(f)).Key("pixel_file");
+        json.BeginObject().Member("frame", static_cast<long long>(f)).Key("pixel_file");
         FileEntry(json, frame.pixel_file, frame.sha256);
-        json.Key("status").String(frame.status);
-        if (!frame.reason.empty()) json.Key("reason").String(frame.reason);
-        json.Key("files").BeginArray();
-        for (const std::string& file : frame.files) json.String(file);
-        json.EndArray().EndObject();
+        json.Member("status", frame.status);
+        if (!frame.reason.empty()) json.Member("reason", frame.reason);
+        json.Member("files", frame.files).EndObject();
     }
     json.EndArray();
-    json.Key("status").String(!run.finished ? "unfinished" : failed > 0 ? "failed" : "ok");
-    json.EndObject();
+    json.Member("status", !run.finished ? "unfinished" : failed > 0 ? "failed" : "ok").EndObject();
     const fs::path path = out / "run.json";
     std::ofstream file(path);
     file << json.Text();
@@ -273,9 +266,8 @@ VerifyResult RunVerification(const VerifyRequest& request) {
         run.finished = f + 1 == result.frames;
         WriteRunRecord(request.out_dir, run);
         if (!request.quiet) {
-            std::printf("%s: %s -> %s%s\n", name.c_str(), frame.pixel_file.c_str(), folder.c_str(),
-                        status == 0 ? "" : "  FAILED");
-            std::fflush(stdout);
+            Inform("%s: %s -> %s%s\n", name.c_str(), frame.pixel_file.c_str(), folder.c_str(),
+                   status == 0 ? "" : "  FAILED");
         }
     }
     {

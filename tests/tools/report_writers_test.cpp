@@ -54,13 +54,6 @@ TEST(ReportWritersTest, JsonAndXmlQuoteAnyBytes) {
     EXPECT_EQ(XmlEscaped("<a href=\"x\">&'</a>\n\x02\xFF"),
               "&lt;a href=&quot;x&quot;&gt;&amp;&apos;&lt;/a&gt;&#10;\xEF\xBF\xBD\xEF\xBF\xBD");
 
-    JsonWriter json;
-    json.BeginObject().Key("n").Int(-3).Key("empty").BeginArray().EndArray().Key("list").BeginArray();
-    json.String("x").Bool(true).Null().BeginObject().Key("k").String("v").EndObject();
-    json.EndArray().EndObject();
-    EXPECT_EQ(json.Text(),
-              "{\n  \"n\": -3,\n  \"empty\": [],\n  \"list\": [\n    \"x\",\n    true,\n    null,\n    {\n"
-              "      \"k\": \"v\"\n    }\n  ]\n}\n");
 }
 
 }  // namespace
