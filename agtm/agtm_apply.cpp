@@ -272,12 +272,8 @@ void AGTMRowPass::Frame(const alad::ArgbFrame& frame, bool narrow, cv::Mat* imag
     });
 }
 
-void AGTMRowPass::Row(const int32_t* in, int cols, int32_t* out, int32_t* copy) const {
-    ActiveKernels().integer_row(in, out, copy, cols, GainsOf(gains_, split_, lut_, non_negative_));
-}
-
-void AGTMRowPass::RowToArgb(const int32_t* in, int cols, uint8_t* argb, int32_t* copy) const {
-    ActiveKernels().to_argb_row(in, argb, copy, cols, GainsOf(gains_, split_, lut_, non_negative_));
+void AGTMRowPass::Row(const int16_t* const* planes, int cols, int32_t* image, int32_t* copy, uint8_t* argb) const {
+    ActiveKernels().planar_row(planes, cols, image, copy, argb, GainsOf(gains_, split_, lut_, non_negative_));
 }
 
 void AGTMRowPass::FinishRows() const { ActiveKernels().stream_fence(); }

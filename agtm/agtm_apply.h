@@ -59,11 +59,11 @@ public:
     // engine's threads.
     void Frame(const alad::ArgbFrame& frame, bool narrow, cv::Mat* image, cv::Mat* copy) const;
 
-    // One row of 12-bit pixels (any values): mapped into `out` (and `copy`, when not null), or
-    // mapped and narrowed into the colour bytes of an ARGB row (alpha kept; `copy` as before).
+    // One row of 10-bit B, G, R values in three rows padded to whole vectors (the CLTM stage's
+    // result as it hands it over), mapped as 12-bit codes (4v + (v >> 8)): into `image` and `copy`,
+    // and narrowed into the colour bytes of an ARGB row `argb` (alpha kept), each when not null.
     // Any thread.
-    void Row(const int32_t* in, int cols, int32_t* out, int32_t* copy) const;
-    void RowToArgb(const int32_t* in, int cols, uint8_t* argb, int32_t* copy) const;
+    void Row(const int16_t* const* planes, int cols, int32_t* image, int32_t* copy, uint8_t* argb) const;
     // Called by each thread after its last row of a frame.
     void FinishRows() const;
 

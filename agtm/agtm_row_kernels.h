@@ -15,6 +15,7 @@
 #include <opencv2/core/hal/intrin.hpp>
 
 #include "agtm/agtm_rows.h"
+#include "common/argb8888_kernels.h"
 
 namespace kelvo {
 namespace agtm_rows {
@@ -26,6 +27,12 @@ using v_s32 = cv::v_int32;
 
 constexpr int kLanes32 = v_s32::nlanes;
 constexpr int32_t kMaxCode = 4095;
+
+// The steps of the ARGB and planar rows are inlined by force: kept as calls, they pass vectors
+// through memory and set their constants up on every call.
+#ifndef ALAD_STEP
+#define ALAD_STEP __attribute__((always_inline))
+#endif
 
 // Table entries at the lanes' indices (all inside the table). The AVX2 build gathers them (about
 // 10% faster frames than loads through memory, measured on a Zen 4); elsewhere plain loads
@@ -134,109 +141,81 @@ void IntegerRowKernel(const int32_t* in, int32_t* out, int32_t* copy, int cols, 
     }
 }
 
-// ---- ARGB8888 rows (common/argb8888.h) ----
-//
-// A vector of kLanes32 pixels is one load: in a little-endian lane the bytes A, R, G, B read as
-// A | R << 8 | G << 16 | B << 24.
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
-#error "the ARGB8888 kernels read pixels as little-endian words"
-#endif
+// ---- Rows of 16-bit lanes: the driver's ARGB8888 pixels, the CLTM stage's 10-bit rows ----
 
-using v_u32 = cv::v_uint32;
+namespace argb = argb8888_kernels::ALAD_SIMD_NAMESPACE;
+using v_s16 = cv::v_int16;
+using v_u16 = cv::v_uint16;
+constexpr int kLanes16 = v_s16::nlanes;
+static_assert(kLanes16 == argb::kPixels, "one pixel per 16-bit lane");
 
-// A colour byte widened to 12 bits, v * 16 + v / 16 (the two parts share no bit).
-inline v_s32 Widen(const v_u32& byte) { return cv::v_reinterpret_as_s32(cv::v_shl<4>(byte) | cv::v_shr<4>(byte)); }
-
-inline void UnpackWidened(const v_u32& pixels, v_s32& b, v_s32& g, v_s32& r) {
-    const v_u32 low = cv::vx_setall_u32(255);
-    r = Widen(cv::v_shr<8>(pixels) & low);
-    g = Widen(cv::v_shr<16>(pixels) & low);
-    b = Widen(cv::v_shr<24>(pixels));
+// The gains applied to kLanes16 pixels of 12-bit codes 0..4095 given in 16-bit lanes; the results
+// as 32-bit lanes, pixels 0.. kLanes32 - 1 in out[0], the rest in out[1].
+ALAD_STEP inline void ScalePixels(const v_s16 codes[3], const Gains& g, v_s32 out[2][3]) {
+    v_s32 halves[3][2];
+    for (int ch = 0; ch < 3; ++ch) cv::v_expand(codes[ch], halves[ch][0], halves[ch][1]);
+    for (int h = 0; h < 2; ++h) Scale(halves[0][h], halves[1][h], halves[2][h], g, out[h]);
 }
 
-// Narrow12To8 of every lane: the value clamped to 0..4095 (which the saturation makes of the
-// rest), then (c + 7 + bit 4 of c) >> 4, that is c / 16 rounded to nearest with halves to even,
-// limited to 255.
-inline v_u32 Narrow(const v_s32& v) {
-    const v_s32 c = cv::v_min(cv::v_max(v, cv::vx_setzero_s32()), cv::vx_setall_s32(kMaxCode));
-    const v_s32 rounded = cv::v_shr<4>(c + cv::vx_setall_s32(7) + (cv::v_shr<4>(c) & cv::vx_setall_s32(1)));
-    return cv::v_reinterpret_as_u32(cv::v_min(rounded, cv::vx_setall_s32(255)));
-}
-
-// The pixels with their colour bytes replaced by the narrowed values, alpha kept.
-inline v_u32 PackNarrowed(const v_u32& pixels, const v_s32 bgr[3]) {
-    return (pixels & cv::vx_setall_u32(255)) | cv::v_shl<8>(Narrow(bgr[2])) | cv::v_shl<16>(Narrow(bgr[1])) |
-           cv::v_shl<24>(Narrow(bgr[0]));
-}
-
-// kLanes32 pixels from x on, or fewer at the end of a row through `tail` (zero-padded).
-inline v_u32 LoadPixels(const uint8_t* argb, int count, uint32_t* tail) {
-    if (count == kLanes32) return cv::vx_load(reinterpret_cast<const uint32_t*>(argb));
-    std::memset(tail, 0, kLanes32 * sizeof(uint32_t));
-    std::memcpy(tail, argb, static_cast<size_t>(count) * 4);
-    return cv::vx_load_aligned(tail);
-}
-
-inline void StorePixels(uint8_t* argb, int count, const v_u32& pixels, uint32_t* tail) {
-    if (count == kLanes32) {
-        cv::v_store(reinterpret_cast<uint32_t*>(argb), pixels);
-    } else {
-        cv::v_store_aligned(tail, pixels);
-        std::memcpy(argb, tail, static_cast<size_t>(count) * 4);
-    }
-}
-
-// 12-bit results of `count` pixels to `dst` as integer_row writes them.
-inline void StoreValues(int32_t* dst, int count, const v_s32 bgr[3], int32_t* tail) {
-    if (count == kLanes32) {
-        Store(dst, bgr[0], bgr[1], bgr[2]);
-    } else {
-        cv::v_store_interleave(tail, bgr[0], bgr[1], bgr[2]);
-        std::memcpy(dst, tail, static_cast<size_t>(count) * 3 * sizeof(int32_t));
-    }
-}
-
-void ArgbRowKernel(uint8_t* argb, int32_t* image, int32_t* copy, int cols, const Gains& g, bool narrow) {
-    alignas(64) uint32_t tail[kLanes32];
-    alignas(64) int32_t tail_values[3 * kLanes32];
-    for (int x = 0; x < cols; x += kLanes32) {
-        const int count = cols - x < kLanes32 ? cols - x : kLanes32;
-        uint8_t* px = argb + 4 * x;
-        const v_u32 pixels = LoadPixels(px, count, tail);
-        v_s32 b, gr, r, o[3];
-        UnpackWidened(pixels, b, gr, r);
-        Scale(b, gr, r, g, o);  // widened bytes are always in the table's range
-        if (image != nullptr) StoreValues(image + 3 * x, count, o, tail_values);
-        if (copy != nullptr) StoreValues(copy + 3 * x, count, o, tail_values);
-        if (narrow) StorePixels(px, count, PackNarrowed(pixels, o), tail);
-    }
-}
-
-void ToArgbRowKernel(const int32_t* in, uint8_t* argb, int32_t* copy, int cols, const Gains& g) {
-    alignas(64) uint32_t tail[kLanes32];
-    alignas(64) int32_t tail_in[3 * kLanes32];
-    alignas(64) int32_t values[3 * kLanes32];
-    for (int x = 0; x < cols; x += kLanes32) {
-        const int count = cols - x < kLanes32 ? cols - x : kLanes32;
-        const int32_t* src = in + 3 * x;
-        if (count != kLanes32) {
-            std::memset(tail_in, 0, sizeof(tail_in));
-            std::memcpy(tail_in, src, static_cast<size_t>(count) * 3 * sizeof(int32_t));
-            src = tail_in;
+// Interleaved 12-bit results of `count` pixels (at most kLanes16) to `dst` as integer_row writes
+// them.
+inline void StoreValues(int32_t* dst, int count, const v_s32 out[2][3]) {
+    for (int h = 0; h < 2; ++h) {
+        const int n = count - h * kLanes32;
+        if (n >= kLanes32) {
+            Store(dst + 3 * h * kLanes32, out[h][0], out[h][1], out[h][2]);
+        } else if (n > 0) {
+            alignas(64) int32_t tail[3 * kLanes32];
+            cv::v_store_interleave(tail, out[h][0], out[h][1], out[h][2]);
+            std::memcpy(dst + 3 * h * kLanes32, tail, static_cast<size_t>(n) * 3 * sizeof(int32_t));
         }
-        v_s32 b, gr, r, o[3];
-        cv::v_load_deinterleave(src, b, gr, r);
-        if (InTable(b, gr, r)) {
-            Scale(b, gr, r, g, o);
-        } else {
-            // A code outside 0..4095: these pixels take the per-pixel path.
-            std::memset(values, 0, sizeof(values));
-            for (int k = 0; k < count; ++k) g.pixel(in + 3 * (x + k), values + 3 * k, g);
-            cv::v_load_deinterleave(values, o[0], o[1], o[2]);
+    }
+}
+
+// The results of `count` pixels (at most kLanes16) to the outputs that are not null: to `image`
+// and `copy`, and narrowed into the colour bytes of the ARGB pixels at `argb`.
+ALAD_STEP inline void StoreResults(int32_t* image, int32_t* copy, uint8_t* argb, int count, const v_s32 out[2][3],
+                                   const Gains& g) {
+    if (image != nullptr) StoreValues(image, count, out);
+    if (copy != nullptr) StoreValues(copy, count, out);
+    if (argb != nullptr) {
+        // The results are at most 4095, and not negative unless a gain is: the pack's saturation
+        // keeps negative ones negative for the narrowing's clamp.
+        v_u16 n[3];
+        for (int ch = 0; ch < 3; ++ch) {
+            const v_s16 codes = cv::v_pack(out[0][ch], out[1][ch]);
+            n[ch] = g.non_negative ? argb::NarrowCodes(codes) : argb::Narrow(codes);
         }
-        if (copy != nullptr) StoreValues(copy + 3 * x, count, o, values);
-        uint8_t* px = argb + 4 * x;
-        StorePixels(px, count, PackNarrowed(LoadPixels(px, count, tail), o), tail);
+        argb::StoreColours(argb, count, n[2], n[1], n[0]);
+    }
+}
+
+void ArgbRowKernel(uint8_t* pixels, int32_t* image, int32_t* copy, int cols, const Gains& g, bool narrow) {
+    for (int x = 0; x < cols; x += kLanes16) {
+        const int count = cols - x < kLanes16 ? cols - x : kLanes16;
+        v_u16 r, gr, b;
+        argb::LoadColours(pixels + 4 * x, count, r, gr, b);
+        const v_s16 codes[3] = {argb::Widen(b), argb::Widen(gr), argb::Widen(r)};  // always 0..4095
+        v_s32 out[2][3];
+        ScalePixels(codes, g, out);
+        StoreResults(image != nullptr ? image + 3 * x : nullptr, copy != nullptr ? copy + 3 * x : nullptr,
+                     narrow ? pixels + 4 * x : nullptr, count, out, g);
+    }
+}
+
+void PlanarRowKernel(const int16_t* const* planes, int cols, int32_t* image, int32_t* copy, uint8_t* pixels,
+                     const Gains& g) {
+    for (int x = 0; x < cols; x += kLanes16) {
+        const int count = cols - x < kLanes16 ? cols - x : kLanes16;
+        v_s16 codes[3];
+        for (int ch = 0; ch < 3; ++ch) {
+            const v_s16 v = cv::vx_load(planes[ch] + x);
+            codes[ch] = cv::v_shl<2>(v) + cv::v_shr<8>(v);  // 10 bits to 12: 1023 -> 4095
+        }
+        v_s32 out[2][3];
+        ScalePixels(codes, g, out);
+        StoreResults(image != nullptr ? image + 3 * x : nullptr, copy != nullptr ? copy + 3 * x : nullptr,
+                     pixels != nullptr ? pixels + 4 * x : nullptr, count, out, g);
     }
 }
 
@@ -250,7 +229,7 @@ void StreamFenceKernel() {
 }  // namespace
 
 const RowKernels& Kernels() {
-    static const RowKernels kernels = {IntegerRowKernel, ArgbRowKernel, ToArgbRowKernel, StreamFenceKernel};
+    static const RowKernels kernels = {IntegerRowKernel, ArgbRowKernel, PlanarRowKernel, StreamFenceKernel};
     return kernels;
 }
 

@@ -28,9 +28,12 @@ struct RowKernels {
     // 12 bits, through the gains, and with `narrow` narrowed back over them (alpha kept); `image`
     // and `copy` (when not null) receive the 12-bit results as integer_row writes them.
     void (*argb_row)(uint8_t* argb, int32_t* image, int32_t* copy, int cols, const Gains& gains, bool narrow);
-    // One row of 12-bit pixels (any values; a row the previous stage left in the cache) through the
-    // gains, narrowed into the R, G, B bytes of an ARGB8888 row (alpha kept); `copy` as above.
-    void (*to_argb_row)(const int32_t* in, uint8_t* argb, int32_t* copy, int cols, const Gains& gains);
+    // One row of 10-bit B, G, R values in three rows padded to whole vectors (the CLTM stage's
+    // result, which it hands over while it is in the cache), as 12-bit codes 4v + (v >> 8) through
+    // the gains: to `image` and `copy` as integer_row writes them, and narrowed into the R, G, B
+    // bytes of the ARGB8888 row `argb` (alpha kept); each when not null.
+    void (*planar_row)(const int16_t* const* planes, int cols, int32_t* image, int32_t* copy, uint8_t* argb,
+                       const Gains& gains);
     // Orders those stores before what follows; called by a thread after its last row.
     void (*stream_fence)();
 };

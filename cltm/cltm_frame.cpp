@@ -148,8 +148,8 @@ void ReportException(const std::exception& e) {
 
 // Row buffers of one stripe: a ring of four converted rows (the filter's window and the row
 // converted ahead; an odd row stays until it is sampled), the filter's
-// neighbour weights and the filtered luma; the look-up tables of the row pair at hand; and, when
-// the next stage takes the result row by row, the row handed over.
+// neighbour weights and the filtered luma; the look-up tables of the row pair at hand; and the
+// result row handed to the next stage, when it takes the result row by row.
 class StripeRows {
 public:
     explicit StripeRows(int cols)
@@ -166,21 +166,16 @@ public:
     }
     int16_t* Right() { return Array(22); }
     int16_t* Filtered() { return Array(23); }
-    // 12-bit B, G, R values of a row, padded to whole vectors (made on first use).
-    int32_t* Handoff() {
-        if (handoff_.empty()) handoff_.resize(static_cast<size_t>(stride_) * 3);
-        return handoff_.data();
-    }
+    int16_t* Handoff(int c) { return Array(24 + c); }
     cltm_rows::RowQuads quads;  // the look-up tables of the row pair at hand
 
 private:
-    static constexpr int kArrays = 24;
+    static constexpr int kArrays = 27;
     // Each array may be read kRowPad elements before its start and up to its padding after.
     int16_t* Array(int index) { return storage_.data() + static_cast<size_t>(index) * stride_ + cltm_rows::kRowPad; }
 
     int stride_;
     std::vector<int16_t> storage_;
-    std::vector<int32_t> handoff_;
 };
 
 }  // namespace
@@ -274,13 +269,14 @@ void SweepRows(const SweepFrame& f, int begin, int end, int32_t end_first, Strip
                              f.grid.count() * kHistBins);
         pending = -1;
     };
-    int32_t* handoff = f.next.row != nullptr ? rows.Handoff() : nullptr;
+    const bool hand_over = f.next.row != nullptr;
+    int16_t* const handoff[3] = {rows.Handoff(0), rows.Handoff(1), rows.Handoff(2)};
     for (int y = begin; y < end; ++y) {
         cltm_rows::RowOutput out;
         out.plane = f.plane + static_cast<size_t>(y) * f.cols;  // packed pixels
         out.image = f.image.Row(y);
         out.copy = f.copy.Row(y);
-        out.row = handoff;
+        if (hand_over) std::copy(handoff, handoff + 3, out.next);
         out.argb = f.narrow ? f.argb.Row(y) : nullptr;
         const int16_t* luma = rows.Luma(y);
         const int16_t* c0 = rows.Channel(y, 0);
@@ -308,7 +304,7 @@ void SweepRows(const SweepFrame& f, int begin, int end, int32_t end_first, Strip
                                       ahead >= 0 ? rows.Planar(ahead) : cltm_rows::PlanarRow());
             if (ahead >= 0) pad_edges(ahead);
         }
-        if (handoff != nullptr) f.next.row(f.next.context, y, handoff, f.cols);
+        if (hand_over) f.next.row(f.next.context, y, handoff, f.cols);
         sample_pending();
         if ((y & 1) != 0) {
             pending = y;
@@ -387,9 +383,6 @@ bool SweepVideoFrame(const CLTMFrameIO& io, const ad_param_t_* param, ad_cxt_t* 
         while (w.stripe_rows.size() < static_cast<size_t>(stripes)) w.stripe_rows.emplace_back(f.cols);
         if (!f.first) {
             for (int s = 0; s < stripes; ++s) w.stripe_rows[static_cast<size_t>(s)].quads.Reserve(w.tables);
-        }
-        if (f.next.row != nullptr) {
-            for (int s = 0; s < stripes; ++s) w.stripe_rows[static_cast<size_t>(s)].Handoff();
         }
         if (io.out != nullptr) {
             if (io.out->rows != f.rows || io.out->cols != f.cols) io.out->create(f.rows, f.cols, CV_32SC3);

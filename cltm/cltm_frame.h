@@ -52,11 +52,12 @@ int32_t CLTMVideoRunOneFrameImple_(const cv::Mat& in, const cltm_params_api_& pa
                                    CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out, cv::Mat* copy = nullptr,
                                    bool* copied = nullptr);
 
-// Takes each result row of a swept video frame for the stage that follows: row y's 12-bit B, G, R
-// values (`cols` pixels, valid during the call), on the thread that made it, the rows of a stripe
-// in order; `finish` after a thread's last row.
+// Takes each result row of a swept video frame for the stage that follows: row y's 10-bit B, G, R
+// values as three rows (`cols` pixels each, padded to whole vectors of the widest build; valid
+// during the call; the 12-bit result is 4v + (v >> 8)), on the thread that made it, the rows of a
+// stripe in order; `finish` after a thread's last row.
 struct CLTMRowConsumer {
-    void (*row)(void* context, int y, const int32_t* values, int cols) = nullptr;
+    void (*row)(void* context, int y, const int16_t* const* channels, int cols) = nullptr;
     void (*finish)(void* context) = nullptr;
     void* context = nullptr;
 };

@@ -17,6 +17,7 @@
 #include <opencv2/core/hal/intrin.hpp>
 
 #include "cltm/cltm_rows.h"
+#include "common/argb8888_kernels.h"
 
 namespace kelvo {
 namespace cltm_rows {
@@ -34,6 +35,13 @@ constexpr int kLanes32 = v_s32::nlanes;
 static_assert(kRowPad % kLanes16 == 0, "rows are padded to whole vectors");
 
 constexpr int16_t kTop10 = 1023;
+
+// The steps that every kernel of a row calls once per vector are inlined by force: GCC keeps some
+// of them as calls otherwise, which pass vectors through memory and set their constants up on
+// every call (about a tenth of a frame's instructions).
+#ifndef ALAD_STEP
+#define ALAD_STEP __attribute__((always_inline))
+#endif
 
 // (a * w + b * (256 - w) + 128) >> 8 for pairs a | b << 16 (0 <= a, b < 2^15) and weights packed
 // as w | (256 - w) << 16: one multiply-add of 16-bit halves.
@@ -213,44 +221,11 @@ inline void StoreValues(T* dst, const V* v, int n, int count) {
     }
 }
 
-// Narrow12To8 of 10-bit values' 12-bit codes c (at most 4095): c / 16 rounded to nearest with
-// halves to even, (c + 7 + bit 4 of c) >> 4, limited to 255.
-inline v_u16 Narrow10To8(const v_s16& v) {
-    const v_s16 c = To12Bit(v);
-    const v_s16 rounded = cv::v_shr<4>(c + cv::vx_setall_s16(7) + (cv::v_shr<4>(c) & cv::vx_setall_s16(1)));
-    return cv::v_reinterpret_as_u16(cv::v_min(rounded, cv::vx_setall_s16(255)));
-}
-
-// A vector's worth of 10-bit B, G, R values narrowed into the colour bytes of the ARGB8888 pixels
-// at `argb` (`count` of them), whose alpha bytes are kept. In a little-endian word a pixel reads
-// A | R << 8 | G << 16 | B << 24: its low half is alpha | R << 8, its high half G | B << 8.
-inline void StoreArgb(uint8_t* argb, int count, const v_s16 v[3]) {
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
-#error "the ARGB8888 kernels read pixels as little-endian words"
-#endif
-    alignas(64) uint32_t tail[kLanes16];
-    const uint32_t* words = reinterpret_cast<const uint32_t*>(argb);
-    if (count < kLanes16) {
-        std::memset(tail, 0, sizeof(tail));
-        std::memcpy(tail, argb, static_cast<size_t>(count) * 4);
-        words = tail;
-    }
-    const v_u32 low = cv::vx_setall_u32(255);
-    const v_u16 alpha = cv::v_pack(cv::vx_load(words) & low, cv::vx_load(words + kLanes32) & low);
-    v_u16 first, second;
-    cv::v_zip(alpha | cv::v_shl<8>(Narrow10To8(v[2])), Narrow10To8(v[1]) | cv::v_shl<8>(Narrow10To8(v[0])), first,
-              second);
-    uint32_t* out = count < kLanes16 ? tail : reinterpret_cast<uint32_t*>(argb);
-    cv::v_store(out, cv::v_reinterpret_as_u32(first));
-    cv::v_store(out + kLanes32, cv::v_reinterpret_as_u32(second));
-    if (count < kLanes16) std::memcpy(argb, tail, static_cast<size_t>(count) * 4);
-}
-
 // Writes a vector's worth of pixels from x on (fewer at the end of a row) of three planar rows of
 // 10-bit values to the outputs (RowOutput): packed, c0 | c1 << 10 | c2 << 20, one per pixel to
-// the plane; as 12-bit codes (4v + (v >> 8)), interleaved, to the image, the copy and the row
-// buffer; narrowed into the ARGB row.
-inline void StoreOutputs(const RowOutput& o, int x, int cols, const v_s16 v[3]) {
+// the plane; as 12-bit codes (4v + (v >> 8)), interleaved, to the image and the copy; as they are
+// to the next stage's rows; narrowed into the ARGB row.
+ALAD_STEP inline void StoreOutputs(const RowOutput& o, int x, int cols, const v_s16 v[3]) {
     const int count = cols - x < kLanes16 ? cols - x : kLanes16;
     const v_u16 c0 = cv::v_reinterpret_as_u16(v[0]), c1 = cv::v_reinterpret_as_u16(v[1]);
     const v_u16 c2 = cv::v_reinterpret_as_u16(v[2]);
@@ -259,7 +234,7 @@ inline void StoreOutputs(const RowOutput& o, int x, int cols, const v_s16 v[3]) 
     const v_u32 packed[2] = {cv::v_reinterpret_as_u32(packed_low), cv::v_reinterpret_as_u32(packed_high)};
     StoreValues(o.plane + x, packed, 2, count);
 
-    if (o.image != nullptr || o.copy != nullptr || o.row != nullptr) {
+    if (o.image != nullptr || o.copy != nullptr) {
         alignas(64) int16_t interleaved[3 * kLanes16];
         cv::v_store_interleave(interleaved, To12Bit(v[0]), To12Bit(v[1]), To12Bit(v[2]));
         v_s32 wide[6];
@@ -268,12 +243,16 @@ inline void StoreOutputs(const RowOutput& o, int x, int cols, const v_s16 v[3]) 
         }
         if (o.image != nullptr) StoreValues(o.image + 3 * x, wide, 6, 3 * count);
         if (o.copy != nullptr) StoreValues(o.copy + 3 * x, wide, 6, 3 * count);
-        // The row buffer is padded to whole vectors and stays in the cache: plain stores.
-        if (o.row != nullptr) {
-            for (int k = 0; k < 6; ++k) cv::v_store(o.row + 3 * x + k * kLanes32, wide[k]);
-        }
     }
-    if (o.argb != nullptr) StoreArgb(o.argb + 4 * x, count, v);
+    // The next stage's rows are padded to whole vectors and stay in the cache: plain stores.
+    if (o.next[0] != nullptr) {
+        for (int ch = 0; ch < 3; ++ch) cv::v_store(o.next[ch] + x, v[ch]);
+    }
+    if (o.argb != nullptr) {
+        namespace argb = argb8888_kernels::ALAD_SIMD_NAMESPACE;
+        argb::StoreColours(o.argb + 4 * x, count, argb::NarrowCodes(To12Bit(v[2])), argb::NarrowCodes(To12Bit(v[1])),
+                           argb::NarrowCodes(To12Bit(v[0])));
+    }
 }
 
 // Orders the non-temporal stores before whatever follows (another thread reading the rows).
@@ -538,35 +517,27 @@ inline void PrefetchInput(const RowInput& in, int x, int cols) {
 
 // The pixels of a row from x on: the row itself, or (at the end of a row) a copy of the last
 // pixels padded with zeros.
-template <typename T, int kPerPixel>
-inline const T* ChunkSource(const T* in, int x, int cols, T* tail) {
-    const T* src = in + kPerPixel * x;
+inline const int32_t* ChunkSource(const int32_t* in, int x, int cols, int32_t* tail) {
+    const int32_t* src = in + 3 * x;
     if (x + kLanes16 <= cols) return src;
-    std::memset(tail, 0, kPerPixel * kLanes16 * sizeof(T));
-    std::memcpy(tail, src, static_cast<size_t>(cols - x) * kPerPixel * sizeof(T));
+    std::memset(tail, 0, 3 * kLanes16 * sizeof(int32_t));
+    std::memcpy(tail, src, static_cast<size_t>(cols - x) * 3 * sizeof(int32_t));
     return tail;
 }
 
-// One vector's worth of ARGB8888 pixels (4 * kLanes16 readable bytes) as planar 10-bit codes:
-// each colour byte v widened to 12 bits and shifted right by 2 (no clamp: the widened values are
-// 0..4095), which is 4v + (v >> 6).
-inline void ConvertArgbChunk(const uint8_t* src, v_s16& b, v_s16& g, v_s16& r) {
-    const uint32_t* words = reinterpret_cast<const uint32_t*>(src);
-    const v_u32 p0 = cv::vx_load(words), p1 = cv::vx_load(words + kLanes32), low = cv::vx_setall_u32(255);
-    const auto to10 = [](const v_u16& v) { return cv::v_reinterpret_as_s16(cv::v_shl<2>(v) | cv::v_shr<6>(v)); };
-    r = to10(cv::v_pack(cv::v_shr<8>(p0) & low, cv::v_shr<8>(p1) & low));
-    g = to10(cv::v_pack(cv::v_shr<16>(p0) & low, cv::v_shr<16>(p1) & low));
-    b = to10(cv::v_pack(cv::v_shr<24>(p0), cv::v_shr<24>(p1)));
-}
-
-// ConvertChunk or ConvertArgbChunk of the vector's worth of pixels from x on.
-inline void ConvertInput(const RowInput& in, int x, int cols, v_s16& a, v_s16& b, v_s16& c) {
+// ConvertChunk of the vector's worth of pixels from x on; from ARGB8888, each colour byte v
+// widened to 12 bits and shifted right by 2 (no clamp: the widened values are 0..4095), which is
+// 4v + (v >> 6).
+ALAD_STEP inline void ConvertInput(const RowInput& in, int x, int cols, v_s16& a, v_s16& b, v_s16& c) {
     if (in.image != nullptr) {
         alignas(64) int32_t tail[3 * kLanes16];
-        ConvertChunk(ChunkSource<int32_t, 3>(in.image, x, cols, tail), a, b, c);
+        ConvertChunk(ChunkSource(in.image, x, cols, tail), a, b, c);
     } else {
-        alignas(64) uint8_t tail[4 * kLanes16];
-        ConvertArgbChunk(ChunkSource<uint8_t, 4>(in.argb, x, cols, tail), a, b, c);
+        v_u16 r, g, bl;
+        argb8888_kernels::ALAD_SIMD_NAMESPACE::LoadColours(in.argb + 4 * x, cols - x, r, g, bl);
+        a = cv::v_reinterpret_as_s16(cv::v_shl<2>(bl) | cv::v_shr<6>(bl));
+        b = cv::v_reinterpret_as_s16(cv::v_shl<2>(g) | cv::v_shr<6>(g));
+        c = cv::v_reinterpret_as_s16(cv::v_shl<2>(r) | cv::v_shr<6>(r));
     }
 }
 
@@ -683,7 +654,7 @@ struct ColourConstants {
 };
 
 // The colour step of one vector's worth of pixels: channels u, old and new luma, Q[y_old >> 2].
-inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], const v_s16& y_old, const v_s16& y_new,
+ALAD_STEP inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], const v_s16& y_old, const v_s16& y_new,
                         const v_u16& q, v_s16 result[3]) {
     const v_u16 sixteen = cv::vx_setall_u16(16), quarter = cv::vx_setall_u16(256);
     const v_s16 top = cv::vx_setall_s16(kTop10);

@@ -160,16 +160,16 @@ struct RowInput {
 };
 
 // Where a row's results go. Always the packed plane (c0 | c1 << 10 | c2 << 20 per pixel); and,
-// where not null, as 12-bit codes (4v + (v >> 8)) interleaved B, G, R: to `image` and `copy`
-// (frame rows, written with non-temporal stores), and to `row` (a row buffer that the next stage
-// reads while it is in the cache, plain stores); and narrowed to 8 bits (Narrow12To8 of the codes)
-// over the R, G, B bytes of the ARGB8888 row `argb`, whose alpha bytes are kept. The ARGB row may
-// be the input row itself.
+// where not null: as 12-bit codes (4v + (v >> 8)) interleaved B, G, R to `image` and `copy`
+// (frame rows, written with non-temporal stores); as they are to `next`, three rows of 10-bit
+// values padded to whole vectors, which the next stage reads while they are in the cache; and
+// narrowed to 8 bits (Narrow12To8 of the codes) over the R, G, B bytes of the ARGB8888 row `argb`,
+// whose alpha bytes are kept. The ARGB row may be the input row itself.
 struct RowOutput {
     uint32_t* plane = nullptr;
     int32_t* image = nullptr;
     int32_t* copy = nullptr;
-    int32_t* row = nullptr;
+    int16_t* next[3] = {};
     uint8_t* argb = nullptr;
 };
 

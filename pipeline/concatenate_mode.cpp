@@ -101,14 +101,10 @@ struct AGTMRowTarget {
     alad::ArgbFrame argb;
     cv::Mat* copy = nullptr;
 
-    static void Row(void* context, int y, const int32_t* values, int cols) {
+    static void Row(void* context, int y, const int16_t* const* channels, int cols) {
         const AGTMRowTarget& t = *static_cast<const AGTMRowTarget*>(context);
-        int32_t* copy_row = t.copy != nullptr ? t.copy->ptr<int32_t>(y) : nullptr;
-        if (t.image != nullptr) {
-            t.pass->Row(values, cols, t.image->ptr<int32_t>(y), copy_row);
-        } else {
-            t.pass->RowToArgb(values, cols, t.argb.Row(y), copy_row);
-        }
+        t.pass->Row(channels, cols, t.image != nullptr ? t.image->ptr<int32_t>(y) : nullptr,
+                    t.copy != nullptr ? t.copy->ptr<int32_t>(y) : nullptr, t.image != nullptr ? nullptr : t.argb.Row(y));
     }
     static void Finish(void* context) { static_cast<const AGTMRowTarget*>(context)->pass->FinishRows(); }
 

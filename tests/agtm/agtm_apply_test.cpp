@@ -148,10 +148,10 @@ TEST(AgtmApplyTest, IntegerOnlyPassEqualsTheReferenceIntegerResult) {
     testing_util::ForEachSimdLevel(IntegerOnlyPassEqualsTheReference);
 }
 
-// The pass on the display driver's ARGB8888 frames and on rows handed over by the stage before,
-// against the reference: the frame widened (common/argb8888.h), the reference's integer result,
-// narrowed back over the colour bytes. Random sizes, tables (negative and capped gains, whose
-// results leave 0..4095), alpha bytes, rows with codes outside 0..4095, outputs and threads.
+// The pass on the display driver's ARGB8888 frames and on the CLTM stage's rows, against the
+// reference: the frame widened (common/argb8888.h), the reference's integer result, narrowed back
+// over the colour bytes. Random sizes, tables (negative and capped gains, whose results leave
+// 0..4095), alpha bytes, outputs and threads.
 void RowPassEqualsTheReference() {
     std::mt19937 rng(1618);
     auto uniform = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
@@ -195,23 +195,34 @@ void RowPassEqualsTheReference() {
             ASSERT_TRUE(m->empty() || m->type() == CV_8UC1 || testing_util::Same(*m, expected)) << where;
         }
 
-        // Rows of any values, as the stage before might hand them over.
-        cv::Mat rows(h, w, CV_32SC3), row_reference, row_expected, row_out(h, w, CV_32SC3), row_copy(h, w, CV_32SC3);
+        // Rows as the CLTM stage hands them over: 10-bit values in three rows padded to whole
+        // vectors, taken as 12-bit codes 4v + (v >> 8).
+        const int padded = (w + 63) / 64 * 64;
+        std::vector<int16_t> planes(static_cast<size_t>(3 * padded) * h);
+        cv::Mat codes(h, w, CV_32SC3), row_reference, row_expected;
         for (int y = 0; y < h; ++y) {
-            int32_t* row = rows.ptr<int32_t>(y);
-            for (int i = 0; i < 3 * w; ++i) row[i] = uniform(0, 7) == 0 ? static_cast<int32_t>(rng()) : uniform(0, 4095);
+            for (int i = 0; i < 3 * w; ++i) {
+                const int v = uniform(0, 7) == 0 ? 1023 * uniform(0, 1) : uniform(0, 1023);
+                planes[static_cast<size_t>((3 * y + i % 3) * padded + i / 3)] = static_cast<int16_t>(v);
+                codes.ptr<int32_t>(y)[i] = 4 * v + (v >> 8);
+            }
         }
-        ToneMappingOneImageByScalerLUTImple_(rows, param, row_reference, row_expected);
+        ToneMappingOneImageByScalerLUTImple_(codes, param, row_reference, row_expected);
         std::vector<uint8_t> row_bytes = bytes, row_expected_bytes = bytes;
+        cv::Mat row_image(h, w, CV_32SC3), row_copy(h, w, CV_32SC3);
+        const bool to_argb = uniform(0, 1) == 1;
         for (int y = 0; y < h; ++y) {
             alad::NarrowIntoArgbRow(row_expected.ptr<int32_t>(y), w, row_expected_bytes.data() + 4 * w * y);
-            pass.RowToArgb(rows.ptr<int32_t>(y), w, row_bytes.data() + 4 * w * y, row_copy.ptr<int32_t>(y));
+            const int16_t* rows[3] = {&planes[static_cast<size_t>(3 * y * padded)],
+                                      &planes[static_cast<size_t>((3 * y + 1) * padded)],
+                                      &planes[static_cast<size_t>((3 * y + 2) * padded)]};
+            pass.Row(rows, w, to_argb ? nullptr : row_image.ptr<int32_t>(y), row_copy.ptr<int32_t>(y),
+                     to_argb ? row_bytes.data() + 4 * w * y : nullptr);
         }
         pass.FinishRows();
-        ASSERT_TRUE(row_bytes == row_expected_bytes) << where;
+        ASSERT_TRUE(row_bytes == (to_argb ? row_expected_bytes : bytes)) << where;
         ASSERT_TRUE(testing_util::Same(row_copy, row_expected)) << where;
-        for (int y = 0; y < h; ++y) pass.Row(rows.ptr<int32_t>(y), w, row_out.ptr<int32_t>(y), nullptr);
-        ASSERT_TRUE(testing_util::Same(row_out, row_expected)) << where;
+        ASSERT_TRUE(to_argb || testing_util::Same(row_image, row_expected)) << where;
     }
     // A table too short to map with is refused before anything is prepared.
     agtm_param_api_ short_table;

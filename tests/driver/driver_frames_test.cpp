@@ -87,6 +87,7 @@ std::vector<Result> Run(const Sequence& s, bool in_place) {
     std::vector<std::string> lines;
     kelvo::SetEngineLogSink(Collect, &lines);
     kelvo::SetEngineDebugImages(s.keep_images);
+    kelvo::alad_debug_output_::Terminate();  // both runs start from an empty store
     kelvo::InitEngineALAD(s.user, s.display, s.view);
     if (s.registers) {
         kelvo::alad_verification_registrator_ regs = s.regs;
