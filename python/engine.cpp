@@ -186,7 +186,13 @@ public:
         Current();
         cv::Mat argb = ViewImage(buffer, ImageKind{"buffer", {CV_8U}, 4}, true);
         _image image{argb.cols, argb.rows, 4, argb.data};
-        Require(Call([&] { return RunOneFrameBufferALADforDriver(&image); }), "Engine.run_argb");
+        // The driver's wrapper returns 0 whatever happens, as drivers expect; the status it kept
+        // tells what the engine made of the frame.
+        Require(Call([&] {
+                    RunOneFrameBufferALADforDriver(&image);
+                    return GetLastStatusForDriver();
+                }),
+                "Engine.run_argb");
     }
 
     void UpdateView(const std::optional<double>& src_lux, const std::optional<double>& dst_lux) {

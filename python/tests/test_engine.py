@@ -166,6 +166,8 @@ def test_lines_go_to_logging_and_refusals_raise_with_the_engines_message(caplog,
         engine.run(frame12(rng, 128, 64))  # larger than the CLTM buffers
     assert "128" in str(refused.value) and str(refused.value).startswith("Engine.run: ")
     assert caplog.records[-1].levelno >= logging.WARNING
+    with pytest.raises(alad.EngineError, match="^Engine.run_argb: "):
+        engine.run_argb(np.zeros((128, 64, 4), np.uint8))
     engine.run(frame12(rng, 64, 64))  # still usable
 
 
