@@ -174,6 +174,19 @@ void ToneMappingOneImageByScalerLUTImple_(const cv::Mat& src, const agtm_param_a
 
 namespace {
 
+// The integer gain of every 12-bit code, and its split for 16-bit multiply-adds (gl | (gh * 2^13)
+// << 16, used only when no gain is negative). Returns whether none is.
+bool FillGains(const int32_t* lut, int32_t* gains, int32_t* split) {
+    bool non_negative = true;
+    for (int32_t m = 0; m <= kMaxCode; ++m) {
+        gains[m] = IntegerGain(lut, m);
+        non_negative = non_negative && gains[m] >= 0;
+        const uint32_t g = static_cast<uint32_t>(gains[m]);  // unsigned: no undefined shift
+        split[m] = static_cast<int32_t>((g & 0x7FFFu) | ((g >> 15) << 29));
+    }
+    return non_negative;
+}
+
 bool IntegerPass(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result, cv::Mat* copy) {
     if (!Acceptable(src, param)) return false;
     cv::Mat input = src;
@@ -184,18 +197,10 @@ bool IntegerPass(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& resu
     const int32_t* lut = param.lut.data();
     int32_t gains[kMaxCode + 1];
     int32_t split[kMaxCode + 1];
-    bool non_negative = true;
-    for (int32_t m = 0; m <= kMaxCode; ++m) {
-        gains[m] = IntegerGain(lut, m);
-        non_negative = non_negative && gains[m] >= 0;
-        // gl | (gh * 2^13) << 16; only used when no gain is negative (unsigned: no undefined shift).
-        const uint32_t g = static_cast<uint32_t>(gains[m]);
-        split[m] = static_cast<int32_t>((g & 0x7FFFu) | ((g >> 15) << 29));
-    }
     agtm_rows::Gains g;
     g.gains = gains;
     g.split = split;
-    g.non_negative = non_negative;
+    g.non_negative = FillGains(lut, gains, split);
     g.pixel = IntegerPixel;
     g.lut = lut;
 
@@ -226,5 +231,55 @@ bool ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_
                                                  cv::Mat& copy) {
     return IntegerPass(src, param, result, &copy);
 }
+
+bool AGTMRowPass::Prepare(const agtm_param_api_& param) {
+    if (param.lut.size() < static_cast<size_t>(kTableSize)) return false;
+    lut_.assign(param.lut.begin(), param.lut.begin() + kTableSize);
+    gains_.resize(kMaxCode + 1);
+    split_.resize(kMaxCode + 1);
+    non_negative_ = FillGains(lut_.data(), gains_.data(), split_.data());
+    return true;
+}
+
+namespace {
+
+agtm_rows::Gains GainsOf(const std::vector<int32_t>& gains, const std::vector<int32_t>& split,
+                         const std::vector<int32_t>& lut, bool non_negative) {
+    agtm_rows::Gains g;
+    g.gains = gains.data();
+    g.split = split.data();
+    g.non_negative = non_negative;
+    g.pixel = IntegerPixel;
+    g.lut = lut.data();
+    return g;
+}
+
+}  // namespace
+
+void AGTMRowPass::Frame(const alad::ArgbFrame& frame, bool narrow, cv::Mat* image, cv::Mat* copy) const {
+    for (cv::Mat* m : {image, copy}) {
+        if (m != nullptr) m->create(frame.rows, frame.cols, CV_32SC3);
+    }
+    const agtm_rows::Gains g = GainsOf(gains_, split_, lut_, non_negative_);
+    const agtm_rows::RowKernels& kernels = ActiveKernels();
+    const int stripes = alad::StripeCount(frame.rows, alad::EngineThreads());
+    alad::ForEachStripe(frame.rows, stripes, [&](int, int begin, int end) {
+        for (int y = begin; y < end; ++y) {
+            kernels.argb_row(frame.Row(y), image != nullptr ? image->ptr<int32_t>(y) : nullptr,
+                             copy != nullptr ? copy->ptr<int32_t>(y) : nullptr, frame.cols, g, narrow);
+        }
+        kernels.stream_fence();
+    });
+}
+
+void AGTMRowPass::Row(const int32_t* in, int cols, int32_t* out, int32_t* copy) const {
+    ActiveKernels().integer_row(in, out, copy, cols, GainsOf(gains_, split_, lut_, non_negative_));
+}
+
+void AGTMRowPass::RowToArgb(const int32_t* in, int cols, uint8_t* argb, int32_t* copy) const {
+    ActiveKernels().to_argb_row(in, argb, copy, cols, GainsOf(gains_, split_, lut_, non_negative_));
+}
+
+void AGTMRowPass::FinishRows() const { ActiveKernels().stream_fence(); }
 
 }  // namespace kelvo

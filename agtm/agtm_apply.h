@@ -9,6 +9,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "common/argb8888.h"
+
 namespace kelvo {
 
 // What the AGTM stage receives: the table (256 raw AGTM gains, 1.0 = 2048) and the backlight
@@ -40,6 +42,35 @@ bool ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_
 // False, with nothing written, when the frame is refused.
 bool ToneMappingOneImageByScalerLUTIntegerImple_(const cv::Mat& src, const agtm_param_api_& param, cv::Mat& result,
                                                  cv::Mat& copy);
+
+// The integer pass on rows handed over by the stage before and on the display driver's ARGB8888
+// frames: the same values as ToneMappingOneImageByScalerLUTIntegerImple_ (on the widened frame,
+// common/argb8888.h), narrowed back to 8 bits where asked. The gains are worked out from the table
+// once per frame (Prepare) and kept with the object, so that a frame allocates nothing.
+class AGTMRowPass {
+public:
+    // False, with nothing prepared, when the table is shorter than 256 entries (the caller then
+    // takes the general way, which reports it).
+    bool Prepare(const agtm_param_api_& param);
+
+    // The whole frame in place: every colour byte widened to 12 bits and mapped; with `narrow` the
+    // result narrowed back over the colour bytes (alpha kept). `image` and `copy`, when given, are
+    // made CV_32SC3 of the frame's size and receive the 12-bit result. Rows are shared among the
+    // engine's threads.
+    void Frame(const alad::ArgbFrame& frame, bool narrow, cv::Mat* image, cv::Mat* copy) const;
+
+    // One row of 12-bit pixels (any values): mapped into `out` (and `copy`, when not null), or
+    // mapped and narrowed into the colour bytes of an ARGB row (alpha kept; `copy` as before).
+    // Any thread.
+    void Row(const int32_t* in, int cols, int32_t* out, int32_t* copy) const;
+    void RowToArgb(const int32_t* in, int cols, uint8_t* argb, int32_t* copy) const;
+    // Called by each thread after its last row of a frame.
+    void FinishRows() const;
+
+private:
+    std::vector<int32_t> gains_, split_, lut_;
+    bool non_negative_ = false;
+};
 
 }  // namespace kelvo
 

@@ -24,6 +24,13 @@ struct RowKernels {
     // One row of `cols` pixels; `out` may be `in`; `copy` (when not null) receives the same. Whole
     // aligned vectors are written with non-temporal stores.
     void (*integer_row)(const int32_t* in, int32_t* out, int32_t* copy, int cols, const Gains& gains);
+    // One row of `cols` ARGB8888 pixels (common/argb8888.h), in place: the colour bytes widened to
+    // 12 bits, through the gains, and with `narrow` narrowed back over them (alpha kept); `image`
+    // and `copy` (when not null) receive the 12-bit results as integer_row writes them.
+    void (*argb_row)(uint8_t* argb, int32_t* image, int32_t* copy, int cols, const Gains& gains, bool narrow);
+    // One row of 12-bit pixels (any values; a row the previous stage left in the cache) through the
+    // gains, narrowed into the R, G, B bytes of an ARGB8888 row (alpha kept); `copy` as above.
+    void (*to_argb_row)(const int32_t* in, uint8_t* argb, int32_t* copy, int cols, const Gains& gains);
     // Orders those stores before what follows; called by a thread after its last row.
     void (*stream_fence)();
 };

@@ -138,14 +138,14 @@ void ContentFreeToneCurve(std::vector<double>& A, std::vector<double>& C, Displa
                          useGamma);
 }
 
-cv::Mat RenderToneCurve(const std::vector<double>& x, const std::vector<double>& y, bool reference) {
+void DrawToneCurve(std::vector<double>& x, std::vector<double>& y, std::string /*title*/) {
     if (x.size() != y.size()) {
         alad::LogError("Size of x.yBins doesn't equal!");
-        return cv::Mat();
+        return;
     }
     constexpr int kSide = 1034, kMargin = 5, kSpan = 1024;
     cv::Mat plot(kSide, kSide, CV_8UC3, cv::Scalar(255, 255, 255));
-    if (x.size() < 2) return plot;
+    if (x.size() < 2) return;
     const double x_range = x.back() - x.front();
     const double y_range = y.back() - y.front();
     // Coordinates relative to the first point, scaled so the whole range spans 1024 pixels.
@@ -154,21 +154,12 @@ cv::Mat RenderToneCurve(const std::vector<double>& x, const std::vector<double>&
         const double py = (kSpan + kMargin) - (yv - y.front()) * kSpan / y_range;
         return cv::Point(cvRound(px), cvRound(py));
     };
-    if (reference) {
-        cv::line(plot, cv::Point(kMargin, kSpan + kMargin), cv::Point(kSpan + kMargin, kMargin),
-                 cv::Scalar(170, 170, 170), 1, cv::LINE_AA);
-    }
     for (size_t i = 0; i + 1 < x.size(); ++i) {
         const cv::Point a = to_pixel(x[i], y[i]), b = to_pixel(x[i + 1], y[i + 1]);
         cv::line(plot, a, b, cv::Scalar(200, 80, 0), 2, cv::LINE_AA);
         cv::circle(plot, cv::Point(a.x, kSpan + kMargin), 1, cv::Scalar(0, 0, 200), -1);
         cv::circle(plot, cv::Point(kMargin, a.y), 1, cv::Scalar(0, 0, 200), -1);
     }
-    return plot;
-}
-
-void DrawToneCurve(std::vector<double>& x, std::vector<double>& y, std::string /*title*/) {
-    RenderToneCurve(x, y, false);
 }
 
 }  // namespace kelvo

@@ -48,12 +48,8 @@ void GlobalToneMappingCurveKeepShape(std::vector<double>& X, double gamma, doubl
 // segment (also below the first knot) it returns the last value of ys.
 double ApplyToneMappingCurve(double x, const std::vector<double>& xs, const std::vector<double>& ys);
 
-// Plots y over x into a 1034 x 1034 picture (white background, a 5-pixel margin). With
-// `reference` set, the identity line is drawn first, in grey. Prints "Size of x.yBins doesn't
-// equal!" and returns an empty picture when the two vectors differ in length.
-cv::Mat RenderToneCurve(const std::vector<double>& x, const std::vector<double>& y, bool reference);
-
-// Diagnostic plot kept for offline inspection: renders the curve and discards the picture.
+// Diagnostic plot kept for offline inspection: renders the curve into a 1034 x 1034 picture and
+// discards it. Prints "Size of x.yBins doesn't equal!" when the two vectors differ in length.
 void DrawToneCurve(std::vector<double>& x, std::vector<double>& y, std::string title);
 
 }  // namespace kelvo

@@ -2,6 +2,9 @@
 #ifndef ALAD_BENCH_BENCH_FRAMES_H
 #define ALAD_BENCH_BENCH_FRAMES_H
 
+#include <sys/resource.h>
+
+#include <benchmark/benchmark.h>
 #include <opencv2/core.hpp>
 
 #include "alad/alad_engine.h"
@@ -24,6 +27,26 @@ inline cv::Mat MakeFrame12(int width, int height, unsigned seed = 1) {
     }
     return frame;
 }
+
+// Minor page faults of the process from construction on, per frame: a frame-sized buffer made anew
+// costs one per 4 KiB page (the benchmarks fix glibc's mmap threshold at 1 MiB, as a phone's
+// allocator hands out large blocks). Reported as the counter "faults".
+class FaultCount {
+public:
+    FaultCount() : start_(Now()) {}
+    void Report(benchmark::State& state) const {
+        const double frames = static_cast<double>(state.iterations());
+        state.counters["faults"] = frames > 0 ? static_cast<double>(Now() - start_) / frames : 0.0;
+    }
+
+private:
+    static long Now() {
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_minflt;
+    }
+    long start_;
+};
 
 // The engine's thread count for the life of a benchmark, 1 again afterwards.
 class EngineThreads {

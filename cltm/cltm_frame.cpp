@@ -148,7 +148,8 @@ void ReportException(const std::exception& e) {
 
 // Row buffers of one stripe: a ring of four converted rows (the filter's window and the row
 // converted ahead; an odd row stays until it is sampled), the filter's
-// neighbour weights and the filtered luma; and the look-up tables of the row pair at hand.
+// neighbour weights and the filtered luma; the look-up tables of the row pair at hand; and, when
+// the next stage takes the result row by row, the row handed over.
 class StripeRows {
 public:
     explicit StripeRows(int cols)
@@ -165,6 +166,11 @@ public:
     }
     int16_t* Right() { return Array(22); }
     int16_t* Filtered() { return Array(23); }
+    // 12-bit B, G, R values of a row, padded to whole vectors (made on first use).
+    int32_t* Handoff() {
+        if (handoff_.empty()) handoff_.resize(static_cast<size_t>(stride_) * 3);
+        return handoff_.data();
+    }
     cltm_rows::RowQuads quads;  // the look-up tables of the row pair at hand
 
 private:
@@ -174,6 +180,7 @@ private:
 
     int stride_;
     std::vector<int16_t> storage_;
+    std::vector<int32_t> handoff_;
 };
 
 }  // namespace
@@ -189,10 +196,22 @@ struct CLTMSweepStorage {
 
 namespace {
 
+// Rows of a CV_32SC3 image, or none.
+struct ImageRows {
+    uchar* data = nullptr;
+    size_t step = 0;
+    int32_t* Row(int y) const {
+        return data == nullptr ? nullptr : reinterpret_cast<int32_t*>(data + static_cast<size_t>(y) * step);
+    }
+};
+
 struct SweepFrame {
-    const cv::Mat* src = nullptr;
-    uchar* image = nullptr;  // CV_32SC3 rows of the output image, or of a stand-in converted into it
-    size_t image_step = 0;
+    const cv::Mat* src = nullptr;  // the input image, or (null) the ARGB frame
+    alad::ArgbFrame argb;          // the ARGB frame: the input without `src`, the narrowed output with `narrow`
+    bool narrow = false;
+    ImageRows image;  // CV_32SC3 rows of the output image, or of a stand-in converted into it
+    ImageRows copy;
+    CLTMRowConsumer next;
     uint32_t* plane = nullptr;
     int rows = 0;
     int cols = 0;
@@ -201,11 +220,22 @@ struct SweepFrame {
     cltm_rows::ColourStep colour;
     uint32_t hist_mode = 0;
     cltm_detail::BlockGrid grid;
+
+    cltm_rows::RowInput Input(int y) const {
+        cltm_rows::RowInput in;
+        if (src != nullptr) {
+            in.image = src->ptr<int32_t>(y);
+        } else {
+            in.argb = argb.Row(y);
+        }
+        return in;
+    }
 };
 
 // Counts samples into the block histograms `block_hist` only (the global histogram and the sum
-// follow from them).
-void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, uint32_t* block_hist) {
+// follow from them). `end_first` is FirstLuma of row `end`, read before any stripe ran (another
+// stripe may have written it since, when the output is the input).
+void SweepRows(const SweepFrame& f, int begin, int end, int32_t end_first, StripeRows& rows, uint32_t* block_hist) {
     const bool filter = !f.first && f.tables->filter;
     const int padded = cltm_rows::PaddedWidth(f.cols);
     // The filter's neighbours beyond the frame's edge repeat the edge pixel.
@@ -216,7 +246,7 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, uint32
     };
     auto convert = [&](int y) {
         const cltm_rows::PlanarRow row = rows.Planar(y);
-        cltm_rows::ConvertRow(f.src->ptr<int32_t>(y), f.cols, row.c0, row.c1, row.c2, row.luma);
+        cltm_rows::ConvertRow(f.Input(y), f.cols, row.c0, row.c1, row.c2, row.luma);
         pad_edges(y);
     };
     auto clamped = [&](int y) { return y < 0 ? 0 : (y >= f.rows ? f.rows - 1 : y); };
@@ -244,20 +274,25 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, uint32
                              f.grid.count() * kHistBins);
         pending = -1;
     };
+    int32_t* handoff = f.next.row != nullptr ? rows.Handoff() : nullptr;
     for (int y = begin; y < end; ++y) {
-        uint32_t* plane_row = f.plane + static_cast<size_t>(y) * f.cols;  // packed pixels
-        int32_t* image_row = reinterpret_cast<int32_t*>(f.image + static_cast<size_t>(y) * f.image_step);
+        cltm_rows::RowOutput out;
+        out.plane = f.plane + static_cast<size_t>(y) * f.cols;  // packed pixels
+        out.image = f.image.Row(y);
+        out.copy = f.copy.Row(y);
+        out.row = handoff;
+        out.argb = f.narrow ? f.argb.Row(y) : nullptr;
         const int16_t* luma = rows.Luma(y);
         const int16_t* c0 = rows.Channel(y, 0);
         const int16_t* c1 = rows.Channel(y, 1);
         const int16_t* c2 = rows.Channel(y, 2);
         if (f.first) {
             convert(y);
-            cltm_rows::CopyRow(c0, c1, c2, f.cols, plane_row, image_row);
+            cltm_rows::CopyRow(c0, c1, c2, f.cols, out);
         } else if (!filter) {
             // Without the filter a row is mapped in one pass, which leaves its luma for the histograms.
-            cltm_rows::MapRow(*f.tables, rows.quads.ForRow(*f.tables, y), f.colour, y, f.src->ptr<int32_t>(y),
-                              f.cols, rows.Luma(y), plane_row, image_row);
+            cltm_rows::MapRow(*f.tables, rows.quads.ForRow(*f.tables, y), f.colour, y, f.Input(y), f.cols,
+                              rows.Luma(y), out);
         } else {
             // The filtered row: the filter, the base through the curves, the detail added back; the
             // row after the next converted meanwhile.
@@ -268,40 +303,60 @@ void SweepRows(const SweepFrame& f, int begin, int end, StripeRows& rows, uint32
                                  rows.Right(), f.cols, rows.Filtered());
             const int ahead = y + 2 < f.rows && y + 2 <= end ? y + 2 : -1;
             cltm_rows::FilteredMapRow(*f.tables, rows.quads.ForRow(*f.tables, y), f.colour, y, c0, c1, c2, luma,
-                                      rows.Filtered(), f.cols, plane_row, image_row,
-                                      ahead >= 0 ? f.src->ptr<int32_t>(ahead) : nullptr,
+                                      rows.Filtered(), f.cols, out,
+                                      ahead >= 0 ? f.Input(ahead) : cltm_rows::RowInput(),
                                       ahead >= 0 ? rows.Planar(ahead) : cltm_rows::PlanarRow());
             if (ahead >= 0) pad_edges(ahead);
         }
+        if (handoff != nullptr) f.next.row(f.next.context, y, handoff, f.cols);
         sample_pending();
         if ((y & 1) != 0) {
             pending = y;
-            pending_next_first = y + 1 < f.rows ? cltm_rows::FirstLuma(f.src->ptr<int32_t>(y + 1)) : 0;
+            pending_next_first = y + 1 >= f.rows ? 0 : y + 1 == end ? end_first : cltm_rows::FirstLuma(f.Input(y + 1));
         }
     }
     sample_pending();
     cltm_rows::FinishRows();
+    if (f.next.finish != nullptr) f.next.finish(f.next.context);
 }
 
 bool Overlap(const cv::Mat& a, const cv::Mat& b) {
     return a.datastart != nullptr && b.datastart != nullptr && a.datastart < b.dataend && b.datastart < a.dataend;
 }
 
-// ad_proc_video on the image, with the wrapper's conversions around it, as one sweep. Returns false
-// when the sweep does not take the frame (a missing argument, a frame the block tables do not
-// suit, or no memory for its working storage); nothing has been changed then.
-bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx, CLTMBufferManager& buffers,
-                     cv::Mat& out, int32_t* result) {
-    if (param == nullptr || ctx == nullptr || param->clip_curve == nullptr || src.rows == 0 || src.cols == 0) {
-        return false;
+// Whether the frame's output overwrites its input (the rows of one stripe would then be read by
+// the filter of the next after they were written).
+bool InPlace(const CLTMFrameIO& io) {
+    if (io.image == nullptr) return io.narrow || io.next.row != nullptr;  // the ARGB buffer is written
+    if (io.next_writes_input) return true;
+    for (const cv::Mat* out : {io.out, io.copy}) {
+        if (out != nullptr && Overlap(*io.image, *out)) return true;
     }
-    const uint32_t width = static_cast<uint32_t>(src.cols);
-    const uint32_t height = static_cast<uint32_t>(src.rows);
+    return false;
+}
+
+int FrameRows(const CLTMFrameIO& io) { return io.image != nullptr ? io.image->rows : io.argb.rows; }
+int FrameCols(const CLTMFrameIO& io) { return io.image != nullptr ? io.image->cols : io.argb.cols; }
+
+// ad_proc_video on the frame, with the wrapper's conversions around it, as one sweep. Returns false
+// when the sweep does not take the frame (a missing argument, a frame the block tables do not
+// suit, or no memory for its working storage); nothing has been changed then. `copied` tells
+// whether io.copy received the result.
+bool SweepVideoFrame(const CLTMFrameIO& io, const ad_param_t_* param, ad_cxt_t* ctx, CLTMBufferManager& buffers,
+                     int32_t* result, bool* copied) {
+    *copied = false;
+    const int rows = FrameRows(io), cols = FrameCols(io);
+    if (param == nullptr || ctx == nullptr || param->clip_curve == nullptr || rows == 0 || cols == 0) return false;
+    const uint32_t width = static_cast<uint32_t>(cols);
+    const uint32_t height = static_cast<uint32_t>(rows);
     SweepFrame f;
     if (!cltm_detail::MakeBlockGrid(width, height, *param, &f.grid)) return false;
-    f.src = &src;
-    f.rows = src.rows;
-    f.cols = src.cols;
+    f.src = io.image;
+    f.argb = io.argb;
+    f.narrow = io.narrow;
+    f.next = io.next;
+    f.rows = rows;
+    f.cols = cols;
     f.plane = buffers.mOutputPlane;
     f.first = ctx->first_frame == 1;
     f.hist_mode = param->hist_mode;
@@ -310,7 +365,7 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
 
     const size_t blocks = f.grid.count();
     const size_t bins = blocks * kHistBins;
-    const int stripes = Overlap(src, out) ? 1 : alad::StripeCount(f.rows, alad::EngineThreads());
+    int stripes = 1;
     cv::Mat image;
     try {
         if (!buffers.mSweepStorage) buffers.mSweepStorage = std::make_shared<CLTMSweepStorage>();
@@ -319,6 +374,10 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
             return false;
         }
         f.tables = &w.tables;
+        // Stripes that write their rows over the input could change rows the filter of a
+        // neighbouring stripe still reads; without the filter a row reads only itself.
+        const bool filter = !f.first && w.tables.filter;
+        stripes = InPlace(io) && filter ? 1 : alad::StripeCount(f.rows, alad::EngineThreads());
         w.hist.resize(bins);
         w.raw.resize(blocks * kCurvePoints);
         w.smooth.resize(blocks * kCurvePoints);
@@ -329,9 +388,18 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
         if (!f.first) {
             for (int s = 0; s < stripes; ++s) w.stripe_rows[static_cast<size_t>(s)].quads.Reserve(w.tables);
         }
-        image = out.type() == CV_32SC3 ? out : cv::Mat(f.rows, f.cols, CV_32SC3);
-        f.image = image.data;
-        f.image_step = image.step[0];
+        if (f.next.row != nullptr) {
+            for (int s = 0; s < stripes; ++s) w.stripe_rows[static_cast<size_t>(s)].Handoff();
+        }
+        if (io.out != nullptr) {
+            if (io.out->rows != f.rows || io.out->cols != f.cols) io.out->create(f.rows, f.cols, CV_32SC3);
+            image = io.out->type() == CV_32SC3 ? *io.out : cv::Mat(f.rows, f.cols, CV_32SC3);
+            f.image = ImageRows{image.data, image.step[0]};
+        }
+        if (io.copy != nullptr) {
+            io.copy->create(f.rows, f.cols, CV_32SC3);
+            f.copy = ImageRows{io.copy->data, io.copy->step[0]};
+        }
     } catch (const std::exception&) {
         return false;
     }
@@ -340,7 +408,7 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
     if (!cltm_detail::BindVideoSize(*ctx, width, height)) {
         *result = 1;
         buffers.UnpackOutputPlane();
-        PlaneToImage(buffers.mOutputPlane, f.rows, f.cols, out);
+        if (io.out != nullptr) PlaneToImage(buffers.mOutputPlane, f.rows, f.cols, *io.out);
         return true;
     }
     // The frame is packed over the first pixels of the plane. Packed pixels of a larger frame
@@ -357,9 +425,15 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
     CLTMSweepStorage& w = *buffers.mSweepStorage;
     std::vector<uint32_t>& hist = w.hist;
     std::vector<uint32_t>& partial = w.partial;
+    // The first luma of each stripe's next row, read before any stripe writes.
+    int32_t end_first[alad::kMaxEngineThreads] = {};
+    for (int s = 0; s < stripes; ++s) {
+        const int next = alad::StripeBegin(f.rows, stripes, s + 1);
+        if (next < f.rows) end_first[s] = cltm_rows::FirstLuma(f.Input(next));
+    }
     alad::ForEachStripe(f.rows, stripes, [&](int s, int begin, int end) {
         uint32_t* block_hist = partial.data() + static_cast<size_t>(s) * cltm_rows::kSampleCopies * bins;
-        SweepRows(f, begin, end, w.stripe_rows[static_cast<size_t>(s)], block_hist);
+        SweepRows(f, begin, end, end_first[s], w.stripe_rows[static_cast<size_t>(s)], block_hist);
     });
     // Counts add up the same in any order (32-bit wrapping, as the plain path's). Every sample
     // counts once in a block and once in the global histogram, and adds its bin code to the sum.
@@ -377,7 +451,8 @@ bool SweepVideoFrame(const cv::Mat& src, const ad_param_t_* param, ad_cxt_t* ctx
     for (uint32_t b = 0; b < kHistBins; ++b) sum += b * global[b];
     global[kHistBins] = sum;
     buffers.mPackedPixels = pixels;
-    if (image.data != out.data) StoreImage(image, out);
+    if (io.out != nullptr && image.data != io.out->data) StoreImage(image, *io.out);
+    *copied = io.copy != nullptr;
     cltm_detail::CurvesFromHistograms(buffers.mToneCurves, hist.data(), w.raw.data(), w.smooth.data(), width, height,
                                       weight, *param, f.grid, true);
     ctx->first_frame = 0;
@@ -446,7 +521,8 @@ int32_t CLTMOneImageImple_(const cv::Mat& in, const cltm_params_api_& params, CL
 namespace {
 
 int32_t VideoFrame(const cv::Mat& in, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
-                   CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out, bool sweep) {
+                   CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out, bool sweep, cv::Mat* copy, bool* copied) {
+    if (copied != nullptr) *copied = false;
     try {
         cv::Mat src;
         if (!InputImage(in, &src)) return 1;
@@ -454,7 +530,15 @@ int32_t VideoFrame(const cv::Mat& in, const cltm_params_api_& params, const CLTM
         ShapeLike(src, out);
         if (!FitsOrPassThrough(src, params, buffers, out)) return 1;
         int32_t swept = 0;
-        if (sweep && SweepVideoFrame(src, params.param, ctx.ctx, buffers, out, &swept)) return swept;
+        CLTMFrameIO io;
+        io.image = &src;
+        io.out = &out;
+        io.copy = copy;
+        bool swept_copy = false;
+        if (sweep && SweepVideoFrame(io, params.param, ctx.ctx, buffers, &swept, &swept_copy)) {
+            if (copied != nullptr) *copied = swept_copy;
+            return swept;
+        }
         ImageToPlane(src, buffers.mInputPlane);
         buffers.UnpackOutputPlane();
         const int32_t r = ad_proc_video(buffers.mOutputPlane, reinterpret_cast<const int32_t*>(buffers.mInputPlane),
@@ -471,13 +555,35 @@ int32_t VideoFrame(const cv::Mat& in, const cltm_params_api_& params, const CLTM
 }  // namespace
 
 int32_t CLTMVideoRunOneFrameImple_(const cv::Mat& in, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
-                                   CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out) {
-    return VideoFrame(in, params, ctx, buffers, work, out, true);
+                                   CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out, cv::Mat* copy,
+                                   bool* copied) {
+    return VideoFrame(in, params, ctx, buffers, work, out, true, copy, copied);
 }
 
 int32_t CLTMVideoRunOneFramePlain(const cv::Mat& in, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
                                   CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out) {
-    return VideoFrame(in, params, ctx, buffers, work, out, false);
+    return VideoFrame(in, params, ctx, buffers, work, out, false, nullptr, nullptr);
+}
+
+bool CLTMVideoSweepFrame(const CLTMFrameIO& io, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
+                         CLTMBufferManager& buffers, int32_t* result) {
+    const int rows = FrameRows(io), cols = FrameCols(io);
+    if (ctx.ctx == nullptr || rows <= 0 || cols <= 0 || (io.image == nullptr && io.argb.Empty()) ||
+        (io.image != nullptr && io.image->type() != CV_32SC3)) {
+        return false;
+    }
+    const uint32_t width = static_cast<uint32_t>(cols), height = static_cast<uint32_t>(rows);
+    // What the usual way would refuse or pass through, it handles itself, with its messages.
+    if (!buffers.Fits(width, height, params.param)) return false;
+    const ad_cxt_t& c = *ctx.ctx;
+    if (c.width != 0 && c.height != 0 && (c.width != width || c.height != height)) return false;
+    try {
+        bool copied = false;
+        return SweepVideoFrame(io, params.param, ctx.ctx, buffers, result, &copied);
+    } catch (const std::exception& e) {
+        ReportException(e);
+        return false;
+    }
 }
 
 }  // namespace kelvo

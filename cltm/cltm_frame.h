@@ -9,6 +9,7 @@
 #include <opencv2/core.hpp>
 
 #include "cltm/cltm_params.h"
+#include "common/argb8888.h"
 
 namespace kelvo {
 
@@ -43,9 +44,41 @@ int32_t ad_proc_video(uint32_t* out_rgb, const int32_t* in_rgb, uint32_t width, 
 int32_t CLTMOneImageImple_(const cv::Mat& in, const cltm_params_api_& params, CLTMBufferManager& buffers, cv::Mat& work,
                            cv::Mat& out);
 // The video frame runs in one sweep over the image (see cltm_frame.cpp), which leaves the input
-// plane untouched; everything else it leaves exactly as CLTMVideoRunOneFramePlain does.
+// plane untouched; everything else it leaves exactly as CLTMVideoRunOneFramePlain does. With
+// `copy`, a frame that goes through the sweep is also written to *copy (made CV_32SC3 of the
+// frame's size) in the same pass, and *copied tells whether it was (a frame that takes another
+// way leaves *copy alone).
 int32_t CLTMVideoRunOneFrameImple_(const cv::Mat& in, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
-                                   CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out);
+                                   CLTMBufferManager& buffers, cv::Mat& work, cv::Mat& out, cv::Mat* copy = nullptr,
+                                   bool* copied = nullptr);
+
+// Takes each result row of a swept video frame for the stage that follows: row y's 12-bit B, G, R
+// values (`cols` pixels, valid during the call), on the thread that made it, the rows of a stripe
+// in order; `finish` after a thread's last row.
+struct CLTMRowConsumer {
+    void (*row)(void* context, int y, const int32_t* values, int cols) = nullptr;
+    void (*finish)(void* context) = nullptr;
+    void* context = nullptr;
+};
+
+// Where a swept video frame comes from and where its result goes.
+struct CLTMFrameIO {
+    const cv::Mat* image = nullptr;  // the frame, CV_32SC3 ...
+    alad::ArgbFrame argb;            // ... or, without `image`, the display driver's ARGB8888 buffer
+    cv::Mat* out = nullptr;          // receives the 12-bit result (made CV_32SC3 of the frame's size)
+    cv::Mat* copy = nullptr;         // the same again (the debug store's copy)
+    bool narrow = false;             // the result narrowed over the colour bytes of `argb`, alpha kept
+    CLTMRowConsumer next;            // each result row, to the next stage
+    bool next_writes_input = false;  // whether `next` writes its rows over the input image's
+};
+
+// The frame of CLTMVideoRunOneFrameImple_ from and to these, in one sweep: true, with the result in
+// every output asked for and everything else as that function leaves it (*result its result);
+// false, with nothing changed and nothing printed, when the sweep does not take the frame (a
+// frame the buffers or the video size refuse, or that the sweep's tables do not suit): the caller
+// then takes the usual way, which handles and reports it.
+bool CLTMVideoSweepFrame(const CLTMFrameIO& io, const cltm_params_api_& params, const CLTMVideoContextAPI& ctx,
+                         CLTMBufferManager& buffers, int32_t* result);
 
 // The same frame the plain way, step by step: the image converted into the input plane,
 // ad_proc_video on the planes, the output plane converted back. The reference for the sweep.

@@ -213,25 +213,67 @@ inline void StoreValues(T* dst, const V* v, int n, int count) {
     }
 }
 
+// Narrow12To8 of 10-bit values' 12-bit codes c (at most 4095): c / 16 rounded to nearest with
+// halves to even, (c + 7 + bit 4 of c) >> 4, limited to 255.
+inline v_u16 Narrow10To8(const v_s16& v) {
+    const v_s16 c = To12Bit(v);
+    const v_s16 rounded = cv::v_shr<4>(c + cv::vx_setall_s16(7) + (cv::v_shr<4>(c) & cv::vx_setall_s16(1)));
+    return cv::v_reinterpret_as_u16(cv::v_min(rounded, cv::vx_setall_s16(255)));
+}
+
+// A vector's worth of 10-bit B, G, R values narrowed into the colour bytes of the ARGB8888 pixels
+// at `argb` (`count` of them), whose alpha bytes are kept. In a little-endian word a pixel reads
+// A | R << 8 | G << 16 | B << 24: its low half is alpha | R << 8, its high half G | B << 8.
+inline void StoreArgb(uint8_t* argb, int count, const v_s16 v[3]) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "the ARGB8888 kernels read pixels as little-endian words"
+#endif
+    alignas(64) uint32_t tail[kLanes16];
+    const uint32_t* words = reinterpret_cast<const uint32_t*>(argb);
+    if (count < kLanes16) {
+        std::memset(tail, 0, sizeof(tail));
+        std::memcpy(tail, argb, static_cast<size_t>(count) * 4);
+        words = tail;
+    }
+    const v_u32 low = cv::vx_setall_u32(255);
+    const v_u16 alpha = cv::v_pack(cv::vx_load(words) & low, cv::vx_load(words + kLanes32) & low);
+    v_u16 first, second;
+    cv::v_zip(alpha | cv::v_shl<8>(Narrow10To8(v[2])), Narrow10To8(v[1]) | cv::v_shl<8>(Narrow10To8(v[0])), first,
+              second);
+    uint32_t* out = count < kLanes16 ? tail : reinterpret_cast<uint32_t*>(argb);
+    cv::v_store(out, cv::v_reinterpret_as_u32(first));
+    cv::v_store(out + kLanes32, cv::v_reinterpret_as_u32(second));
+    if (count < kLanes16) std::memcpy(argb, tail, static_cast<size_t>(count) * 4);
+}
+
 // Writes a vector's worth of pixels from x on (fewer at the end of a row) of three planar rows of
-// 10-bit values: packed, c0 | c1 << 10 | c2 << 20, one per pixel to `plane`; as 12-bit codes
-// (4v + (v >> 8)), interleaved, to `image`.
-inline void StoreBoth(uint32_t* plane, int32_t* image, int x, int cols, const v_s16 v[3]) {
+// 10-bit values to the outputs (RowOutput): packed, c0 | c1 << 10 | c2 << 20, one per pixel to
+// the plane; as 12-bit codes (4v + (v >> 8)), interleaved, to the image, the copy and the row
+// buffer; narrowed into the ARGB row.
+inline void StoreOutputs(const RowOutput& o, int x, int cols, const v_s16 v[3]) {
     const int count = cols - x < kLanes16 ? cols - x : kLanes16;
     const v_u16 c0 = cv::v_reinterpret_as_u16(v[0]), c1 = cv::v_reinterpret_as_u16(v[1]);
     const v_u16 c2 = cv::v_reinterpret_as_u16(v[2]);
     v_u16 packed_low, packed_high;  // the low and the high halves of the packed pixels
     cv::v_zip(c0 | cv::v_shl<10>(c1), cv::v_shr<6>(c1) | cv::v_shl<4>(c2), packed_low, packed_high);
     const v_u32 packed[2] = {cv::v_reinterpret_as_u32(packed_low), cv::v_reinterpret_as_u32(packed_high)};
-    StoreValues(plane + x, packed, 2, count);
+    StoreValues(o.plane + x, packed, 2, count);
 
-    alignas(64) int16_t interleaved[3 * kLanes16];
-    cv::v_store_interleave(interleaved, To12Bit(v[0]), To12Bit(v[1]), To12Bit(v[2]));
-    v_s32 wide[6];
-    for (int k = 0; k < 3; ++k) {
-        cv::v_expand(cv::vx_load_aligned(interleaved + kLanes16 * k), wide[2 * k], wide[2 * k + 1]);
+    if (o.image != nullptr || o.copy != nullptr || o.row != nullptr) {
+        alignas(64) int16_t interleaved[3 * kLanes16];
+        cv::v_store_interleave(interleaved, To12Bit(v[0]), To12Bit(v[1]), To12Bit(v[2]));
+        v_s32 wide[6];
+        for (int k = 0; k < 3; ++k) {
+            cv::v_expand(cv::vx_load_aligned(interleaved + kLanes16 * k), wide[2 * k], wide[2 * k + 1]);
+        }
+        if (o.image != nullptr) StoreValues(o.image + 3 * x, wide, 6, 3 * count);
+        if (o.copy != nullptr) StoreValues(o.copy + 3 * x, wide, 6, 3 * count);
+        // The row buffer is padded to whole vectors and stays in the cache: plain stores.
+        if (o.row != nullptr) {
+            for (int k = 0; k < 6; ++k) cv::v_store(o.row + 3 * x + k * kLanes32, wide[k]);
+        }
     }
-    StoreValues(image + 3 * x, wide, 6, 3 * count);
+    if (o.argb != nullptr) StoreArgb(o.argb + 4 * x, count, v);
 }
 
 // Orders the non-temporal stores before whatever follows (another thread reading the rows).
@@ -485,27 +527,53 @@ inline void ConvertChunk(const int32_t* src, v_s16& a, v_s16& b, v_s16& c) {
 // while other guests kept the machine's memory busy (its latency up), no change while they did
 // not; 96 to 192 pixels ahead alike. The prefetch stops before the row's end.
 constexpr int kPrefetchPixels = 128;
-inline void PrefetchInput(const int32_t* in, int x, int cols) {
+inline void PrefetchInput(const RowInput& in, int x, int cols) {
     if (x + kPrefetchPixels >= cols) return;
-    const char* ahead = reinterpret_cast<const char*>(in + 3 * (x + kPrefetchPixels));
-    for (size_t at = 0; at < 3 * kLanes16 * sizeof(int32_t); at += 64) __builtin_prefetch(ahead + at);
+    const bool argb = in.image == nullptr;
+    const char* ahead = argb ? reinterpret_cast<const char*>(in.argb + 4 * (x + kPrefetchPixels))
+                             : reinterpret_cast<const char*>(in.image + 3 * (x + kPrefetchPixels));
+    const size_t bytes = argb ? 4 * kLanes16 : 3 * kLanes16 * sizeof(int32_t);
+    for (size_t at = 0; at < bytes; at += 64) __builtin_prefetch(ahead + at);
 }
 
 // The pixels of a row from x on: the row itself, or (at the end of a row) a copy of the last
 // pixels padded with zeros.
-inline const int32_t* ChunkSource(const int32_t* in, int x, int cols, int32_t* tail) {
-    const int32_t* src = in + 3 * x;
+template <typename T, int kPerPixel>
+inline const T* ChunkSource(const T* in, int x, int cols, T* tail) {
+    const T* src = in + kPerPixel * x;
     if (x + kLanes16 <= cols) return src;
-    std::memset(tail, 0, 3 * kLanes16 * sizeof(int32_t));
-    std::memcpy(tail, src, static_cast<size_t>(cols - x) * 3 * sizeof(int32_t));
+    std::memset(tail, 0, kPerPixel * kLanes16 * sizeof(T));
+    std::memcpy(tail, src, static_cast<size_t>(cols - x) * kPerPixel * sizeof(T));
     return tail;
 }
 
-void ConvertRowKernel(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma) {
-    for (int x = 0; x < cols; x += kLanes16) {
+// One vector's worth of ARGB8888 pixels (4 * kLanes16 readable bytes) as planar 10-bit codes:
+// each colour byte v widened to 12 bits and shifted right by 2 (no clamp: the widened values are
+// 0..4095), which is 4v + (v >> 6).
+inline void ConvertArgbChunk(const uint8_t* src, v_s16& b, v_s16& g, v_s16& r) {
+    const uint32_t* words = reinterpret_cast<const uint32_t*>(src);
+    const v_u32 p0 = cv::vx_load(words), p1 = cv::vx_load(words + kLanes32), low = cv::vx_setall_u32(255);
+    const auto to10 = [](const v_u16& v) { return cv::v_reinterpret_as_s16(cv::v_shl<2>(v) | cv::v_shr<6>(v)); };
+    r = to10(cv::v_pack(cv::v_shr<8>(p0) & low, cv::v_shr<8>(p1) & low));
+    g = to10(cv::v_pack(cv::v_shr<16>(p0) & low, cv::v_shr<16>(p1) & low));
+    b = to10(cv::v_pack(cv::v_shr<24>(p0), cv::v_shr<24>(p1)));
+}
+
+// ConvertChunk or ConvertArgbChunk of the vector's worth of pixels from x on.
+inline void ConvertInput(const RowInput& in, int x, int cols, v_s16& a, v_s16& b, v_s16& c) {
+    if (in.image != nullptr) {
         alignas(64) int32_t tail[3 * kLanes16];
+        ConvertChunk(ChunkSource<int32_t, 3>(in.image, x, cols, tail), a, b, c);
+    } else {
+        alignas(64) uint8_t tail[4 * kLanes16];
+        ConvertArgbChunk(ChunkSource<uint8_t, 4>(in.argb, x, cols, tail), a, b, c);
+    }
+}
+
+void ConvertRowKernel(const RowInput& in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma) {
+    for (int x = 0; x < cols; x += kLanes16) {
         v_s16 a, b, c;
-        ConvertChunk(ChunkSource(in, x, cols, tail), a, b, c);
+        ConvertInput(in, x, cols, a, b, c);
         cv::v_store(c0 + x, a);
         cv::v_store(c1 + x, b);
         cv::v_store(c2 + x, c);
@@ -668,16 +736,15 @@ inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], const v_s16&
 // FilteredMapRow without the filter in one. The 10-bit luma is also left in `luma` (for the
 // histograms). The table look-ups of the next pixels are made before the arithmetic of these, so
 // that their wait overlaps it.
-void MapRowKernel(const TableView& t, const RowCurves& row, const ColourStep& step, int y, const int32_t* in,
-                  int cols, int16_t* luma, uint32_t* plane, int32_t* image) {
+void MapRowKernel(const TableView& t, const RowCurves& row, const ColourStep& step, int y, const RowInput& in,
+                  int cols, int16_t* luma, const RowOutput& out) {
     const ColourConstants k(step);
     const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
     v_s16 u[3], y_old;
     v_u32 low[2], high[2];
     auto fetch = [&](int x) {
-        alignas(64) int32_t tail[3 * kLanes16];
         PrefetchInput(in, x, cols);
-        ConvertChunk(ChunkSource(in, x, cols, tail), u[0], u[1], u[2]);
+        ConvertInput(in, x, cols, u[0], u[1], u[2]);
         y_old = cv::v_max(cv::v_max(u[0], u[1]), u[2]);
         cv::v_store(luma + x, y_old);
         if (RegisterPair(t, x) < 0) FetchQuads(row.quads, t.column + x, y_old, low, high);
@@ -691,7 +758,7 @@ void MapRowKernel(const TableView& t, const RowCurves& row, const ColourStep& st
         const v_u16 q = QuadReciprocal(t, these_low, these_high, these_y_old);
         v_s16 result[3];
         ColourChunk(k, these_u, these_y_old, y_new, q, result);
-        StoreBoth(plane, image, x, cols, result);
+        StoreOutputs(out, x, cols, result);
     }
 }
 
@@ -699,16 +766,15 @@ void MapRowKernel(const TableView& t, const RowCurves& row, const ColourStep& st
 // detail added back, the colour step, both outputs.
 void FilteredMapRowKernel(const TableView& t, const RowCurves& row, const ColourStep& step, int y,
                           const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
-                          const int16_t* filtered, int cols, uint32_t* plane, int32_t* image,
-                          const int32_t* ahead_in, const PlanarRow& ahead) {
+                          const int16_t* filtered, int cols, const RowOutput& out, const RowInput& ahead_in,
+                          const PlanarRow& ahead) {
     const ColourConstants k(step);
     const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
     for (int x = 0; x < cols; x += kLanes16) {
-        if (ahead_in != nullptr) {
-            alignas(64) int32_t tail[3 * kLanes16];
+        if (ahead_in.Present()) {
             PrefetchInput(ahead_in, x, cols);
             v_s16 a, b, c;
-            ConvertChunk(ChunkSource(ahead_in, x, cols, tail), a, b, c);
+            ConvertInput(ahead_in, x, cols, a, b, c);
             cv::v_store(ahead.c0 + x, a);
             cv::v_store(ahead.c1 + x, b);
             cv::v_store(ahead.c2 + x, c);
@@ -724,15 +790,14 @@ void FilteredMapRowKernel(const TableView& t, const RowCurves& row, const Colour
         const v_s16 u[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
         v_s16 result[3];
         ColourChunk(k, u, v, mapped, q_luma, result);
-        StoreBoth(plane, image, x, cols, result);
+        StoreOutputs(out, x, cols, result);
     }
 }
 
-void CopyRowKernel(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane,
-                   int32_t* image) {
+void CopyRowKernel(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, const RowOutput& out) {
     for (int x = 0; x < cols; x += kLanes16) {
         const v_s16 channels[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
-        StoreBoth(plane, image, x, cols, channels);
+        StoreOutputs(out, x, cols, channels);
     }
 }
 

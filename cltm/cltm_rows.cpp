@@ -1,9 +1,11 @@
 #include "cltm/cltm_rows.h"
 
 #include <array>
+#include <cstring>
 #include <utility>
 
 #include "cltm/cltm_map.h"
+#include "common/argb8888.h"
 #include "common/simd.h"
 #include "common/wrap_int.h"
 
@@ -228,14 +230,20 @@ void CurveValues(const uint32_t* curve, uint16_t* values) {
     Active().curve_values(segments, values);
 }
 
-void ConvertRow(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma) {
+void ConvertRow(const RowInput& in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma) {
     Active().convert(in, cols, c0, c1, c2, luma);
 }
 
-int32_t FirstLuma(const int32_t* in) {
+int32_t FirstLuma(const RowInput& in) {
+    int32_t first[3];
+    if (in.image != nullptr) {
+        std::memcpy(first, in.image, sizeof(first));
+    } else {
+        alad::WidenArgbRow(in.argb, 1, first);
+    }
     int32_t m = 0;
-    for (int c = 0; c < 3; ++c) {
-        const int32_t v = (in[c] < 0 ? 0 : (in[c] > 4095 ? 4095 : in[c])) >> 2;
+    for (int32_t v : first) {
+        v = (v < 0 ? 0 : (v > 4095 ? 4095 : v)) >> 2;
         m = v > m ? v : m;
     }
     return m;
@@ -301,18 +309,17 @@ void FilterRow(const MapTables& t, const int16_t* above_row, const int16_t* row,
 
 void FilteredMapRow(const MapTables& t, const RowCurves& row, const ColourStep& step, int y, const int16_t* c0,
                     const int16_t* c1, const int16_t* c2, const int16_t* luma, const int16_t* filtered, int cols,
-                    uint32_t* plane, int32_t* image, const int32_t* ahead_in, const PlanarRow& ahead) {
-    Active().filtered_map_row(t.view, row, step, y, c0, c1, c2, luma, filtered, cols, plane, image, ahead_in,
-                              ahead);
+                    const RowOutput& out, const RowInput& ahead_in, const PlanarRow& ahead) {
+    Active().filtered_map_row(t.view, row, step, y, c0, c1, c2, luma, filtered, cols, out, ahead_in, ahead);
 }
 
-void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image) {
-    Active().copy(c0, c1, c2, cols, plane, image);
+void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, const RowOutput& out) {
+    Active().copy(c0, c1, c2, cols, out);
 }
 
-void MapRow(const MapTables& t, const RowCurves& row, const ColourStep& step, int y, const int32_t* in, int cols,
-            int16_t* luma, uint32_t* plane, int32_t* image) {
-    Active().map_row(t.view, row, step, y, in, cols, luma, plane, image);
+void MapRow(const MapTables& t, const RowCurves& row, const ColourStep& step, int y, const RowInput& in, int cols,
+            int16_t* luma, const RowOutput& out) {
+    Active().map_row(t.view, row, step, y, in, cols, luma, out);
 }
 
 void FinishRows() { Active().stream_fence(); }

@@ -151,12 +151,34 @@ void CurveSegments(const uint32_t* curve, int16_t* segments);
 // One block curve at all 1024 lumas, as _tone_mapping reads one curve.
 void CurveValues(const uint32_t* curve, uint16_t* values);
 
+// Where a row's pixels come from: 12-bit B, G, R values (CV_32SC3), or the display driver's ARGB8888
+// bytes (common/argb8888.h), widened to 12 bits on the way as the driver's conversion does.
+struct RowInput {
+    const int32_t* image = nullptr;
+    const uint8_t* argb = nullptr;  // used when `image` is null
+    bool Present() const { return image != nullptr || argb != nullptr; }
+};
+
+// Where a row's results go. Always the packed plane (c0 | c1 << 10 | c2 << 20 per pixel); and,
+// where not null, as 12-bit codes (4v + (v >> 8)) interleaved B, G, R: to `image` and `copy`
+// (frame rows, written with non-temporal stores), and to `row` (a row buffer that the next stage
+// reads while it is in the cache, plain stores); and narrowed to 8 bits (Narrow12To8 of the codes)
+// over the R, G, B bytes of the ARGB8888 row `argb`, whose alpha bytes are kept. The ARGB row may
+// be the input row itself.
+struct RowOutput {
+    uint32_t* plane = nullptr;
+    int32_t* image = nullptr;
+    int32_t* copy = nullptr;
+    int32_t* row = nullptr;
+    uint8_t* argb = nullptr;
+};
+
 // A row of 12-bit BGR pixels (`cols` of them) to planar 10-bit rows and luma: each value clamped
 // to 0..4095 and shifted right by 2, luma the largest of the three. Padding pixels become 0.
-void ConvertRow(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma);
+void ConvertRow(const RowInput& in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma);
 
-// 10-bit luma (max of the three clamped, shifted codes) of the first pixel of a 12-bit row.
-int32_t FirstLuma(const int32_t* in);
+// 10-bit luma (max of the three clamped, shifted codes) of the first pixel of a row.
+int32_t FirstLuma(const RowInput& in);
 
 // Histogram samples of one sampled (odd) row, as ad_calc_histogram takes them: every other pixel
 // from column 0, its own code >> 3 (mode 0) or the rounded mean of it and the next pixel >> 4
@@ -195,9 +217,8 @@ struct ColourStep {
 // The rest of filtered row y of 10-bit planar rows (channels, luma, the filtered luma of
 // FilterRow), as ad_enhance_luma and ad_enhance_rgb finish it: the filtered luma through the four
 // block curves of each pixel (`row`: RowQuads::ForRow), the detail added back, the colour step,
-// written to `plane` packed (c0 | c1 << 10 | c2 << 20 per pixel) and to `image` interleaved as
-// 12-bit codes (4v + (v >> 8)).
-// With `ahead_in`, also ConvertRow of that 12-bit row into `ahead` (edges left to the caller), its
+// written to `out`.
+// With `ahead_in`, also ConvertRow of that row into `ahead` (edges left to the caller), its
 // reads spread over the row's work.
 struct PlanarRow {
     int16_t* c0 = nullptr;
@@ -207,18 +228,18 @@ struct PlanarRow {
 };
 void FilteredMapRow(const MapTables& t, const RowCurves& row, const ColourStep& step, int y, const int16_t* c0,
                     const int16_t* c1, const int16_t* c2, const int16_t* luma, const int16_t* filtered, int cols,
-                    uint32_t* plane, int32_t* image, const int32_t* ahead_in, const PlanarRow& ahead);
+                    const RowOutput& out, const RowInput& ahead_in, const PlanarRow& ahead);
 
 // The first frame's pass-through: the planar 10-bit rows written out as they are (as
 // FilteredMapRow writes its results).
-void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
+void CopyRow(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, const RowOutput& out);
 
-// The whole unfiltered row y, from the 12-bit image row to both outputs, a vector's worth of
-// pixels at a time: the conversion of ConvertRow and the mapping of FilteredMapRow without the
-// filter, in one pass with reads and writes interleaved. The 10-bit luma is also left in `luma`
-// (for the histograms).
-void MapRow(const MapTables& t, const RowCurves& row, const ColourStep& step, int y, const int32_t* in, int cols,
-            int16_t* luma, uint32_t* plane, int32_t* image);
+// The whole unfiltered row y, from the input row to the outputs, a vector's worth of pixels at a
+// time: the conversion of ConvertRow and the mapping of FilteredMapRow without the filter, in one
+// pass with reads and writes interleaved. The 10-bit luma is also left in `luma` (for the
+// histograms).
+void MapRow(const MapTables& t, const RowCurves& row, const ColourStep& step, int y, const RowInput& in, int cols,
+            int16_t* luma, const RowOutput& out);
 
 // FilteredMapRow, CopyRow and MapRow write whole aligned vectors with non-temporal stores; a thread
 // calls this after its last row so that the rows are in memory before another thread reads them.
@@ -231,7 +252,7 @@ struct RowKernels {
     void (*make_quads)(const uint16_t* upper_left, const uint16_t* upper_right, const uint16_t* lower_left,
                        const uint16_t* lower_right, const uint32_t* low_bits, const uint32_t* high_bits,
                        uint64_t* out);
-    void (*convert)(const int32_t* in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma);
+    void (*convert)(const RowInput& in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma);
     void (*down_weights)(const TableView& t, const int16_t* upper, const int16_t* lower, int cols,
                          const PairWeights& out);
     void (*right_weights)(const TableView& t, const int16_t* row, int cols, int16_t* right);
@@ -240,12 +261,12 @@ struct RowKernels {
                    int16_t* filtered);
     void (*filtered_map_row)(const TableView& t, const RowCurves& row, const ColourStep& step, int y,
                              const int16_t* c0, const int16_t* c1, const int16_t* c2, const int16_t* luma,
-                             const int16_t* filtered, int cols, uint32_t* plane, int32_t* image,
-                             const int32_t* ahead_in, const PlanarRow& ahead);
-    void (*copy)(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, uint32_t* plane, int32_t* image);
+                             const int16_t* filtered, int cols, const RowOutput& out, const RowInput& ahead_in,
+                             const PlanarRow& ahead);
+    void (*copy)(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, const RowOutput& out);
     void (*stream_fence)();
-    void (*map_row)(const TableView& t, const RowCurves& row, const ColourStep& step, int y, const int32_t* in,
-                    int cols, int16_t* luma, uint32_t* plane, int32_t* image);
+    void (*map_row)(const TableView& t, const RowCurves& row, const ColourStep& step, int y, const RowInput& in,
+                    int cols, int16_t* luma, const RowOutput& out);
     // Whether the mapping kernels compute the block curves in registers from their segments
     // wherever a vector's pixels share one column pair (the AVX-512 build).
     bool curves_in_registers;

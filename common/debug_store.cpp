@@ -11,6 +11,10 @@ namespace kelvo {
 alad_debug_output_* alad_debug_output_::ptrInstance = nullptr;
 
 namespace {
+bool gKeepImages = true;
+}  // namespace
+
+namespace {
 
 // The store exists from load time on, so a dump taken before the first frame finds it empty
 // rather than missing.
@@ -33,6 +37,16 @@ void alad_debug_output_::Terminate() {
     delete ptrInstance;
     ptrInstance = nullptr;
 }
+
+void alad_debug_output_::SetKeepImages(bool keep) {
+    gKeepImages = keep;
+    if (!keep && ptrInstance != nullptr) {
+        ptrInstance->mAGTMResult.release();
+        ptrInstance->mCLTMResult.release();
+    }
+}
+
+bool alad_debug_output_::KeepImages() { return gKeepImages; }
 
 alad_debug_output_::~alad_debug_output_() {
     mCLTMResult.release();

@@ -26,6 +26,13 @@ public:
     // Destroys the store; the next GetInstance() makes a fresh, empty one.
     static void Terminate();
 
+    // Whether the pipeline keeps the two stage result images here (the default; the verification
+    // run always asks for them). A device that never reads the store turns them off: each costs a
+    // frame-sized write per frame. Turning them off releases the images kept so far; the
+    // histograms and curves, which are small, are written either way. Process-wide.
+    static void SetKeepImages(bool keep);
+    static bool KeepImages();
+
     alad_debug_output_(const alad_debug_output_&) = delete;
     alad_debug_output_& operator=(const alad_debug_output_&) = delete;
 

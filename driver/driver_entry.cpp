@@ -4,14 +4,15 @@
 #include <exception>
 #include <type_traits>
 
-#include <opencv2/imgproc.hpp>
-
 #include "alad/alad_driver.h"
 #include "alad/alad_engine.h"
+#include "common/argb8888.h"
 #include "common/frame_size.h"
 #include "common/log.h"
 #include "driver/driver_records.h"
+#include "driver/image_convert.h"
 #include "driver/wrapped.h"
+#include "engine/argb_frames.h"
 
 static_assert(sizeof(alad_view_condition_driver_) == sizeof(kelvo::alad_view_condition_) &&
                   std::is_standard_layout<kelvo::alad_view_condition_>::value,
@@ -152,23 +153,26 @@ int32_t SetEngineLogSinkForDriver(void (*sink)(void* user, int level, const char
     return 0;
 }
 
+int32_t SetEngineDebugImagesForDriver(int keep) { return kelvo::SetEngineDebugImages(keep != 0); }
+
 int32_t RunOneFrameBufferALADforDriver(_image* image) {
     Wrapped("RunOneFrameBufferALADforDriver", [&] {
         if (!Present(image, "RunOneFrameBufferALADforDriver")) return -1;
-        // Each conversion reports its own refusal; the frame then stops there and the buffer
-        // keeps its pixels.
-        cv::Mat argb, rgb, alpha, bgr, wide, frame, out, out8, argb_out;
-        imageBuffer2MatARGBforDriver(*image, argb);
-        if (argb.empty()) return -1;
-        imageMatARGB2RGB(argb, rgb, alpha);
-        cv::cvtColor(rgb, bgr, cv::COLOR_RGB2BGR);
-        transform8To12(bgr, wide);
-        wide.convertTo(frame, CV_32SC3, 1.0);
-        const int32_t status = kelvo::RunOneFrameALAD(frame, out);
-        if (out.empty()) return -1;
-        out.convertTo(out8, CV_8UC3, 0.0625, 0.0);  // rounds to nearest and saturates to 0..255
-        imageBGR2ARGB_8888(out8, alpha, argb_out);  // the buffer's own alpha bytes go back
-        imageMatARGB2BufferForDriver(argb_out, image->data);
+        // The frame is what the chain of public conversions around RunOneFrameALAD makes of it
+        // (the buffer read into an ARGB matrix, split, reordered to B, G, R, widened to 12 bits; the
+        // result narrowed, joined with the buffer's alpha bytes and written back), with the same
+        // lines; but the stages read and write the buffer in place, converting as they go, with
+        // no frame-sized copy in between. A buffer the first conversion would refuse is left alone.
+        if (!alad::ArgbBufferReadable(*image)) return -1;
+        if (image->width == 0 || image->height == 0) return -1;  // nothing to run
+        alad::ArgbFrame frame;
+        frame.data = image->data;
+        frame.cols = image->width;
+        frame.rows = image->height;
+        bool ran = false;
+        const int32_t status = kelvo::RunOneFrameARGBALAD(frame, &ran);
+        if (!ran) return -1;
+        alad::LogLine("matSrc channel : %d", 4);  // the write-back's line
         return status;
     });
     return 0;
@@ -185,10 +189,11 @@ int32_t RunOneFrameALADforDriver(const cv::Mat& src, cv::Mat& dst) {
 
 int32_t ALADImageModeForBSPdriver(cv::Mat& src, cv::Mat& dst) {
     Wrapped("ALADImageModeForBSPdriver", [&] {
-        cv::Mat wide, frame;
-        transform8To12(src, wide);
-        wide.convertTo(frame, CV_32SC3, 1.0, 0.0);
-        return kelvo::RunOneFrameALAD(frame, dst);
+        // The widened picture lives from frame to frame, like the engine, so that a steady size
+        // allocates nothing; a picture that cannot be widened goes on as an empty frame, as ever.
+        static cv::Mat wide;
+        if (!alad::Widen8To12(src, wide)) return kelvo::RunOneFrameALAD(cv::Mat(), dst);
+        return kelvo::RunOneFrameALAD(wide, dst);
     });
     return 0;
 }

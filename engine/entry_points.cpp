@@ -2,9 +2,11 @@
 #include <exception>
 
 #include "alad/alad_engine.h"
+#include "common/debug_store.h"
 #include "common/frame_size.h"
 #include "common/log.h"
 #include "common/threads.h"
+#include "engine/argb_frames.h"
 #include "engine/manager.h"
 
 namespace kelvo {
@@ -59,6 +61,15 @@ int32_t DeinitEngineALAD() {
 
 int32_t RunOneFrameALAD(const cv::Mat& src, cv::Mat& dst) {
     return Guarded("RunOneFrameALAD", true, [&] { return gEngine->RunOneFrame(src, dst); });
+}
+
+int32_t RunOneFrameARGBALAD(const alad::ArgbFrame& frame, bool* ran) {
+    *ran = false;
+    // Under RunOneFrameALAD's name: the same messages as the frame path it stands for.
+    return Guarded("RunOneFrameALAD", true, [&] {
+        *ran = true;
+        return gEngine->RunOneFrameARGB(frame);
+    });
 }
 
 int32_t ResetEngineALAD() {
@@ -131,6 +142,11 @@ int32_t SetEngineThreads(int threads) {
 }
 
 int GetEngineThreads() { return alad::EngineThreads(); }
+
+int32_t SetEngineDebugImages(bool keep) {
+    alad_debug_output_::SetKeepImages(keep);
+    return 0;
+}
 
 int32_t SetEngineLogSink(void (*sink)(void* user, int level, const char* line), void* user) {
     alad::SetLogSink(sink, user);

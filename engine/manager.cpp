@@ -56,6 +56,10 @@ int32_t ALADManagerImple::TableStatus(const char* who) const {
 
 int32_t ALADManagerImple::RunOneFrame(const cv::Mat& src, cv::Mat& dst) { return Status(mPipeline->RunOneFrame(src, dst)); }
 
+int32_t ALADManagerImple::RunOneFrameARGB(const alad::ArgbFrame& frame) {
+    return Status(mPipeline->RunOneFrameARGB(frame));
+}
+
 int32_t ALADManagerImple::ResetManager() { return Status(mPipeline->ResetALADContext()); }
 
 int32_t ALADManagerImple::UpdateViewConditionParameter(const alad_view_condition_& view) {

@@ -10,6 +10,7 @@
 
 #include "agtm/display_panel_model.h"
 #include "alad/alad_records.h"
+#include "common/argb8888.h"
 #include "pipeline/concatenate_mode.h"
 
 namespace kelvo {
@@ -19,6 +20,8 @@ class ALADManager {
 public:
     virtual ~ALADManager() = default;
     virtual int32_t RunOneFrame(const cv::Mat& src, cv::Mat& dst) = 0;
+    // The display driver's ARGB8888 frame in place (ALADConcatenateMode::RunOneFrameARGB).
+    virtual int32_t RunOneFrameARGB(const alad::ArgbFrame& frame) = 0;
     virtual int32_t ResetManager() = 0;
     virtual int32_t UpdateViewConditionParameter(const alad_view_condition_& view) = 0;
     virtual int32_t UpdateDisplayPanelParameter(const alad_display_model_& display) = 0;
@@ -45,6 +48,7 @@ public:
                      bool video);
 
     int32_t RunOneFrame(const cv::Mat& src, cv::Mat& dst) override;
+    int32_t RunOneFrameARGB(const alad::ArgbFrame& frame) override;
     int32_t ResetManager() override;
     int32_t UpdateViewConditionParameter(const alad_view_condition_& view) override;
     int32_t UpdateDisplayPanelParameter(const alad_display_model_& display) override;

@@ -50,10 +50,10 @@ int32_t ALADConcatenateMode::Init(DisplayPanelModel& panel, alad_cltm_user& cltm
     return allocated;
 }
 
-bool ALADConcatenateMode::RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output) {
+bool ALADConcatenateMode::RunCLTM(const cv::Mat& input, cv::Mat& output) {
     CLTMVideoContextAPI context;
     context.ctx = mVideoContext.get();
-    return CLTMVideoRunOneFrameImple_(input, mCLTMParam, context, *mBuffers, scratch, output) == 0;
+    return CLTMVideoRunOneFrameImple_(input, mCLTMParam, context, *mBuffers, mScratch, output) == 0;
 }
 
 bool ALADConcatenateMode::RunAGTM(const cv::Mat& input, cv::Mat& output) {
@@ -61,7 +61,27 @@ bool ALADConcatenateMode::RunAGTM(const cv::Mat& input, cv::Mat& output) {
     return ToneMappingOneImageByScalerLUTIntegerImple_(input, mAGTMParam, output);
 }
 
-bool ALADConcatenateMode::RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store) {
+bool ALADConcatenateMode::RunCLTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store,
+                                         bool keep) {
+    if (!keep) return RunCLTM(input, output);
+    // The store's copy is written in the same pass and handed over whole; a frame that takes
+    // another way than the sweep is copied.
+    CLTMVideoContextAPI context;
+    context.ctx = mVideoContext.get();
+    bool copied = false;
+    const bool done =
+        CLTMVideoRunOneFrameImple_(input, mCLTMParam, context, *mBuffers, mScratch, output, &mCLTMCopy, &copied) == 0;
+    if (copied) {
+        store.KeepADCLTMResultData(mCLTMCopy);
+    } else {
+        store.SetADCLTMResultData(output);
+    }
+    return done;
+}
+
+bool ALADConcatenateMode::RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store,
+                                         bool keep) {
+    if (!keep) return RunAGTM(input, output);
     // The store's copy is written in the same pass and handed over whole.
     if (ToneMappingOneImageByScalerLUTIntegerImple_(input, mAGTMParam, output, mStageCopy)) {
         store.KeepADAGTMResultData(mStageCopy);
@@ -71,21 +91,142 @@ bool ALADConcatenateMode::RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, 
     return false;
 }
 
-int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
+namespace {
+
+// The AGTM stage taking the CLTM sweep's rows (CLTMRowConsumer), into a 12-bit image or the colour
+// bytes of an ARGB frame, with the debug store's copy.
+struct AGTMRowTarget {
+    const AGTMRowPass* pass = nullptr;
+    cv::Mat* image = nullptr;
+    alad::ArgbFrame argb;
+    cv::Mat* copy = nullptr;
+
+    static void Row(void* context, int y, const int32_t* values, int cols) {
+        const AGTMRowTarget& t = *static_cast<const AGTMRowTarget*>(context);
+        int32_t* copy_row = t.copy != nullptr ? t.copy->ptr<int32_t>(y) : nullptr;
+        if (t.image != nullptr) {
+            t.pass->Row(values, cols, t.image->ptr<int32_t>(y), copy_row);
+        } else {
+            t.pass->RowToArgb(values, cols, t.argb.Row(y), copy_row);
+        }
+    }
+    static void Finish(void* context) { static_cast<const AGTMRowTarget*>(context)->pass->FinishRows(); }
+
+    CLTMRowConsumer Consumer() {
+        CLTMRowConsumer c;
+        c.row = Row;
+        c.finish = Finish;
+        c.context = this;
+        return c;
+    }
+};
+
+bool Overlap(const cv::Mat& a, const cv::Mat& b) {
+    return a.datastart != nullptr && b.datastart != nullptr && a.datastart < b.dataend && b.datastart < a.dataend;
+}
+
+}  // namespace
+
+bool ALADConcatenateMode::RunCLTMThenAGTMByRows(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store,
+                                                bool keep, bool* done) {
+    if (input.type() != CV_32SC3 || output.type() != CV_32SC3 || output.size() != input.size() ||
+        !mRowAGTM.Prepare(mAGTMParam)) {
+        return false;
+    }
+    // The CLTM result goes to the store (handed over whole) only when it keeps images; either way
+    // the AGTM stage maps each row while it is in the cache.
+    if (keep) mStageCopy.create(input.size(), CV_32SC3);
+    AGTMRowTarget agtm;
+    agtm.pass = &mRowAGTM;
+    agtm.image = &output;
+    agtm.copy = keep ? &mStageCopy : nullptr;
+    CLTMFrameIO io;
+    io.image = &input;
+    io.out = keep ? &mIntermediate : nullptr;
+    io.next = agtm.Consumer();
+    io.next_writes_input = Overlap(input, output);
+    CLTMVideoContextAPI context;
+    context.ctx = mVideoContext.get();
+    int32_t result = 0;
+    if (!CLTMVideoSweepFrame(io, mCLTMParam, context, *mBuffers, &result)) return false;
+    if (keep) {
+        store.KeepADCLTMResultData(mIntermediate);
+        store.KeepADAGTMResultData(mStageCopy);
+    }
+    *done = result == 0;
+    return true;
+}
+
+void ALADConcatenateMode::LogFrameStart(int cols, int rows) const {
     // The configured size and the frame size are logged, not compared: the stages handle a frame
     // of another size themselves.
-    alad::LogLine("mCLTMParam.width = %u , sz.width = %d", mCLTMParam.width, src.cols);
-    alad::LogLine("mCLTMParam.height = %u , sz.height = %d", mCLTMParam.height, src.rows);
+    alad::LogLine("mCLTMParam.width = %u , sz.width = %d", mCLTMParam.width, cols);
+    alad::LogLine("mCLTMParam.height = %u , sz.height = %d", mCLTMParam.height, rows);
     alad::LogLine("LCH 00.");
     alad::LogLine("LCH 01.");
-    // The scratch and intermediate images live from frame to frame, so that a steady frame size
-    // does not allocate (and fault in) two full frames every time.
-    cv::Mat& scratch = mScratch;
-    cv::Mat& intermediate = mIntermediate;
+}
+
+bool ALADConcatenateMode::RunsStages() const { return mOrder >= kOrderCLTMThenAGTM && mOrder <= kOrderAGTMOnly; }
+
+void ALADConcatenateMode::LogOrder() const {
+    switch (mOrder) {
+        case kOrderCLTMThenAGTM:
+            alad::LogLine("case order 1: CLTM + AGTM.");
+            break;
+        case kOrderAGTMThenCLTM:
+            alad::LogLine("case order 2: AGTM + CLTM.");
+            break;
+        case kOrderCLTMOnly:
+            alad::LogLine("case order 3: CLTM.");
+            break;
+        default:
+            alad::LogLine("case order 4: AGTM.");
+            break;
+    }
+}
+
+bool ALADConcatenateMode::RunStages(const cv::Mat& input, cv::Mat& output, bool log_order) {
+    if (log_order) LogOrder();
+    // The debug store keeps each stage's output, when it keeps images: an intermediate image is
+    // handed to it whole (the pipeline makes a new one, or gets the store's previous one back),
+    // and a copy of an output that is the caller's is written in the stage's own pass.
+    alad_debug_output_* store = alad_debug_output_::GetInstance();
+    const bool keep = alad_debug_output_::KeepImages();
+    bool done = true;
+    switch (mOrder) {
+        case kOrderCLTMThenAGTM: {
+            if (RunCLTMThenAGTMByRows(input, output, *store, keep, &done)) break;
+            done = RunCLTM(input, mIntermediate);
+            const cv::Mat cltm_result = mIntermediate;
+            if (keep) store->KeepADCLTMResultData(mIntermediate);
+            done = RunAGTMAndKeep(cltm_result, output, *store, keep) && done;
+            break;
+        }
+        case kOrderAGTMThenCLTM: {
+            done = RunAGTM(input, mIntermediate);
+            const cv::Mat agtm_result = mIntermediate;
+            if (keep) store->KeepADAGTMResultData(mIntermediate);
+            done = RunCLTMAndKeep(agtm_result, output, *store, keep) && done;
+            break;
+        }
+        case kOrderCLTMOnly:
+            done = RunCLTMAndKeep(input, output, *store, keep);
+            break;
+        default:
+            done = RunAGTMAndKeep(input, output, *store, keep);
+            break;
+    }
+    return done;
+}
+
+int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
+    LogFrameStart(src.cols, src.rows);
+    // The stages' working images live from frame to frame, so that a steady frame size does not
+    // allocate (and fault in) full frames every time.
     if (dst.rows != src.rows || dst.cols != src.cols) dst.create(src.rows, src.cols, CV_32SC3);
     alad::LogLine("LCH 02.");
 
-    if (mOrder < kOrderCLTMThenAGTM || mOrder > kOrderAGTMOnly) {
+    if (!RunsStages()) {
         src.copyTo(dst);
         return 0;
     }
@@ -99,42 +240,110 @@ int32_t ALADConcatenateMode::RunOneFrame(const cv::Mat& src, cv::Mat& dst) {
     // converted to its type.
     cv::Mat input = src;
     if (src.depth() != CV_32S) src.convertTo(input, CV_32S);
-    cv::Mat output = dst.type() == CV_32SC3 ? dst : cv::Mat();
+    cv::Mat output = dst.type() == CV_32SC3 ? dst : cv::Mat(src.rows, src.cols, CV_32SC3);
+    const bool done = RunStages(input, output, true);
+    if (output.data != dst.data) output.convertTo(dst, dst.type());
+    return done ? 0 : -1;
+}
 
-    // The debug store keeps a copy of each stage's output. An intermediate image is handed to it
-    // whole (the pipeline makes a new one, or gets the store's previous one back); an output
-    // that is the caller's is copied.
-    alad_debug_output_* store = alad_debug_output_::GetInstance();
-    bool done = true;
+namespace {
+
+// A frame that goes through unprocessed: each colour byte widened and narrowed again (which moves
+// the codes whose low four bits are 8 or more up by one: 200 -> 3212 -> 201).
+void PassArgbThrough(const alad::ArgbFrame& frame) {
+    uint8_t table[256];
+    for (int v = 0; v < 256; ++v) table[v] = alad::Narrow12To8(alad::Widen8To12(static_cast<uint8_t>(v)));
+    for (int y = 0; y < frame.rows; ++y) {
+        uint8_t* px = frame.Row(y);
+        for (int x = 0; x < frame.cols; ++x, px += alad::kArgbBytes) {
+            for (int c : {alad::kArgbRed, alad::kArgbGreen, alad::kArgbBlue}) px[c] = table[px[c]];
+        }
+    }
+}
+
+}  // namespace
+
+bool ALADConcatenateMode::RunArgbStages(const alad::ArgbFrame& frame, alad_debug_output_& store, bool keep,
+                                        bool* done) {
+    CLTMVideoContextAPI context;
+    context.ctx = mVideoContext.get();
+    int32_t result = 0;
+    CLTMFrameIO io;
+    io.argb = frame;
     switch (mOrder) {
         case kOrderCLTMThenAGTM: {
-            alad::LogLine("case order 1: CLTM + AGTM.");
-            done = RunCLTM(input, scratch, intermediate);
-            const cv::Mat cltm_result = intermediate;
-            store->KeepADCLTMResultData(intermediate);
-            done = RunAGTMAndKeep(cltm_result, output, *store) && done;
+            // CLTM from the buffer, AGTM on each CLTM row while it is in the cache, into the buffer.
+            if (!mRowAGTM.Prepare(mAGTMParam)) return false;
+            if (keep) mStageCopy.create(frame.rows, frame.cols, CV_32SC3);
+            AGTMRowTarget agtm;
+            agtm.pass = &mRowAGTM;
+            agtm.argb = frame;
+            agtm.copy = keep ? &mStageCopy : nullptr;
+            io.out = keep ? &mIntermediate : nullptr;
+            io.next = agtm.Consumer();
+            if (!CLTMVideoSweepFrame(io, mCLTMParam, context, *mBuffers, &result)) return false;
+            if (keep) {
+                store.KeepADCLTMResultData(mIntermediate);
+                store.KeepADAGTMResultData(mStageCopy);
+            }
             break;
         }
         case kOrderAGTMThenCLTM: {
-            alad::LogLine("case order 2: AGTM + CLTM.");
-            done = RunAGTM(input, intermediate);
-            const cv::Mat agtm_result = intermediate;
-            store->KeepADAGTMResultData(intermediate);
-            done = RunCLTM(agtm_result, scratch, output) && done;
-            store->SetADCLTMResultData(output);
+            // AGTM from the buffer into the intermediate image, CLTM from that into the buffer.
+            if (!mRowAGTM.Prepare(mAGTMParam)) return false;
+            mRowAGTM.Frame(frame, false, &mIntermediate, nullptr);
+            io.image = &mIntermediate;
+            io.narrow = true;
+            io.copy = keep ? &mCLTMCopy : nullptr;
+            if (!CLTMVideoSweepFrame(io, mCLTMParam, context, *mBuffers, &result)) return false;
+            if (keep) {
+                store.KeepADAGTMResultData(mIntermediate);
+                store.KeepADCLTMResultData(mCLTMCopy);
+            }
             break;
         }
         case kOrderCLTMOnly:
-            alad::LogLine("case order 3: CLTM.");
-            done = RunCLTM(input, scratch, output);
-            store->SetADCLTMResultData(output);
+            io.narrow = true;
+            io.copy = keep ? &mCLTMCopy : nullptr;
+            if (!CLTMVideoSweepFrame(io, mCLTMParam, context, *mBuffers, &result)) return false;
+            if (keep) store.KeepADCLTMResultData(mCLTMCopy);
             break;
         default:
-            alad::LogLine("case order 4: AGTM.");
-            done = RunAGTMAndKeep(input, output, *store);
+            if (!mRowAGTM.Prepare(mAGTMParam)) return false;
+            mRowAGTM.Frame(frame, true, nullptr, keep ? &mStageCopy : nullptr);
+            if (keep) store.KeepADAGTMResultData(mStageCopy);
             break;
     }
-    if (output.data != dst.data) output.convertTo(dst, dst.type());
+    *done = result == 0;
+    return true;
+}
+
+int32_t ALADConcatenateMode::RunOneFrameARGB(const alad::ArgbFrame& frame) {
+    LogFrameStart(frame.cols, frame.rows);
+    alad::LogLine("LCH 02.");
+    if (!RunsStages()) {
+        PassArgbThrough(frame);
+        return 0;
+    }
+    if (!Initialised()) {
+        alad::LogError("RunOneFrame: the pipeline is not initialised; frame passed through");
+        PassArgbThrough(frame);
+        return -1;
+    }
+    LogOrder();
+    bool done = true;
+    if (!RunArgbStages(frame, *alad_debug_output_::GetInstance(), alad_debug_output_::KeepImages(), &done)) {
+        // The general way, for what the stages' own conversions do not take (a frame the CLTM
+        // buffers or the video size refuse, which the stages report): the frame widened into a
+        // kept image, the stages as RunOneFrame runs them, the result narrowed back.
+        mWide.create(frame.rows, frame.cols, CV_32SC3);
+        for (int y = 0; y < frame.rows; ++y) alad::WidenArgbRow(frame.Row(y), frame.cols, mWide.ptr<int32_t>(y));
+        mWideResult.create(frame.rows, frame.cols, CV_32SC3);
+        done = RunStages(mWide, mWideResult, false);
+        for (int y = 0; y < frame.rows; ++y) {
+            alad::NarrowIntoArgbRow(mWideResult.ptr<int32_t>(y), frame.cols, frame.Row(y));
+        }
+    }
     return done ? 0 : -1;
 }
 

@@ -16,6 +16,7 @@
 #include "cltm/cltm_frame.h"
 #include "cltm/cltm_params.h"
 #include "cltm/cltm_user.h"
+#include "common/argb8888.h"
 
 namespace kelvo {
 
@@ -48,6 +49,11 @@ public:
     // is not initialised; the frame then goes on as far as it can (a refused stage passes it
     // through), as it always has.
     virtual int32_t RunOneFrame(const cv::Mat& src, cv::Mat& dst);
+    // The display driver's ARGB8888 frame in place: exactly RunOneFrame on the frame widened to 12
+    // bits (common/argb8888.h), with its result narrowed back over the colour bytes (alpha kept),
+    // the same lines printed and the same debug store contents; but the conversions are made in
+    // the stages' own passes, without a 12-bit frame in between where the stages allow it.
+    virtual int32_t RunOneFrameARGB(const alad::ArgbFrame& frame);
     // Re-allocates the CLTM buffers for the current geometry and restarts the video state: the
     // next frame is treated as a first frame.
     virtual int32_t ResetALADContext();
@@ -80,11 +86,27 @@ private:
     };
 
     bool Initialised() const;
+    // The progress lines every frame starts with.
+    void LogFrameStart(int cols, int rows) const;
+    // Whether the order runs the stages (1 to 4); every other one copies the frame.
+    bool RunsStages() const;
+    void LogOrder() const;
+    // The stages of the current order on a 3-channel CV_32SC3 frame, into a CV_32SC3 output, with
+    // the debug store's images; false when a stage refused the frame.
+    bool RunStages(const cv::Mat& input, cv::Mat& output, bool log_order);
     // Each stage: false when it refused the frame (and passed it through, or left its output).
-    bool RunCLTM(const cv::Mat& input, cv::Mat& scratch, cv::Mat& output);
+    bool RunCLTM(const cv::Mat& input, cv::Mat& output);
     bool RunAGTM(const cv::Mat& input, cv::Mat& output);
-    // The AGTM stage with the debug store's copy of its output.
-    bool RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store);
+    // The stages with the debug store's copy of their output (when it keeps images).
+    bool RunCLTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store, bool keep);
+    bool RunAGTMAndKeep(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store, bool keep);
+    // Order 1 with the AGTM stage taking the CLTM rows as they are made (no CLTM frame read back);
+    // false, nothing changed, when the CLTM sweep does not take the frame.
+    bool RunCLTMThenAGTMByRows(const cv::Mat& input, cv::Mat& output, alad_debug_output_& store, bool keep,
+                               bool* done);
+    // The ARGB frame through the stages' own conversions; false, nothing changed, when a stage
+    // does not take it that way.
+    bool RunArgbStages(const alad::ArgbFrame& frame, alad_debug_output_& store, bool keep, bool* done);
 
     std::unique_ptr<ad_cxt_t, VideoContextDeleter> mVideoContext;
     cltm_params_api_ mCLTMParam;                  // what the CLTM frame run receives
@@ -98,6 +120,10 @@ private:
     cv::Mat mScratch;       // the stages' working image, kept between frames
     cv::Mat mIntermediate;  // the first stage's output in orders 1 and 2, kept between frames
     cv::Mat mStageCopy;     // the AGTM output's copy for the debug store, written in the same pass
+    cv::Mat mCLTMCopy;      // the same for the CLTM output
+    AGTMRowPass mRowAGTM;  // the AGTM gains of a frame whose stages are joined row by row
+    cv::Mat mWide;          // an ARGB frame widened, where the stages cannot take it directly
+    cv::Mat mWideResult;    // its result before narrowing
 };
 
 }  // namespace kelvo

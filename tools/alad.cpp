@@ -4,6 +4,7 @@
 #include <cstring>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
@@ -22,7 +23,7 @@ const alad_tool::Command* FindCommand(const std::string& name) {
 
 void PrintToolHelp() {
     std::printf(
-        "usage: alad <command> [options]\n"
+        "usage: alad [-q | -v] <command> [options] [--] [arguments]\n"
         "\n"
         "Adapts pictures to the ambient light (AGTM, a global tone curve from a display model) and\n"
         "to their content (CLTM, block-based local tone mapping).\n"
@@ -31,7 +32,36 @@ void PrintToolHelp() {
     for (const alad_tool::Command& command : alad_tool::Commands()) {
         std::printf("  %-10s %s\n", command.name, command.summary);
     }
-    std::printf("\n'alad <command> --help' describes a command.\n");
+    std::printf(
+        "\n"
+        "'alad <command> --help' describes a command. Everywhere:\n"
+        "  -q, --quiet     say nothing but errors and the results asked for\n"
+        "  -v, --verbose   also show every line the engine prints\n"
+        "  --opt=value     the same as --opt value\n"
+        "  --              everything after it is an argument, even when it starts with -\n"
+        "  --version       the tool's version\n");
+}
+
+// Takes -q/--quiet and -v/--verbose out of the arguments (up to "--"), wherever they stand.
+std::vector<char*> TakeVerbosity(int argc, char** argv) {
+    std::vector<char*> rest;
+    bool options_end = false;
+    for (int i = 0; i < argc; ++i) {
+        const char* arg = argv[i];
+        if (!options_end) {
+            if (std::strcmp(arg, "--") == 0) {
+                options_end = true;
+            } else if (std::strcmp(arg, "-q") == 0 || std::strcmp(arg, "--quiet") == 0) {
+                alad_tool::SetVerbosity(alad_tool::Verbosity::kQuiet);
+                continue;
+            } else if (std::strcmp(arg, "-v") == 0 || std::strcmp(arg, "--verbose") == 0) {
+                alad_tool::SetVerbosity(alad_tool::Verbosity::kVerbose);
+                continue;
+            }
+        }
+        rest.push_back(argv[i]);
+    }
+    return rest;
 }
 
 }  // namespace
@@ -40,13 +70,18 @@ int main(int argc, char** argv) {
     // The tool reports failures itself, naming the file or option; OpenCV's own warnings would
     // only repeat them.
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
-    if (argc < 2) {
+    std::vector<char*> args = TakeVerbosity(argc - 1, argv + 1);
+    if (args.empty()) {
         PrintToolHelp();
         return 2;
     }
-    const std::string name = argv[1];
+    const std::string name = args[0];
     if (name == "--help" || name == "-h" || name == "help") {
         PrintToolHelp();
+        return 0;
+    }
+    if (name == "--version") {
+        std::printf("alad %s\n", ALAD_VERSION_STRING);
         return 0;
     }
     const alad_tool::Command* command = FindCommand(name);
@@ -54,14 +89,18 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "alad: unknown command '%s' (see 'alad --help')\n", name.c_str());
         return 2;
     }
-    for (int i = 2; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
+    for (size_t i = 1; i < args.size() && std::strcmp(args[i], "--") != 0; ++i) {
+        if (std::strcmp(args[i], "--help") == 0 || std::strcmp(args[i], "-h") == 0) {
             std::printf("%s", command->help);
+            return 0;
+        }
+        if (std::strcmp(args[i], "--version") == 0) {
+            std::printf("alad %s\n", ALAD_VERSION_STRING);
             return 0;
         }
     }
     try {
-        return command->run(argc - 2, argv + 2);
+        return command->run(static_cast<int>(args.size()) - 1, args.data() + 1);
     } catch (const alad_tool::UsageError& e) {
         std::fprintf(stderr, "alad %s: %s (see 'alad %s --help')\n", command->name, e.what(), command->name);
         return 2;

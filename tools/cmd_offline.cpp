@@ -11,6 +11,7 @@
 #include "alad/alad_offline.h"
 #include "alad/alad_verify.h"
 #include "tools/commands.h"
+#include "tools/plot.h"
 #include "tools/tool_common.h"
 
 namespace alad_tool {
@@ -128,36 +129,27 @@ cv::Mat To8Bit(const cv::Mat& picture) {
 
 // A picture under a label band, scaled to the tile width.
 cv::Mat Tile(const cv::Mat& picture, const std::string& label, int tile_width) {
-    const int band = 34;
     cv::Mat scaled;
     const int height = std::max(1, picture.rows * tile_width / std::max(1, picture.cols));
     cv::resize(To8Bit(picture), scaled, cv::Size(tile_width, height), 0, 0,
                tile_width < picture.cols ? cv::INTER_AREA : cv::INTER_NEAREST);
-    cv::Mat tile(band + height, tile_width, CV_8UC3, cv::Scalar(40, 40, 40));
-    scaled.copyTo(tile(cv::Rect(0, band, tile_width, height)));
-    double scale = 0.7;
-    int baseline = 0;
-    while (scale > 0.3 &&
-           cv::getTextSize(label, cv::FONT_HERSHEY_SIMPLEX, scale, 1, &baseline).width > tile_width - 12) {
-        scale -= 0.05;
-    }
-    cv::putText(tile, label, cv::Point(6, band - 11), cv::FONT_HERSHEY_SIMPLEX, scale, cv::Scalar(255, 255, 255), 1,
-                cv::LINE_AA);
+    cv::Mat tile;
+    cv::vconcat(LabelBand({label}, {tile_width}, 0), scaled, tile);
     return tile;
 }
 
 // The input and the results in a grid of four columns, under a title naming the viewing condition.
 cv::Mat ContactSheet(const std::vector<cv::Mat>& tiles, const std::string& title) {
-    const int columns = 4, gap = 6, title_band = 40;
+    const int columns = 4, gap = 6;
     const int rows = (static_cast<int>(tiles.size()) + columns - 1) / columns;
     const int tile_w = tiles[0].cols, tile_h = tiles[0].rows;
-    cv::Mat sheet(title_band + rows * (tile_h + gap) + gap, columns * (tile_w + gap) + gap, CV_8UC3,
-                  cv::Scalar(20, 20, 20));
-    cv::putText(sheet, title, cv::Point(gap, title_band - 14), cv::FONT_HERSHEY_SIMPLEX, 0.7, cv::Scalar(255, 255, 255),
-                1, cv::LINE_AA);
+    const int width = columns * (tile_w + gap) + gap;
+    const cv::Mat band = LabelBand({title}, {width}, 0);
+    cv::Mat sheet(band.rows + rows * (tile_h + gap) + gap, width, CV_8UC3, cv::Scalar(20, 20, 20));
+    band.copyTo(sheet(cv::Rect(0, 0, width, band.rows)));
     for (size_t i = 0; i < tiles.size(); ++i) {
         const int x = gap + static_cast<int>(i % columns) * (tile_w + gap);
-        const int y = title_band + static_cast<int>(i / columns) * (tile_h + gap);
+        const int y = band.rows + gap + static_cast<int>(i / columns) * (tile_h + gap);
         tiles[i].copyTo(sheet(cv::Rect(x, y, tile_w, tile_h)));
     }
     return sheet;
@@ -183,9 +175,9 @@ int RunAll(const Options& options, const std::string& input_path, const std::str
     }
     const std::string sheet_path = (std::filesystem::path(out_dir) / "contact_sheet.png").string();
     const std::string title = std::filesystem::path(input_path).filename().string() + ", " + Lux(s.view.blackLevelSrc) +
-                              " -> " + Lux(s.view.blackLevelDst) + " lux";
+                              " \u2192 " + Lux(s.view.blackLevelDst) + " lux";
     WritePicture(sheet_path, ContactSheet(tiles, title));
-    std::printf("alad offline: %s (%dx%d) -> %s: %zu variants and contact_sheet.png, %g -> %g lux\n",
+    Inform("alad offline: %s (%dx%d) -> %s: %zu variants and contact_sheet.png, %g -> %g lux\n",
                 input_path.c_str(), s.input12.cols, s.input12.rows, out_dir.c_str(), Variants().size(),
                 s.view.blackLevelSrc, s.view.blackLevelDst);
     return 0;
@@ -211,7 +203,7 @@ int RunOffline(int argc, char** argv) {
 
     Setup s = Prepare(options, input_path);
     WritePicture(output_path, RunVariant(*chosen, s));
-    std::printf("alad offline: %s (%dx%d) -> %s, variant %s, %g -> %g lux\n", input_path.c_str(), s.input12.cols,
+    Inform("alad offline: %s (%dx%d) -> %s, variant %s, %g -> %g lux\n", input_path.c_str(), s.input12.cols,
                 s.input12.rows, output_path.c_str(), chosen->name, s.view.blackLevelSrc, s.view.blackLevelDst);
     return 0;
 }

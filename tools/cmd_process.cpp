@@ -1,168 +1,71 @@
-// alad process: a picture or a video through the whole engine.
+// alad process: a picture, a picture sequence or a video through the whole engine.
+#include <unistd.h>
+
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
-#include <opencv2/videoio.hpp>
 
-#include "alad/alad_engine.h"
 #include "alad/alad_driver.h"
+#include "common/debug_store.h"
+#include "tools/block_plots.h"
 #include "tools/commands.h"
+#include "tools/engine_run.h"
+#include "tools/frames.h"
+#include "tools/json.h"
+#include "tools/plot.h"
 #include "tools/tool_common.h"
+#include "tools/viewing.h"
 
 namespace alad_tool {
 
 const char kProcessHelp[] =
     "usage: alad process [options] INPUT OUTPUT\n"
     "\n"
-    "Runs a picture or a video through the engine: the local stage (CLTM) and the global ambient\n"
-    "stage (AGTM) in the chosen order. Pictures may be 8- or 16-bit (PNG, JPEG, TIFF, ...) and keep\n"
-    "their depth; videos are anything OpenCV can read, written frame by frame through the video\n"
-    "engine (.avi as MJPEG, .mp4 as MPEG-4), with a progress bar on standard error.\n"
+    "Runs a picture, a numbered picture sequence or a video through the engine: the local stage\n"
+    "(CLTM) and the global ambient stage (AGTM) in the chosen order, and ends with the engine's time\n"
+    "per frame (file reading and writing not counted).\n"
+    "\n"
+    "INPUT: a picture (8- or 16-bit PNG, TIFF, JPEG, ...), a numbered sequence (f%03d.png, from\n"
+    "number 0..4 on), raw 10-bit YUV 4:2:0 with --yuv WxH (16-bit little-endian samples, the\n"
+    "yuv420p10le layout), Y4M (8- or 10-bit 4:2:0, read at its depth), or a video OpenCV reads.\n"
+    "OUTPUT: a picture (for a picture input only), a numbered sequence (lossless; 16-bit PNG from a\n"
+    "10- or 16-bit input), .yuv (raw 10-bit 4:2:0), .y4m (10-bit 4:2:0), .mkv (FFV1, lossless,\n"
+    "8-bit), .avi (MJPEG) or .mp4 (MPEG-4). 10-bit YUV is widened to the engine's 12 bits and\n"
+    "written back at 10 bits, so .yuv and .y4m keep the 10 bits through the engine.\n"
     "\n"
     "A still picture is run twice and the second result kept: the local stage passes the first frame\n"
     "of a sequence through unchanged and maps every later frame with the curves of the frame before,\n"
     "so the second pass shows the picture mapped with its own curves.\n"
-    "\n"
-    "  --order N           1 CLTM then AGTM (default), 2 AGTM then CLTM, 3 CLTM only, 4 AGTM only\n"
-    "  --src LUX           ambient light the input was made for (default 300)\n"
-    "  --dst LUX           ambient light it will be seen under (default 300)\n"
-    "  --level N           instead of --src/--dst: the driver's ambient level 0..39 (300 lux ->\n"
-    "                      the level's lux; 'alad levels' lists them)\n"
-    "  --block N           CLTM block size in pixels, rounded up to 64, 128 or 256 (default 256)\n"
-    "  --strength N        CLTM strength 0..16 (default 8)\n"
-    "  --curve-id N        CLTM histogram clip curve 0..2 (default 1)\n"
-    "  --filter            switch the CLTM detail filter on\n"
-    "  --gamma G --white W --black B --reflectance R --backlight L\n"
-    "                      the display (defaults 2.2, 500 cd/m2, 0.2 cd/m2, 0.01, 1.0)\n"
-    "  --side-by-side FILE for a picture, also write input | output in one picture\n"
+    "\n" ALAD_ENGINE_OPTIONS_HELP
+    "  --yuv WxH           INPUT is raw 10-bit YUV 4:2:0 frames of this size (even width, height)\n"
+    "  --side-by-side FILE for a picture, also write input | output in one picture, labelled\n"
+    "  --plot-curves FILE  draw the local stage's block curves of the last frame over it (.png, .svg)\n"
+    "  --plot-hist FILE    draw the local stage's block histograms of the last frame over it\n"
     "  --argb              run a picture the way a display driver does: as an ARGB8888 buffer\n"
     "                      processed in place (8-bit; no --filter, which the driver record lacks)\n"
-    "  --verbose           show the engine's own log lines\n";
+    "  --json              print the summary as JSON (sizes, frames, engine time)\n"
+    "  -q, -v              say less (no progress, no summary), or also show the engine's lines\n";
 
 namespace {
 
-struct EngineSettings {
-    kelvo::ad_user_t_ user;
-    kelvo::alad_display_model_ display;
-    kelvo::alad_view_condition_ view;
-    bool verbose = false;
+struct Run {
+    std::string input, output;
+    std::string input_kind, output_kind;
+    cv::Size size;
+    long frames = 0;
+    int bits = 8;
+    bool argb = false;
+    EngineClock clock;
+    std::vector<std::string> warnings;
 };
-
-EngineSettings SettingsFromOptions(const Options& options) {
-    EngineSettings s;
-    s.user.tm_mode = static_cast<uint32_t>(options.Integer("order", 1, 1, 4));
-    const long block = options.Integer("block", 256, 1, 4096);
-    s.user.blk_width = s.user.blk_height = static_cast<uint32_t>(block);
-    s.user.strength = static_cast<int32_t>(options.Integer("strength", 8, 0, 16));
-    s.user.curve_id = static_cast<int32_t>(options.Integer("curve-id", 1, 0, 2));
-    s.user.filter_flag = options.Has("filter") ? 1 : 0;
-    s.view = ViewFromOptions(options);
-    s.display = DisplayFromOptions(options);
-    s.verbose = options.Has("verbose");
-    return s;
-}
-
-void StartEngine(EngineSettings& s, int width, int height) {
-    s.user.width = static_cast<uint32_t>(width);
-    s.user.height = static_cast<uint32_t>(height);
-    EngineLines quiet(VerboseOr(s.verbose));
-    if (kelvo::InitEngineALAD(s.user, s.display, s.view) != 0) throw RunError("the engine could not be started");
-}
-
-cv::Mat RunFrame(const EngineSettings& s, const cv::Mat& frame12) {
-    cv::Mat out;
-    EngineLines quiet(VerboseOr(s.verbose));
-    if (kelvo::RunOneFrameALAD(frame12, out) != 0) throw RunError("the engine refused a frame");
-    return out;
-}
-
-const char* OrderName(uint32_t order) {
-    static const char* names[] = {"", "CLTM + AGTM", "AGTM + CLTM", "CLTM", "AGTM"};
-    return names[order];
-}
-
-int ProcessPicture(EngineSettings& s, const Options& options, const std::string& input_path,
-                   const std::string& output_path) {
-    int depth = 0;
-    const cv::Mat input = ReadPicture12(input_path, &depth);
-    StartEngine(s, input.cols, input.rows);
-    RunFrame(s, input);  // primes the local stage with the picture's own curves
-    const cv::Mat output = RunFrame(s, input);
-    const cv::Mat picture = NarrowPicture12(output, depth);
-    WritePicture(output_path, picture);
-    std::printf("alad process: %s (%dx%d) -> %s, order %u (%s), %g -> %g lux\n", input_path.c_str(), input.cols,
-                input.rows, output_path.c_str(), s.user.tm_mode, OrderName(s.user.tm_mode), s.view.blackLevelSrc,
-                s.view.blackLevelDst);
-    if (options.Has("side-by-side")) {
-        const std::string path = options.String("side-by-side", "");
-        WritePicture(path, SideBySide(NarrowPicture12(input, depth), picture));
-        std::printf("alad process: input | output written to %s\n", path.c_str());
-    }
-    return 0;
-}
-
-// The driver's own path: the picture as an ARGB8888 buffer, the engine started and configured
-// through the driver's entry points, the buffer processed in place (twice, to prime the local
-// stage).
-int ProcessPictureAsDriver(EngineSettings& s, const Options& options, const std::string& input_path,
-                           const std::string& output_path) {
-    if (s.user.filter_flag) throw UsageError("--filter cannot be set through the driver's record (--argb)");
-    int depth = 0;
-    cv::Mat bgr = NarrowPicture12(ReadPicture12(input_path, &depth), CV_8U);
-    cv::Mat argb;
-    imageBGR2ARGB_8888(bgr, argb);
-    std::vector<unsigned char> buffer(argb.data, argb.data + argb.total() * 4);
-    _image image{bgr.cols, bgr.rows, 4, buffer.data()};
-    {
-        EngineLines quiet(VerboseOr(s.verbose));
-        ad_user_t_driver_ user;
-        alad_display_model_driver_ display;
-        const alad_view_condition_driver_ view = {s.view.blackLevelSrc, s.view.blackLevelDst};
-        InitEngineALADforDriver(&user, &display, &view);
-        user.blk_width = user.blk_height = static_cast<int32_t>(s.user.blk_width);
-        user.curve_id = s.user.curve_id;
-        user.strength = s.user.strength;
-        user.tm_mode = static_cast<int32_t>(s.user.tm_mode);
-        user.width = bgr.cols;
-        user.height = bgr.rows;
-        UpdateCLTMParameterForDriver(&user);
-        display = alad_display_model_driver_{s.display.gamma, s.display.white, s.display.black, s.display.backlight,
-                                             s.display.reflectance};
-        UpdateDisplayPanelParameterForDriver(&display);
-        std::vector<unsigned char> first_pass = buffer;
-        _image primer{bgr.cols, bgr.rows, 4, first_pass.data()};
-        RunOneFrameBufferALADforDriver(primer);
-        RunOneFrameBufferALADforDriver(image);
-    }
-    cv::Mat processed(bgr.rows, bgr.cols, CV_8UC4, buffer.data()), rgb, alpha, out;
-    imageMatARGB2RGB(processed, rgb, alpha);
-    cv::cvtColor(rgb, out, cv::COLOR_RGB2BGR);
-    WritePicture(output_path, out);
-    std::printf("alad process: %s (%dx%d) -> %s as an ARGB8888 driver buffer, order %u (%s), %g -> %g lux\n",
-                input_path.c_str(), bgr.cols, bgr.rows, output_path.c_str(), s.user.tm_mode, OrderName(s.user.tm_mode),
-                s.view.blackLevelSrc, s.view.blackLevelDst);
-    if (options.Has("side-by-side")) {
-        const std::string path = options.String("side-by-side", "");
-        WritePicture(path, SideBySide(bgr, out));
-        std::printf("alad process: input | output written to %s\n", path.c_str());
-    }
-    return 0;
-}
-
-int FourccFor(const std::string& path) {
-    const size_t dot = path.rfind('.');
-    const std::string ext = dot == std::string::npos ? "" : path.substr(dot + 1);
-    if (ext == "mp4" || ext == "m4v" || ext == "mov") return cv::VideoWriter::fourcc('m', 'p', '4', 'v');
-    return cv::VideoWriter::fourcc('M', 'J', 'P', 'G');
-}
 
 void ShowProgress(long done, long total) {
     const int width = 40;
     if (total > 0) {
-        const int filled = static_cast<int>(width * done / total);
+        const int filled = static_cast<int>(width * std::min(done, total) / total);
         std::fprintf(stderr, "\r[%s%s] %ld/%ld frames", std::string(filled, '#').c_str(),
                      std::string(width - filled, ' ').c_str(), done, total);
     } else {
@@ -171,63 +74,158 @@ void ShowProgress(long done, long total) {
     std::fflush(stderr);
 }
 
-int ProcessVideo(EngineSettings& s, const Options& options, const std::string& input_path,
-                 const std::string& output_path) {
-    if (options.Has("side-by-side")) throw UsageError("--side-by-side is for pictures");
-    cv::VideoCapture capture(input_path);
-    if (!capture.isOpened()) throw RunError("cannot read '" + input_path + "' as a picture or a video");
-    const int width = static_cast<int>(capture.get(cv::CAP_PROP_FRAME_WIDTH));
-    const int height = static_cast<int>(capture.get(cv::CAP_PROP_FRAME_HEIGHT));
-    double fps = capture.get(cv::CAP_PROP_FPS);
-    if (!(fps > 0.0)) fps = 25.0;
-    const long total = static_cast<long>(capture.get(cv::CAP_PROP_FRAME_COUNT));
-    cv::VideoWriter writer(output_path, FourccFor(output_path), fps, cv::Size(width, height));
-    if (!writer.isOpened()) throw RunError("cannot write video '" + output_path + "'");
-
-    StartEngine(s, width, height);
-    long frames = 0;
-    cv::Mat frame8, frame12, out8;
-    while (capture.read(frame8)) {
-        if (frame8.type() != CV_8UC3 || frame8.cols != width || frame8.rows != height) {
-            throw RunError("frame " + std::to_string(frames) + " of '" + input_path + "' is not " +
-                           std::to_string(width) + "x" + std::to_string(height) + " 8-bit colour");
-        }
-        transform8To12(frame8, frame12);
-        RunFrame(s, frame12).convertTo(out8, CV_8UC3, 0.0625);
-        writer.write(out8);
-        ShowProgress(++frames, total);
+void Summarise(const Run& run, const EngineSettings& s, bool json) {
+    const double ms = 1000.0 * (run.clock.Frames() ? run.clock.TotalSeconds() / run.clock.Frames() : 0.0);
+    const double fps = ms > 0.0 ? 1000.0 / ms : 0.0;
+    if (json) {
+        JsonWriter out;
+        out.BeginObject()
+            .Member("input", run.input)
+            .Member("input_kind", run.input_kind)
+            .Member("output", run.output)
+            .Member("output_kind", run.output_kind)
+            .Member("width", run.size.width)
+            .Member("height", run.size.height)
+            .Member("input_bits", run.bits)
+            .Member("frames", static_cast<long long>(run.frames))
+            .Member("order", static_cast<int>(s.user.tm_mode))
+            .Member("src_lux", static_cast<double>(s.view.blackLevelSrc))
+            .Member("dst_lux", static_cast<double>(s.view.blackLevelDst))
+            .Member("path", run.argb ? "argb" : "engine")
+            .Member("engine_frames", static_cast<long long>(run.clock.Frames()))
+            .Member("engine_ms_per_frame", ms)
+            .Member("engine_fps", fps)
+            .Member("warnings", run.warnings)
+            .EndObject();
+        std::printf("%s", out.Text().c_str());
+        return;
     }
-    std::fprintf(stderr, "\n");
-    if (frames == 0) throw RunError("'" + input_path + "' has no frames");
-    std::printf("alad process: %s (%dx%d, %ld frames) -> %s, order %u (%s), %g -> %g lux\n", input_path.c_str(),
-                width, height, frames, output_path.c_str(), s.user.tm_mode, OrderName(s.user.tm_mode),
-                s.view.blackLevelSrc, s.view.blackLevelDst);
-    return 0;
+    const std::string frames = run.frames == 1 ? "" : ", " + std::to_string(run.frames) + " frames";
+    Inform("alad process: %s (%dx%d%s) -> %s%s, order %u (%s), %g -> %g lux\n", run.input.c_str(), run.size.width,
+           run.size.height, frames.c_str(), run.output.c_str(), run.argb ? " as an ARGB8888 driver buffer" : "",
+           s.user.tm_mode, OrderName(s.user.tm_mode), s.view.blackLevelSrc, s.view.blackLevelDst);
+    Inform("alad process: engine %.2f ms per frame, %.1f frames per second (%zu engine runs; reading and writing "
+           "files not counted)\n",
+           ms, fps, run.clock.Frames());
+}
+
+// The extra pictures a run may write: input | output, and the block plots.
+void WriteExtras(const Options& options, const EngineSettings& s, const Run& run, const cv::Mat& input8,
+                 const cv::Mat& input_pixels, const cv::Mat& output_pixels) {
+    if (options.Has("side-by-side")) {
+        const std::string path = options.String("side-by-side", "");
+        const std::string right = std::string("output: order ") + std::to_string(s.user.tm_mode) + " (" +
+                                  OrderName(s.user.tm_mode) + "), " + LuxText(s.view.blackLevelSrc) + " \u2192 " +
+                                  LuxText(s.view.blackLevelDst) + " lux";
+        WritePicture(path, LabelledSideBySide(input_pixels, output_pixels, "input", right));
+        Inform("alad process: input | output written to %s\n", path.c_str());
+    }
+    if (!options.Has("plot-curves") && !options.Has("plot-hist")) return;
+    BlockPlotInfo info;
+    info.source = run.input;
+    info.settings = &s;
+    // What the local stage saw: the input, or in order 2 the global stage's result.
+    const cv::Mat& agtm = kelvo::alad_debug_output_::GetInstance()->GetAGTMResultData();
+    info.picture = s.user.tm_mode == 2 && agtm.size() == input8.size() ? NarrowPicture12(agtm, CV_8U) : input8;
+    if (options.Has("plot-curves")) {
+        PlotBlockCurves(options.String("plot-curves", ""), info);
+        Inform("alad process: block curves drawn in %s\n", options.String("plot-curves", "").c_str());
+    }
+    if (options.Has("plot-hist")) {
+        PlotBlockHistograms(options.String("plot-hist", ""), info);
+        Inform("alad process: block histograms drawn in %s\n", options.String("plot-hist", "").c_str());
+    }
+}
+
+// The driver's own path: the picture as an ARGB8888 buffer, processed in place (twice, to prime
+// the local stage).
+void ProcessPictureAsDriver(EngineSettings& s, const Options& options, Run& run) {
+    int depth = 0;
+    cv::Mat bgr = NarrowPicture12(ReadPicture12(run.input, &depth), CV_8U);
+    run.size = bgr.size();
+    run.frames = 1;
+    run.input_kind = "picture";
+    run.output_kind = "picture";
+    cv::Mat argb;
+    imageBGR2ARGB_8888(bgr, argb);
+    std::vector<unsigned char> buffer(argb.data, argb.data + argb.total() * 4);
+    StartDriverEngine(s, bgr.cols, bgr.rows);
+    std::vector<unsigned char> first_pass = buffer;
+    RunDriverFrame(s, first_pass.data(), bgr.cols, bgr.rows, &run.clock);
+    RunDriverFrame(s, buffer.data(), bgr.cols, bgr.rows, &run.clock);
+    cv::Mat processed(bgr.rows, bgr.cols, CV_8UC4, buffer.data()), rgb, alpha, out;
+    imageMatARGB2RGB(processed, rgb, alpha);
+    cv::cvtColor(rgb, out, cv::COLOR_RGB2BGR);
+    WritePicture(run.output, out);
+    WriteExtras(options, s, run, bgr, bgr, out);
+}
+
+void ProcessFrames(EngineSettings& s, const Options& options, Run& run) {
+    std::unique_ptr<FrameReader> reader = OpenFrames(run.input, options.String("yuv", ""));
+    const FrameFormat& format = reader->Format();
+    std::unique_ptr<FrameWriter> writer = CreateFrames(run.output, format);
+    if (!format.still && writer->Still()) {
+        throw UsageError("'" + run.input + "' is a " + format.kind + " and '" + run.output +
+                         "' a single picture; write a numbered sequence (out%04d.png), .yuv, .y4m or a video");
+    }
+    if (!format.still && options.Has("side-by-side")) throw UsageError("--side-by-side is for pictures");
+    run.size = format.size;
+    run.bits = format.bits;
+    run.input_kind = format.kind;
+    run.output_kind = writer->Kind();
+    StartEngine(s, format.size.width, format.size.height);
+    const bool progress = !format.still && CurrentVerbosity() != Verbosity::kQuiet && ::isatty(2);
+    cv::Mat frame12, output12;
+    while (reader->Read(frame12)) {
+        if (format.still) RunFrame(s, frame12, &run.clock);  // primes the local stage with the picture's own curves
+        output12 = RunFrame(s, frame12, &run.clock);
+        writer->Write(output12);
+        ++run.frames;
+        if (progress) ShowProgress(run.frames, format.expected);
+    }
+    if (progress) std::fprintf(stderr, "\n");
+    writer->Finish();
+    if (run.frames == 0) throw RunError("'" + run.input + "' has no frames");
+    const std::string shortfall = reader->Shortfall(run.frames);
+    if (!shortfall.empty()) {
+        run.warnings.push_back(shortfall);
+        Warn(shortfall);
+    }
+    if (options.Has("side-by-side") || options.Has("plot-curves") || options.Has("plot-hist")) {
+        const bool sixteen = format.bits > 8;
+        const cv::Mat input8 = NarrowPicture12(frame12, CV_8U);
+        WriteExtras(options, s, run, input8, NarrowPicture12(frame12, sixteen ? CV_16U : CV_8U),
+                    NarrowPicture12(output12, sixteen ? CV_16U : CV_8U));
+    }
 }
 
 }  // namespace
 
 int RunProcess(int argc, char** argv) {
-    std::vector<std::string> valued = {"order", "src", "dst", "level", "block", "strength", "curve-id", "side-by-side"};
-    valued.insert(valued.end(), DisplayOptionNames().begin(), DisplayOptionNames().end());
-    const Options options(argc, argv, valued, {"filter", "verbose", "argb"});
+    std::vector<std::string> valued = EngineOptionNames();
+    valued.insert(valued.end(), {"side-by-side", "yuv", "plot-curves", "plot-hist"});
+    const Options options(argc, argv, valued, {"filter", "verbose", "argb", "json"});
     if (options.Positional().size() != 2) throw UsageError("needs INPUT and OUTPUT");
-    const std::string input_path = options.Positional()[0], output_path = options.Positional()[1];
+    Run run;
+    run.input = options.Positional()[0];
+    run.output = options.Positional()[1];
     EngineSettings settings = SettingsFromOptions(options);
-    if (std::FILE* probe = std::fopen(input_path.c_str(), "rb")) {
-        std::fclose(probe);
-    } else {
-        throw RunError("cannot read '" + input_path + "': no such file or no permission");
+    for (const char* plot : {"plot-curves", "plot-hist"}) {
+        if (!options.Has(plot)) continue;
+        CheckPlotPath(options.String(plot, ""));
+        if (settings.user.tm_mode == 4) throw UsageError(std::string("--") + plot + " needs the local stage (order 1, 2 or 3)");
     }
-    // A picture by its content, or by its name (a damaged picture is reported as one, not tried as
-    // a video).
-    const bool picture = cv::haveImageReader(input_path) || cv::haveImageWriter(input_path);
     if (options.Has("argb")) {
-        if (!picture) throw UsageError("--argb is for pictures");
-        return ProcessPictureAsDriver(settings, options, input_path, output_path);
+        if (options.Has("yuv") || IsNumberedPattern(run.input)) throw UsageError("--argb is for pictures");
+        run.argb = true;
+        std::unique_ptr<FrameReader> probe = OpenFrames(run.input, "");
+        if (!probe->Format().still) throw UsageError("--argb is for pictures");
+        ProcessPictureAsDriver(settings, options, run);
+    } else {
+        ProcessFrames(settings, options, run);
     }
-    if (picture) return ProcessPicture(settings, options, input_path, output_path);
-    return ProcessVideo(settings, options, input_path, output_path);
+    Summarise(run, settings, options.Has("json"));
+    return 0;
 }
 
 }  // namespace alad_tool

@@ -24,6 +24,8 @@ int RunVerify(int argc, char** argv);
 int RunDiff(int argc, char** argv);
 int RunRegs(int argc, char** argv);
 int RunOffline(int argc, char** argv);
+int RunSimulate(int argc, char** argv);
+int RunBench(int argc, char** argv);
 
 extern const char kLutHelp[];
 extern const char kProcessHelp[];
@@ -34,6 +36,8 @@ extern const char kVerifyHelp[];
 extern const char kDiffHelp[];
 extern const char kRegsHelp[];
 extern const char kOfflineHelp[];
+extern const char kSimulateHelp[];
+extern const char kBenchHelp[];
 
 }  // namespace alad_tool
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 
@@ -10,6 +11,7 @@
 
 #include "alad/alad_driver.h"
 #include "alad/alad_engine.h"
+#include "tools/plot.h"
 
 namespace alad_tool {
 
@@ -23,20 +25,31 @@ bool Contains(const std::vector<std::string>& names, const std::string& name) {
 
 Options::Options(int argc, char** argv, const std::vector<std::string>& valued,
                  const std::vector<std::string>& flags) {
+    bool options_end = false;
     for (int i = 0; i < argc; ++i) {
         const std::string arg = argv[i];
-        if (arg.size() > 2 && arg.compare(0, 2, "--") == 0) {
-            const std::string name = arg.substr(2);
-            if (Contains(flags, name)) {
-                flags_[name] = true;
-            } else if (Contains(valued, name)) {
+        if (options_end || arg.size() <= 2 || arg.compare(0, 2, "--") != 0) {
+            if (!options_end && arg == "--") {
+                options_end = true;
+            } else {
+                positional_.push_back(arg);
+            }
+            continue;
+        }
+        const size_t equals = arg.find('=');
+        const std::string name = arg.substr(2, equals == std::string::npos ? std::string::npos : equals - 2);
+        if (Contains(flags, name)) {
+            if (equals != std::string::npos) throw UsageError("option --" + name + " takes no value");
+            flags_[name] = true;
+        } else if (Contains(valued, name)) {
+            if (equals != std::string::npos) {
+                values_[name] = arg.substr(equals + 1);
+            } else {
                 if (i + 1 >= argc) throw UsageError("option --" + name + " needs a value");
                 values_[name] = argv[++i];
-            } else {
-                throw UsageError("unknown option " + arg);
             }
         } else {
-            positional_.push_back(arg);
+            throw UsageError("unknown option --" + name);
         }
     }
 }
@@ -85,6 +98,9 @@ const std::vector<std::string>& DisplayOptionNames() {
 
 kelvo::alad_display_model_ DisplayFromOptions(const Options& options) {
     kelvo::alad_display_model_ display;
+    if (options.Has("backlight")) {
+        Warn("--backlight is stored by the panel model, but no result depends on it");
+    }
     display.gamma = options.Number("gamma", display.gamma);
     display.white = options.Number("white", display.white);
     display.black = options.Number("black", display.black);
@@ -178,12 +194,49 @@ cv::Mat SideBySide(const cv::Mat& left, const cv::Mat& right) {
     return canvas;
 }
 
+cv::Mat LabelledSideBySide(const cv::Mat& left, const cv::Mat& right, const std::string& left_label,
+                           const std::string& right_label) {
+    const cv::Mat pictures = SideBySide(left, right);
+    cv::Mat band = LabelBand({left_label, right_label}, {left.cols, right.cols}, 8);
+    if (pictures.depth() == CV_16U) band.convertTo(band, CV_16U, 257.0);
+    cv::Mat both;
+    cv::vconcat(band, pictures, both);
+    return both;
+}
+
+namespace {
+
+Verbosity gVerbosity = Verbosity::kNormal;
+
+}  // namespace
+
+void SetVerbosity(Verbosity verbosity) { gVerbosity = verbosity; }
+
+Verbosity CurrentVerbosity() { return gVerbosity; }
+
+void Inform(const char* format, ...) {
+    if (gVerbosity == Verbosity::kQuiet) return;
+    std::va_list args;
+    va_start(args, format);
+    std::vprintf(format, args);
+    va_end(args);
+    std::fflush(stdout);
+}
+
+void Warn(const std::string& text) {
+    if (gVerbosity == Verbosity::kQuiet) return;
+    std::fflush(stdout);
+    std::fprintf(stderr, "alad: warning: %s\n", text.c_str());
+    std::fflush(stderr);
+}
+
 namespace {
 
 EngineLineFilter gFilter = EngineLineFilter::kAll;
 
 void FilterLine(void*, int level, const char* line) {
-    if (gFilter == EngineLineFilter::kProblems && level > 0) {
+    const int shown_from = gVerbosity == Verbosity::kQuiet ? 2 : 1;  // the sink's levels: 1 warning, 2 error
+    if (gFilter == EngineLineFilter::kProblems && level >= shown_from) {
         std::fputs(line, stderr);
         std::fputc('\n', stderr);
         std::fflush(stderr);

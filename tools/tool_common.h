@@ -22,11 +22,12 @@ struct RunError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Command-line options: "--name value" pairs, "--flag" switches and positional arguments.
+// Command-line options: "--name value" or "--name=value" pairs, "--flag" switches and positional
+// arguments; after "--" every argument is positional.
 class Options {
 public:
     // `valued` lists the options that take a value, `flags` the switches; anything else starting
-    // with "--" is an error.
+    // with "--" is an error, and so is a value given to a switch.
     Options(int argc, char** argv, const std::vector<std::string>& valued, const std::vector<std::string>& flags);
 
     bool Has(const std::string& name) const { return values_.count(name) != 0 || flags_.count(name) != 0; }
@@ -43,8 +44,15 @@ private:
 };
 
 // The display record from --gamma, --white, --black, --backlight, --reflectance (defaults
-// otherwise), and the option names that carry it.
+// otherwise), and the option names that carry it. The panel model stores the backlight level but
+// no result depends on it, so a --backlight given earns a warning saying so.
 kelvo::alad_display_model_ DisplayFromOptions(const Options& options);
+// The display options' lines for a command's --help.
+#define ALAD_DISPLAY_OPTIONS_HELP                                                                  \
+    "  --gamma G --white W --black B --reflectance R\n"                                           \
+    "                      the display: gamma, white and black luminance (cd/m2), screen\n"       \
+    "                      reflectance (defaults 2.2, 500, 0.2, 0.01)\n"                          \
+    "  --backlight L       stored by the panel model, but no result depends on it (default 1.0)\n"
 const std::vector<std::string>& DisplayOptionNames();
 
 // The viewing condition from --src and --dst (lux, default 300 each), or from --level N (0..39):
@@ -60,10 +68,24 @@ cv::Mat NarrowPicture12(const cv::Mat& image12, int depth);
 void WritePicture(const std::string& path, const cv::Mat& picture);
 // Input and output side by side, with a small gap.
 cv::Mat SideBySide(const cv::Mat& left, const cv::Mat& right);
+// The same under a band naming each (the pictures' own pixels untouched; 8- or 16-bit).
+cv::Mat LabelledSideBySide(const cv::Mat& left, const cv::Mat& right, const std::string& left_label,
+                           const std::string& right_label);
+
+// How much the tool says: -q (errors and the results asked for only), normal, -v (also every line
+// of the engine). Set once by main() from -q/--quiet and -v/--verbose anywhere before "--".
+enum class Verbosity { kQuiet, kNormal, kVerbose };
+void SetVerbosity(Verbosity verbosity);
+Verbosity CurrentVerbosity();
+// A line about what was done ("... written to FILE"), on standard output; nothing under -q.
+void Inform(const char* format, ...) __attribute__((format(printf, 1, 2)));
+// A warning on standard error ("alad: warning: ..."); nothing under -q.
+void Warn(const std::string& text);
 
 // Which of the library's console lines the tool shows while an EngineLines object lives: all of
 // them as the library prints them, only its warnings and errors (on standard error; the per-frame
-// progress lines are noise to a user), or none (a dry run whose warnings the real run repeats).
+// progress lines are noise to a user; under -q only its errors), or none (a dry run whose warnings
+// the real run repeats).
 enum class EngineLineFilter { kAll, kProblems, kNone };
 
 class EngineLines {
@@ -77,8 +99,10 @@ private:
     EngineLineFilter previous_;
 };
 
-// kAll with --verbose, kProblems otherwise.
-inline EngineLineFilter VerboseOr(bool verbose) { return verbose ? EngineLineFilter::kAll : EngineLineFilter::kProblems; }
+// kAll with a command's --verbose or the tool's -v, kProblems otherwise.
+inline EngineLineFilter VerboseOr(bool verbose) {
+    return verbose || CurrentVerbosity() == Verbosity::kVerbose ? EngineLineFilter::kAll : EngineLineFilter::kProblems;
+}
 
 }  // namespace alad_tool
 

@@ -96,6 +96,23 @@ bool Close(std::FILE* file, const std::string& fileName) {
     return false;
 }
 
+// The store's array or image of a debug type; null for a type of the other kind or an unknown one.
+const kelvo::alad_debug_buffer_* ArrayOfType(const kelvo::alad_debug_output_& store, const std::string& infoType) {
+    if (infoType == "hist") return &store.GetHistBuffer();
+    if (infoType == "foreward_curve") return &store.GetForewardBuffer();
+    if (infoType == "backward_curve") return &store.GetBackwardBuffer();
+    if (infoType == "curve") return &store.GetTmpCurveBuffer();
+    if (infoType == "smooth_curve") return &store.GetSmoothCurveBuffer();
+    if (infoType == "trans_curve") return &store.GetTransitionCurveBuffer();
+    return nullptr;
+}
+
+const cv::Mat* ImageOfType(const kelvo::alad_debug_output_& store, const std::string& infoType) {
+    if (infoType == "agtm_result") return &store.GetAGTMResultData();
+    if (infoType == "cltm_result") return &store.GetCLTMResultData();
+    return nullptr;
+}
+
 }  // namespace
 
 int32_t WriteDebugDump(const std::string& fileName, const std::string& infoType) {
@@ -111,22 +128,10 @@ int32_t WriteDebugDump(const std::string& fileName, const std::string& infoType)
     bool known = true;
     if (file) {
         HexWriter out(file);
-        if (infoType == "hist") {
-            WriteArray(out, store->GetHistBuffer());
-        } else if (infoType == "foreward_curve") {
-            WriteArray(out, store->GetForewardBuffer());
-        } else if (infoType == "backward_curve") {
-            WriteArray(out, store->GetBackwardBuffer());
-        } else if (infoType == "curve") {
-            WriteArray(out, store->GetTmpCurveBuffer());
-        } else if (infoType == "smooth_curve") {
-            WriteArray(out, store->GetSmoothCurveBuffer());
-        } else if (infoType == "trans_curve") {
-            WriteArray(out, store->GetTransitionCurveBuffer());
-        } else if (infoType == "agtm_result") {
-            written = WriteImage(out, store->GetAGTMResultData(), fileName);
-        } else if (infoType == "cltm_result") {
-            written = WriteImage(out, store->GetCLTMResultData(), fileName);
+        if (const kelvo::alad_debug_buffer_* array = ArrayOfType(*store, infoType)) {
+            WriteArray(out, *array);
+        } else if (const cv::Mat* image = ImageOfType(*store, infoType)) {
+            written = WriteImage(out, *image, fileName);
         } else {
             alad::Log(alad::LogLevel::kError, alad::Console::kErr, "the infoType is:%s", infoType.c_str());
             known = false;
@@ -150,6 +155,31 @@ int32_t WriteImageDump(const std::string& fileName, const cv::Mat& image) {
     }
     alad::LogLine("printImageInfo: %s", fileName.c_str());
     return written ? 0 : -1;
+}
+
+int32_t CopyDebugArray(const std::string& infoType, std::vector<uint32_t>& values) {
+    values.clear();
+    const kelvo::alad_debug_output_* store = kelvo::alad_debug_output_::GetInstance();
+    const kelvo::alad_debug_buffer_* array = store ? ArrayOfType(*store, infoType) : nullptr;
+    if (array == nullptr) {
+        alad::LogError("CopyDebugArray: '%s' is not a debug array type", infoType.c_str());
+        return -1;
+    }
+    if (array->length > 0 && array->data != nullptr) values.assign(array->data, array->data + array->length);
+    return 0;
+}
+
+int32_t CopyDebugImage(const std::string& infoType, cv::Mat& image) {
+    image.release();
+    const kelvo::alad_debug_output_* store = kelvo::alad_debug_output_::GetInstance();
+    const cv::Mat* kept = store ? ImageOfType(*store, infoType) : nullptr;
+    if (kept == nullptr) {
+        alad::LogError("CopyDebugImage: '%s' is not a debug image type", infoType.c_str());
+        return -1;
+    }
+    // As the dump writes it: 32-bit channels, whatever depth the stage kept.
+    if (!kept->empty()) kept->convertTo(image, CV_MAKETYPE(CV_32S, kept->channels()));
+    return 0;
 }
 
 void printDebugInfo(int, const std::string& fileName, const std::string&, const std::string& infoType) {

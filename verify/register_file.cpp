@@ -157,3 +157,33 @@ int32_t ReadRegisterFile(const char* path, kelvo::alad_verification_registrator_
 void parseRegisterFromFile(const char* path, kelvo::alad_verification_registrator_& reg) {
     ReadRegisterFile(path, reg);
 }
+
+int32_t WriteRegisterFile(const char* path, const kelvo::alad_verification_registrator_& reg) {
+    const std::string name = path ? path : "";
+    if (!reg.hist_adjust_curve || !reg.agtm) {
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "register file '%s': the record has no %s table; not written",
+                  name.c_str(), reg.agtm ? "CLTM" : "AGTM");
+        return -1;
+    }
+    std::FILE* file = path ? std::fopen(path, "w") : nullptr;
+    if (!file) {
+        alad::Log(alad::LogLevel::kError, alad::Console::kErr, "open failed: %s", name.c_str());
+        return -1;
+    }
+    bool written = true;
+    for (const kelvo::RegisterInfo& scalar : kelvo::kRegisters) {
+        if (!scalar.public_form) continue;
+        written = std::fprintf(file, "%s=%d\n", scalar.name, static_cast<int>(reg.*scalar.public_form)) > 0 && written;
+    }
+    // The index at characters 15-16 and 11-13 of the key, where the reader takes it.
+    for (int i = 0; i < ALAD_HIST_ADJUST_CURVE_SIZE; ++i) {
+        written = std::fprintf(file, "hist_adj_curv_%02d=%d\n", i, static_cast<int>(reg.hist_adjust_curve[i])) > 0 &&
+                  written;
+    }
+    for (int i = 0; i < ALAD_AGTM_LUT_SIZE; ++i) {
+        written = std::fprintf(file, "agtm_entry%03d=%d\n", i, static_cast<int>(reg.agtm[i])) > 0 && written;
+    }
+    written = std::fclose(file) == 0 && written;
+    if (!written) alad::Log(alad::LogLevel::kError, alad::Console::kErr, "write failed: %s", name.c_str());
+    return written ? 0 : -1;
+}

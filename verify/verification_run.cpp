@@ -95,6 +95,8 @@ int32_t VerifyRunOneFrameALAD(const char* registerFile, const char* imageFile, c
             return -1;
     }
 
+    // The dumps need the stage images, whatever a host asked for before.
+    kelvo::SetEngineDebugImages(true);
     cv::Mat output;
     if (kelvo::RunOneFrameALAD(input, output) != 0) {
         Report("the engine failed on '" + image_path + "'");

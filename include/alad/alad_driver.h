@@ -113,6 +113,11 @@ ALAD_EXPORT int32_t GetLastStatusForDriver(void);
  * engine, a null sink restores the console. The same setting as kelvo::SetEngineLogSink. */
 ALAD_EXPORT int32_t SetEngineLogSinkForDriver(void (*sink)(void* user, int level, const char* line), void* user);
 
+/* Whether the engine keeps its two stage result images for the verification tools' dumps
+ * (keep non-zero, the default); a driver that never reads them passes 0, which saves one or two
+ * frame-sized writes per frame. The same setting as kelvo::SetEngineDebugImages. */
+ALAD_EXPORT int32_t SetEngineDebugImagesForDriver(int keep);
+
 /* The 40 ambient-light levels, lux, ascending. */
 #define ALAD_AGTM_LEVELS 40
 ALAD_EXPORT extern const int32_t agtmLuxTable[ALAD_AGTM_LEVELS];

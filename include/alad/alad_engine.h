@@ -71,6 +71,12 @@ ALAD_EXPORT int32_t ComputeAGTMLUTByAmbientLight(unsigned int unused, unsigned i
 // any count. Process-wide; may be called at any time between frames. Returns 0.
 ALAD_EXPORT int32_t SetEngineThreads(int threads);
 ALAD_EXPORT int GetEngineThreads();
+// Whether the engine keeps its two stage result images (the CLTM and the AGTM output) in the debug
+// store that the verification tools dump. The default is true; the verification run always turns
+// it on. A device that never reads the store sets it false, which saves writing one or two extra
+// frames per frame (the histograms and curves, which are small, are still kept) and releases the
+// images kept so far. Process-wide; may be called at any time between frames. Returns 0.
+ALAD_EXPORT int32_t SetEngineDebugImages(bool keep);
 // Where the engine's console lines go. By default each line is printed on standard output (a few
 // warnings and errors on standard error), followed by a newline and a flush. A sink receives every
 // line instead, without its newline, with its level (0 information, 1 warning, 2 error), on the

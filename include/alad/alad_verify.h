@@ -18,6 +18,7 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <opencv2/core.hpp>
 
@@ -70,6 +71,11 @@ public:
 ALAD_EXPORT int32_t ReadRegisterFile(const char* path, kelvo::alad_verification_registrator_& reg);
 // The same, without the result.
 ALAD_EXPORT void parseRegisterFromFile(const char* path, kelvo::alad_verification_registrator_& reg);
+// Writes reg as a register file that ReadRegisterFile reads back into the same record: the thirteen
+// registers, then every entry of both tables in the fixed-position key forms hist_adj_curv_NN and
+// agtm_entryNNN, one token per line. Returns 0, or -1 when a table pointer is null or the file
+// cannot be written (reported on standard error).
+ALAD_EXPORT int32_t WriteRegisterFile(const char* path, const kelvo::alad_verification_registrator_& reg);
 
 // ---- test images ----
 
@@ -110,6 +116,13 @@ ALAD_EXPORT void printImageInfo(const std::string& fileName, const cv::Mat& imag
 // standard error), the type is unknown or the image is not a 3-channel one.
 ALAD_EXPORT int32_t WriteDebugDump(const std::string& fileName, const std::string& infoType);
 ALAD_EXPORT int32_t WriteImageDump(const std::string& fileName, const cv::Mat& image);
+// The same data in memory, for a bench that compares values rather than files: what WriteDebugDump
+// writes for the type. An array type ("hist" to "trans_curve") copies the array into `values` (empty
+// when the store holds none); an image type ("agtm_result", "cltm_result") gives a deep copy of the
+// last stage output (CV_32SC3, empty when there is none). Each returns 0, or -1 with its output
+// emptied and a message for a type that is unknown or of the other kind.
+ALAD_EXPORT int32_t CopyDebugArray(const std::string& infoType, std::vector<uint32_t>& values);
+ALAD_EXPORT int32_t CopyDebugImage(const std::string& infoType, cv::Mat& image);
 
 // Prints how far a fixed-point result is from its floating-point reference: PSNR, summed absolute
 // difference per channel and the smallest and largest difference (in that order).

@@ -2,11 +2,13 @@
 
 #include <climits>
 #include <random>
+#include <string>
 #include <vector>
 
 #include <opencv2/core.hpp>
 
 #include "agtm/agtm_apply.h"
+#include "common/argb8888.h"
 #include "common/threads.h"
 #include "tests/common/test_threads.h"
 #include "tests/engine/engine_test_util.h"
@@ -145,6 +147,79 @@ void IntegerOnlyPassEqualsTheReference() {
 TEST(AgtmApplyTest, IntegerOnlyPassEqualsTheReferenceIntegerResult) {
     testing_util::ForEachSimdLevel(IntegerOnlyPassEqualsTheReference);
 }
+
+// The pass on the display driver's ARGB8888 frames and on rows handed over by the stage before,
+// against the reference: the frame widened (common/argb8888.h), the reference's integer result,
+// narrowed back over the colour bytes. Random sizes, tables (negative and capped gains, whose
+// results leave 0..4095), alpha bytes, rows with codes outside 0..4095, outputs and threads.
+void RowPassEqualsTheReference() {
+    std::mt19937 rng(1618);
+    auto uniform = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    const int sizes[] = {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 65, 129};
+    for (int iter = 0; iter < 100; ++iter) {
+        const int w = uniform(0, 2) == 0 ? uniform(1, 300) : sizes[uniform(0, 12)];
+        const int h = uniform(0, 2) == 0 ? uniform(1, 60) : sizes[uniform(0, 12)];
+        agtm_param_api_ param;
+        param.lut.resize(256);
+        const int table_kind = uniform(0, 2);
+        for (int32_t& v : param.lut) {
+            v = table_kind == 0 ? static_cast<int32_t>(rng()) : table_kind == 1 ? uniform(-4096, 600000)
+                                                                               : 2048 + uniform(-1500, 3000);
+        }
+        const int alpha_kind = uniform(0, 2);  // random, transparent, opaque
+        std::vector<uint8_t> bytes(static_cast<size_t>(w) * h * 4);
+        for (size_t i = 0; i < bytes.size(); ++i) {
+            bytes[i] = i % 4 != 0 || alpha_kind == 0 ? static_cast<uint8_t>(rng()) : alpha_kind == 1 ? 0 : 255;
+        }
+        cv::Mat wide(h, w, CV_32SC3), reference, expected;
+        for (int y = 0; y < h; ++y) alad::WidenArgbRow(bytes.data() + 4 * w * y, w, wide.ptr<int32_t>(y));
+        ToneMappingOneImageByScalerLUTImple_(wide, param, reference, expected);
+        std::vector<uint8_t> expected_bytes = bytes;
+        for (int y = 0; y < h; ++y) alad::NarrowIntoArgbRow(expected.ptr<int32_t>(y), w, expected_bytes.data() + 4 * w * y);
+
+        AGTMRowPass pass;
+        ASSERT_TRUE(pass.Prepare(param));
+        const bool narrow = uniform(0, 3) != 0;
+        cv::Mat image, copy(2, 2, CV_8UC1);  // made anew
+        alad::SetEngineThreadCount(alad_test::TestThreads(uniform(1, 3)));
+        std::vector<uint8_t> out = bytes;
+        alad::ArgbFrame frame;
+        frame.data = out.data();
+        frame.cols = w;
+        frame.rows = h;
+        pass.Frame(frame, narrow, uniform(0, 1) ? &image : nullptr, uniform(0, 1) ? &copy : nullptr);
+        alad::SetEngineThreadCount(1);
+        const std::string where = std::to_string(w) + "x" + std::to_string(h) + " table " + std::to_string(table_kind);
+        ASSERT_TRUE(out == (narrow ? expected_bytes : bytes)) << where;
+        for (const cv::Mat* m : {&image, &copy}) {
+            ASSERT_TRUE(m->empty() || m->type() == CV_8UC1 || testing_util::Same(*m, expected)) << where;
+        }
+
+        // Rows of any values, as the stage before might hand them over.
+        cv::Mat rows(h, w, CV_32SC3), row_reference, row_expected, row_out(h, w, CV_32SC3), row_copy(h, w, CV_32SC3);
+        for (int y = 0; y < h; ++y) {
+            int32_t* row = rows.ptr<int32_t>(y);
+            for (int i = 0; i < 3 * w; ++i) row[i] = uniform(0, 7) == 0 ? static_cast<int32_t>(rng()) : uniform(0, 4095);
+        }
+        ToneMappingOneImageByScalerLUTImple_(rows, param, row_reference, row_expected);
+        std::vector<uint8_t> row_bytes = bytes, row_expected_bytes = bytes;
+        for (int y = 0; y < h; ++y) {
+            alad::NarrowIntoArgbRow(row_expected.ptr<int32_t>(y), w, row_expected_bytes.data() + 4 * w * y);
+            pass.RowToArgb(rows.ptr<int32_t>(y), w, row_bytes.data() + 4 * w * y, row_copy.ptr<int32_t>(y));
+        }
+        pass.FinishRows();
+        ASSERT_TRUE(row_bytes == row_expected_bytes) << where;
+        ASSERT_TRUE(testing_util::Same(row_copy, row_expected)) << where;
+        for (int y = 0; y < h; ++y) pass.Row(rows.ptr<int32_t>(y), w, row_out.ptr<int32_t>(y), nullptr);
+        ASSERT_TRUE(testing_util::Same(row_out, row_expected)) << where;
+    }
+    // A table too short to map with is refused before anything is prepared.
+    agtm_param_api_ short_table;
+    short_table.lut.assign(255, 2048);
+    EXPECT_FALSE(AGTMRowPass().Prepare(short_table));
+}
+
+TEST(AgtmApplyTest, RowAndArgbPassesEqualTheReference) { testing_util::ForEachSimdLevel(RowPassEqualsTheReference); }
 
 }  // namespace
 }  // namespace kelvo

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -88,6 +89,90 @@ TEST(ImageConvertTest, RefusalsPrintTheirLineAndLeaveOutputsAlone) {
     EXPECT_EQ(alpha.at<uint8_t>(0, 0), 5);
     for (const auto& [result, was] : {std::pair{rgb, three}, {argb, four}, {out, three}}) {
         EXPECT_EQ(cv::norm(result, was, cv::NORM_INF), 0.0);
+    }
+}
+
+// Every public conversion with every depth and channel count, and empty: what it cannot take it
+// refuses with a line, leaving its outputs as they were; nothing is ever thrown.
+TEST(ImageConvertTest, EveryDepthAndChannelCountIsTakenOrRefusedWithALine) {
+    const std::vector<unsigned char> sentinel(3 * 5 * 8 * 4, 0xAB);
+    std::vector<unsigned char> buffer;
+    const cv::Mat alpha8(3, 5, CV_8UC1, cv::Scalar(9));
+    cv::Mat alpha;  // the three-argument join's alpha: one plane of the colour's depth, or 8-bit
+    const bool joinable[] = {true, false, true, false, false, true, false, false};  // 8U, 16U, 32F
+    const struct {
+        const char* name;
+        std::function<void(cv::Mat&, cv::Mat&, cv::Mat&)> call;
+        std::function<bool(int depth, int channels)> takes;
+        bool takes_empty;  // a 0x0 matrix of a type it takes
+    } conversions[] = {
+        {"imageMatARGB2BufferForDriver", [&](cv::Mat& in, cv::Mat&, cv::Mat&) { imageMatARGB2BufferForDriver(in, buffer.data()); },
+         [](int d, int cn) { return cn == 4 && d == CV_8U; }, true},
+        {"imageMatARGB2RGB", [](cv::Mat& in, cv::Mat& a, cv::Mat& b) { imageMatARGB2RGB(in, a, b); },
+         [](int, int cn) { return cn == 4; }, false},
+        {"imageBGR2ARGB_8888", [](cv::Mat& in, cv::Mat& a, cv::Mat&) { imageBGR2ARGB_8888(in, a); },
+         [&](int d, int cn) { return cn == 3 && joinable[d]; }, false},
+        {"imageBGR2ARGB_8888 with alpha of its depth",
+         [&](cv::Mat& in, cv::Mat& a, cv::Mat&) {
+             alpha8.convertTo(alpha, in.depth());
+             imageBGR2ARGB_8888(in, alpha, a);
+         },
+         [&](int d, int cn) { return cn == 3 && joinable[d]; }, false},
+        {"imageBGR2ARGB_8888 with 8-bit alpha",
+         [&](cv::Mat& in, cv::Mat& a, cv::Mat&) {
+             alpha = alpha8(cv::Rect(0, 0, in.cols, in.rows)).clone();
+             imageBGR2ARGB_8888(in, alpha, a);
+         },
+         [](int d, int cn) { return cn == 3 && d == CV_8U; }, false},
+        {"imageBGR2ARGB_8888 with 3-channel alpha",
+         [](cv::Mat& in, cv::Mat& a, cv::Mat&) {
+             cv::Mat three(in.rows, in.cols, CV_MAKETYPE(in.depth(), 3), cv::Scalar::all(1));
+             imageBGR2ARGB_8888(in, three, a);
+         },
+         [](int, int) { return false; }, false},
+        {"transform8To12", [](cv::Mat& in, cv::Mat& a, cv::Mat&) { transform8To12(in, a); },
+         [](int d, int cn) { return cn == 3 && d == CV_8U; }, true},
+        {"transform8To12Interface", [](cv::Mat& in, cv::Mat& a, cv::Mat&) { transform8To12Interface(in, a); },
+         [](int d, int cn) { return cn == 3 && d == CV_8U; }, true},
+        {"transform10To12", [](cv::Mat& in, cv::Mat& a, cv::Mat&) { transform10To12(in, a); },
+         [](int d, int cn) { return cn == 3 && d == CV_32S; }, true},
+    };
+    for (const auto& c : conversions) {
+        for (int depth : {CV_8U, CV_8S, CV_16U, CV_16S, CV_32S, CV_32F, CV_64F, CV_16F}) {
+            for (int channels = 1; channels <= 4; ++channels) {
+                for (const bool empty : {false, true}) {
+                    cv::Mat in(empty ? 0 : 3, empty ? 0 : 5, CV_MAKETYPE(depth, channels));
+                    if (!empty) cv::randu(in, 0, 100);
+                    const cv::Mat was(2, 2, CV_8UC1, cv::Scalar(77));
+                    cv::Mat out = was.clone(), out2 = was.clone();
+                    buffer = sentinel;
+                    std::string printed;
+                    EXPECT_NO_THROW(printed = Printed([&] { c.call(in, out, out2); }));
+                    const std::string where = std::string(c.name) + " " + cv::typeToString(in.type()) + (empty ? " empty" : "");
+                    const auto same = [&](const cv::Mat& m) {
+                        return m.type() == was.type() && m.size() == was.size() && cv::norm(m, was, cv::NORM_INF) == 0;
+                    };
+                    const bool untouched = same(out) && same(out2);
+                    const std::string channel_line = "matSrc channel : " + std::to_string(channels) + "\n";
+                    const std::string message = printed.rfind(channel_line, 0) == 0 ? printed.substr(channel_line.size()) : printed;
+                    if (!c.takes(depth, channels) || (empty && !c.takes_empty)) {
+                        EXPECT_NE(message, "") << where << ": refused without a line";
+                        EXPECT_TRUE(untouched && buffer == sentinel) << where << ": outputs changed";
+                    } else if (!empty) {
+                        EXPECT_EQ(message, "") << where;
+                        EXPECT_FALSE(untouched && buffer == sentinel) << where << ": nothing written";
+                    }
+                }
+            }
+        }
+    }
+    // A raw buffer of any other byte count per pixel is not read.
+    unsigned char bytes[64] = {};
+    for (int channels : {0, 1, 2, 3, 5, 8, -4}) {
+        _image image{2, 2, channels, bytes};
+        cv::Mat out = alpha8.clone();
+        EXPECT_NE(Printed([&] { imageBuffer2MatARGBforDriver(image, out); }), "") << channels;
+        EXPECT_EQ(cv::norm(out, alpha8, cv::NORM_INF), 0.0) << channels;
     }
 }
 

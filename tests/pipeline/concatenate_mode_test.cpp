@@ -9,7 +9,9 @@
 #include "agtm/scaler_lut.h"
 #include "cltm/cltm_frame.h"
 #include "common/debug_store.h"
+#include "common/threads.h"
 #include "pipeline/concatenate_mode.h"
+#include "tests/common/test_threads.h"
 #include "tests/engine/engine_test_util.h"
 
 namespace kelvo {
@@ -67,26 +69,42 @@ struct Rig {
     agtm_param_api_ agtm;
 };
 
+// Also in place, on two threads, with and without the filter, and with the debug store's images
+// switched off (then the store keeps none, and the frames are the same).
 TEST(PipelineTest, EveryOrderChainsTheStagesLikeAHandRun) {
     const char* lines[] = {"", "case order 1: CLTM + AGTM.", "case order 2: AGTM + CLTM.", "case order 3: CLTM.",
                            "case order 4: AGTM."};
-    for (uint32_t order = 1; order <= 4; ++order) {
-        Rig rig(User(order));
-        for (unsigned seed = 1; seed <= 3; ++seed) {
-            const cv::Mat frame = RandomFrame(kWidth, kHeight, seed);
-            cv::Mat dst, cltm, agtm, expected = frame;
-            EXPECT_EQ(rig.Run(frame, dst),
-                      std::string("mCLTMParam.width = 70 , sz.width = 70\nmCLTMParam.height = 50 , sz.height = 50\n"
-                                  "LCH 00.\nLCH 01.\nLCH 02.\n") + lines[order] + "\n");
-            if (order == 1 || order == 3) expected = cltm = rig.CLTM(expected);
-            if (order != 3) expected = agtm = rig.AGTM(expected);
-            if (order == 2) expected = cltm = rig.CLTM(expected);
-            const alad_debug_output_* store = alad_debug_output_::GetInstance();
-            EXPECT_TRUE(cltm.empty() || Same(store->GetCLTMResultData(), cltm)) << order;
-            EXPECT_TRUE(agtm.empty() || Same(store->GetAGTMResultData(), agtm)) << order;
-            EXPECT_TRUE(Same(dst, expected)) << "order " << order << " frame " << seed;
+    for (const bool keep : {true, false}) {
+        alad_debug_output_::SetKeepImages(keep);
+        for (uint32_t order = 1; order <= 4; ++order) {
+            for (const bool in_place : {false, true}) {
+                alad_cltm_user user = User(order);
+                user.filter_flag = in_place ? 0 : 1;
+                Rig rig(user);
+                alad::SetEngineThreadCount(alad_test::TestThreads(in_place ? 2 : 1));
+                for (unsigned seed = 1; seed <= 3; ++seed) {
+                    const cv::Mat frame = RandomFrame(kWidth, kHeight, seed);
+                    cv::Mat dst = in_place ? frame.clone() : cv::Mat(), cltm, agtm, expected = frame;
+                    EXPECT_EQ(rig.Run(in_place ? dst : frame, dst),
+                              std::string("mCLTMParam.width = 70 , sz.width = 70\nmCLTMParam.height = 50 , sz.height = 50\n"
+                                          "LCH 00.\nLCH 01.\nLCH 02.\n") + lines[order] + "\n");
+                    if (order == 1 || order == 3) expected = cltm = rig.CLTM(expected);
+                    if (order != 3) expected = agtm = rig.AGTM(expected);
+                    if (order == 2) expected = cltm = rig.CLTM(expected);
+                    const alad_debug_output_* store = alad_debug_output_::GetInstance();
+                    const std::string where = "order " + std::to_string(order) + " frame " + std::to_string(seed) +
+                                              (in_place ? " in place" : "") + (keep ? "" : ", no debug images");
+                    EXPECT_TRUE(keep ? cltm.empty() || Same(store->GetCLTMResultData(), cltm)
+                                     : store->GetCLTMResultData().empty()) << where;
+                    EXPECT_TRUE(keep ? agtm.empty() || Same(store->GetAGTMResultData(), agtm)
+                                     : store->GetAGTMResultData().empty()) << where;
+                    EXPECT_TRUE(Same(dst, expected)) << where;
+                }
+                alad::SetEngineThreadCount(1);
+            }
         }
     }
+    alad_debug_output_::SetKeepImages(true);
 }
 
 // The stage results a caller took from the debug store stay as they were while later frames run

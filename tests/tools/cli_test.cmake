@@ -14,7 +14,7 @@ function(expect code pattern)
   set(last_out "${out}" PARENT_SCOPE)
 endfunction()
 
-expect(0 "usage: alad <command>" --help)
+expect(0 "usage: alad \\[-q \\| -v\\] <command>" --help)
 expect(0 "usage: alad lut" lut --help)
 expect(0 "usage: alad process" process --help)
 expect(0 "usage: alad offline VARIANT" offline --help)
@@ -124,3 +124,31 @@ expect(1 "^alad regs: register file '${WORK}/bad_table.txt': token 'agtm_entryab
        regs "${WORK}/bad_table.txt")
 expect(1 "alad regs: cannot read register file '${WORK}/missing.txt'" regs "${WORK}/missing.txt")
 expect(2 "needs one REGFILE" regs)
+
+# Habits: the version, -q and -v anywhere, --opt=value, "--", JSON, and an option that changes nothing.
+expect(0 "^alad [0-9]+\\.[0-9]+\\.[0-9]+\n$" --version)
+expect(0 "^alad [0-9]" lut --version)
+expect(0 "^21\n$" -q level 2380)
+expect(0 "^{\n  \"lux\": 2380,\n  \"level\": 21,\n  \"level_lux\": 2240\n}\n$" level --json 2380)
+expect(0 "^$" process -q --order=4 "${SAMPLE}" "${WORK}/quiet.png")
+expect(0 "^$" process --order=4 -q -- "${SAMPLE}" "${WORK}/quiet.png")
+expect(0 "\"engine_ms_per_frame\": [0-9.]+,\n  \"engine_fps\": [0-9.]+" process --json --order 3 "${SAMPLE}" "${WORK}/q.png")
+expect(0 "alad: warning: --backlight is stored by the panel model, but no result depends on it"
+       lut --src 1 --dst 2 --backlight 0.5)
+expect(0 "no result depends on it" lut --help)
+expect(0 "\"table\": \\[[0-9]+, " lut --src 300 --dst 5000 --json)
+expect(0 "\"levels\": \\[\n    {\n      \"level\": 0,\n      \"lux\": 300," levels --json)
+expect(0 "order 1 \\(CLTM \\+ AGTM\\), 300 -> 20000 lux\nalad process: engine [0-9.]+ ms per frame, [0-9.]+ frames per second"
+       process --dst 20000 "${SAMPLE}" "${WORK}/timed.png")
+
+# bench: the table of figures for a frame size.
+expect(0 "alad bench: 96x64, order 3 \\(CLTM\\), ARGB8888 driver buffer, 1 thread, 4 frames timed
+  ms per frame +[0-9.]+ +\\(median; fastest [0-9.]+, slowest [0-9.]+\\)
+  frames per second +[0-9.]+
+  display +frame time +engine's share
+   60 Hz +16.67 ms +[0-9]+ %
+   90 Hz +11.11 ms +[0-9]+ %
+  120 Hz +8.33 ms +[0-9]+ %
+$" bench --size 96x64 --order 3 --argb --frames 4)
+expect(0 "\"fps\": " bench --size=64x64 --threads 2 --frames 2 --json)
+expect(2 "option --size needs WIDTHxHEIGHT" bench --size 64)

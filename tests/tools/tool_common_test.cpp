@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdio>
 #include <string>
 #include <vector>
 
+#include "tools/json.h"
 #include "tools/tool_common.h"
 
 namespace alad_tool {
@@ -43,6 +45,49 @@ TEST(ToolOptionsTest, ParsesValuesFlagsAndPositionalsAndNamesTheOptionOfAMistake
     EXPECT_NE(Mistake([&] { wrong.Number("src", 0.0); }).find("--src"), std::string::npos);
     EXPECT_NE(Mistake([&] { wrong.Integer("order", 1, 1, 4); }).find("--order"), std::string::npos);
     EXPECT_NE(Mistake([&] { wrong.RequiredNumber("dst"); }).find("--dst"), std::string::npos);
+
+    // --name=value, and "--" ending the options.
+    const Options joined = Parse({"--src=-5", "--order=", "--", "--fast", "-q", "--src=1"}, {"src", "order"}, {"fast"});
+    EXPECT_EQ(joined.Number("src", 0.0), -5.0);
+    EXPECT_EQ(joined.String("order", "x"), "");
+    EXPECT_FALSE(joined.Has("fast"));
+    EXPECT_EQ(joined.Positional(), (std::vector<std::string>{"--fast", "-q", "--src=1"}));
+    EXPECT_NE(Mistake([] { Parse({"--fast=yes"}, {}, {"fast"}); }).find("--fast takes no value"), std::string::npos);
+    EXPECT_NE(Mistake([] { Parse({"--nope=1"}, {"src"}); }).find("unknown option --nope"), std::string::npos);
+}
+
+TEST(ToolJsonTest, WritesNestedDocumentsReadably) {
+    JsonWriter out;
+    out.BeginObject()
+        .Member("name", "a \"quoted\"\tname\\")
+        .Member("count", 3)
+        .Member("share", 0.25)
+        .Member("missing", std::nan(""))
+        .Member("table", std::vector<int32_t>{1, -2})
+        .Key("empty")
+        .BeginArray()
+        .EndArray()
+        .Key("items")
+        .BeginArray()
+        .BeginObject()
+        .Member("ok", true)
+        .EndObject()
+        .EndArray()
+        .EndObject();
+    EXPECT_EQ(out.Text(),
+              "{\n"
+              "  \"name\": \"a \\\"quoted\\\"\\tname\\\\\",\n"
+              "  \"count\": 3,\n"
+              "  \"share\": 0.25,\n"
+              "  \"missing\": null,\n"
+              "  \"table\": [1, -2],\n"
+              "  \"empty\": [],\n"
+              "  \"items\": [\n"
+              "    {\n"
+              "      \"ok\": true\n"
+              "    }\n"
+              "  ]\n"
+              "}\n");
 }
 
 TEST(ToolPictureTest, WidensAndNarrowsBothDepthsAndSetsPicturesSideBySide) {
@@ -73,6 +118,19 @@ TEST(ToolPictureTest, WidensAndNarrowsBothDepthsAndSetsPicturesSideBySide) {
     EXPECT_EQ(both.size(), cv::Size(3 + 8 + 5, 4));
     EXPECT_EQ(both.at<cv::Vec3b>(3, 2), cv::Vec3b(10, 20, 30));
     EXPECT_EQ(both.at<cv::Vec3b>(1, 11), cv::Vec3b(1, 2, 3));
+
+    // Labelled: a band of names on top, the pictures' own pixels below it, at their depth.
+    const cv::Mat left16(40, 60, CV_16UC3, cv::Scalar(1000, 2000, 3000)), right16(40, 50, CV_16UC3, cv::Scalar::all(7));
+    const cv::Mat labelled = LabelledSideBySide(left16, right16, "input", "output");
+    ASSERT_EQ(labelled.type(), CV_16UC3);
+    const int band = labelled.rows - 40;
+    EXPECT_GT(band, 16);
+    EXPECT_EQ(labelled.cols, 60 + 8 + 50);
+    EXPECT_EQ(cv::norm(labelled(cv::Rect(0, band, 60, 40)), left16, cv::NORM_INF), 0.0);
+    EXPECT_EQ(cv::norm(labelled(cv::Rect(68, band, 50, 40)), right16, cv::NORM_INF), 0.0);
+    double darkest = 0, brightest = 0;
+    cv::minMaxLoc(labelled(cv::Rect(0, 0, 60, band)).reshape(1), &darkest, &brightest);
+    EXPECT_GT(brightest - darkest, 30000.0);  // white letters on a dark band
 }
 
 }  // namespace

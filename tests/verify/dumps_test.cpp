@@ -80,4 +80,49 @@ TEST(DumpTest, StatisticsCompareFloatWithFixed) {
     EXPECT_TRUE(sizes.out.empty() && sizes.err.find("sizes") != std::string::npos) << sizes.err;
 }
 
+TEST(DumpTest, CopiesHoldWhatTheDumpsWrite) {
+    ScratchDir dir;
+    kelvo::alad_debug_output_::Terminate();
+    kelvo::alad_debug_output_* store = kelvo::alad_debug_output_::GetInstance();
+    const unsigned int hist[] = {7, 0xFFFFFFFFu}, trans[] = {65535, 1, 2};
+    store->SetADProcCalcCurveHistData(hist, 2);
+    store->SetADProcCalcCurveTransitionCurveData(trans, 3);
+    store->SetADAGTMResultData((cv::Mat_<cv::Vec3i>(1, 2) << cv::Vec3i(1, 2, 3), cv::Vec3i(4095, 0, 7)));
+    store->SetADCLTMResultData(cv::Mat(1, 1, CV_16UC3, cv::Scalar(9, 8, 4095)));  // copied as 32-bit channels
+
+    std::vector<uint32_t> values{99};
+    for (int t = 0; t < 6; ++t) {
+        const std::string type = kDebugInfoTypes[t];
+        ASSERT_EQ(CopyDebugArray(type, values), 0) << type;
+        Capture([&] { WriteDebugDump(dir / "dump.txt", type); });
+        std::vector<std::string> lines;
+        char line[16];
+        for (uint32_t v : values) lines.push_back((std::snprintf(line, sizeof(line), "%08x", v), line));
+        EXPECT_EQ(lines, ReadLines(dir / "dump.txt")) << type;
+    }
+    EXPECT_EQ(values, (std::vector<uint32_t>{65535, 1, 2}));
+    cv::Mat image, read;
+    for (const std::string type : {"agtm_result", "cltm_result"}) {
+        ASSERT_EQ(CopyDebugImage(type, image), 0) << type;
+        Capture([&] { WriteDebugDump(dir / "image.txt", type); });
+        Capture([&] { ASSERT_EQ(parseImageFromFileCmodel(dir / "image.txt", image.cols, image.rows, read), 0); });
+        EXPECT_EQ(image.type(), CV_32SC3);
+        EXPECT_EQ(cv::norm(image, read, cv::NORM_INF), 0) << type;
+    }
+    // A deep copy: the store's next frame does not reach it.
+    store->SetADCLTMResultData(cv::Mat(1, 1, CV_32SC3, cv::Scalar(0, 0, 0)));
+    EXPECT_EQ(image.at<cv::Vec3i>(0, 0), cv::Vec3i(9, 8, 4095));
+
+    // Unknown types and types of the other kind empty the output.
+    Captured out = Capture([&] {
+        EXPECT_EQ(CopyDebugArray("agtm_result", values), -1);
+        EXPECT_EQ(CopyDebugImage("hist", image), -1);
+    });
+    EXPECT_TRUE(values.empty() && image.empty());
+    EXPECT_NE((out.out + out.err).find("'hist' is not a debug image type"), std::string::npos);
+    kelvo::alad_debug_output_::Terminate();
+    EXPECT_EQ(CopyDebugArray("hist", values), 0);
+    EXPECT_TRUE(values.empty());
+}
+
 }  // namespace

@@ -132,4 +132,32 @@ TEST(RegisterFileTest, UnreadableEmptyAndOverlongInput) {
     EXPECT_EQ(r.Set(), (std::map<int, int32_t>{{3, 4}}));
 }
 
+TEST(RegisterFileTest, WrittenFilesReadBackIntoTheSameRecord) {
+    ScratchDir dir;
+    Record written;
+    for (int i = 0; i < 13; ++i) (&written.reg.reg_tm_mode)[i] = i * 1000 - 6000;  // negatives too
+    for (int i = 0; i < 65; ++i) written.hist[i] = static_cast<uint32_t>(i * 1009);
+    for (int i = 0; i < 256; ++i) written.agtm[i] = 2048 - 37 * i;
+    const std::string path = dir / "regs.txt";
+    ASSERT_EQ(WriteRegisterFile(path.c_str(), written.reg), 0);
+    Record read;
+    ASSERT_EQ(ReadRegisterFile(path.c_str(), read.reg), 0);
+    EXPECT_EQ(read.Set(), written.Set());
+    EXPECT_EQ(read.hist, written.hist);
+    EXPECT_EQ(read.agtm, written.agtm);
+    const std::vector<std::string> lines = ReadLines(path);
+    ASSERT_EQ(lines.size(), 13u + 65 + 256);
+    EXPECT_EQ(lines[0], "tm_mode=-6000");
+    EXPECT_EQ(lines[13 + 7], "hist_adj_curv_07=7063");
+    EXPECT_EQ(lines.back(), "agtm_entry255=-7387");
+
+    // A record without a table, or a file that cannot be made, is refused.
+    const std::string nowhere = dir / "no/such/regs.txt";
+    EXPECT_EQ(Capture([&] { EXPECT_EQ(WriteRegisterFile(nowhere.c_str(), written.reg), -1); }).err,
+              "open failed: " + nowhere + "\n");
+    written.reg.agtm = nullptr;
+    const std::string err = Capture([&] { EXPECT_EQ(WriteRegisterFile(path.c_str(), written.reg), -1); }).err;
+    EXPECT_NE(err.find("no AGTM table"), std::string::npos) << err;
+}
+
 }  // namespace
