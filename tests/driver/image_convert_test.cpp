@@ -80,9 +80,10 @@ TEST(ImageConvertTest, RefusalsPrintTheirLineAndLeaveOutputsAlone) {
     };
     for (const auto& [call, line] : cases) EXPECT_EQ(Printed(call), line);
     // A buffer that is not ARGB8888, or has no memory, is not read at all.
-    for (auto [image, line] : {std::pair{&rgb888, "channels 3 is not 4"}, {&wide, "channels 8 is not 4"},
-                               {&no_data, "null data"}, {&negative, "negative"}}) {
-        EXPECT_NE(Printed([&] { imageBuffer2MatARGBforDriver(*image, out); }).find(line), std::string::npos) << line;
+    for (const auto& c : {std::pair{&rgb888, "channels 3 is not 4"}, {&wide, "channels 8 is not 4"},
+                          {&no_data, "null data"}, {&negative, "negative"}}) {
+        EXPECT_NE(Printed([&] { imageBuffer2MatARGBforDriver(*c.first, out); }).find(c.second), std::string::npos)
+            << c.second;
     }
     EXPECT_EQ(std::vector<unsigned char>(buffer, buffer + 16), before);
     EXPECT_EQ(alpha.at<uint8_t>(0, 0), 5);

@@ -54,8 +54,9 @@ TEST(PixelFileTest, LinesArePixelsRowByRowAndTheCountIsChecked) {
 TEST(PixelFileTest, UnusableSizesAndMissingFilesAreRefused) {
     ScratchDir dir;
     const std::string path = WriteText(dir / "one.txt", "123456789\n"), missing = dir / "missing.txt";
-    for (const auto& [w, h] : {std::pair{0, 0}, {0, 1}, {1, 0}, {-1, 5}, {5, -1}, {-2147483647 - 1, 1},
-                               {100000, 100000}, {2147483647, 2}, {8193, 1}, {1, 8193}, {8192, 4051}}) {
+    for (const auto& size : {std::pair{0, 0}, {0, 1}, {1, 0}, {-1, 5}, {5, -1}, {-2147483647 - 1, 1},
+                             {100000, 100000}, {2147483647, 2}, {8193, 1}, {1, 8193}, {8192, 4051}}) {
+        const int w = size.first, h = size.second;
         for (const auto read : {parseImageFromFile, parseImageFromFileCmodel}) {
             cv::Mat image(2, 2, CV_32SC3);
             const std::string err = Capture([&] { EXPECT_EQ(read(path, w, h, image), -1); }).err;

@@ -1,0 +1,170 @@
+// The engine's frame path driven by anything a caller can pass: records and register sets with any
+// values (sizes up to 300 a side, or beyond every bound), panels and light readings that are not
+// numbers, frames of 1..300 a side of any type and pixel values, in any order code, with updates,
+// register sets and resets between frames, on every kernel build and 1 to 4 threads. Every call
+// returns 0 or -1, and a frame always comes back with the input's size.
+#include <cstdint>
+#include <vector>
+
+#include "alad/alad_engine.h"
+#include "common/simd.h"
+#include "tests/fuzz/fuzz_util.h"
+
+namespace {
+
+using alad_fuzz::Number;
+
+uint32_t Order(FuzzedDataProvider& in) {
+    return in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 7) : in.ConsumeIntegral<uint32_t>();
+}
+
+kelvo::ad_user_t_ User(FuzzedDataProvider& in) {
+    kelvo::ad_user_t_ user;
+    user.blk_width = in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 300) : in.ConsumeIntegral<uint32_t>();
+    user.blk_height = in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 300) : in.ConsumeIntegral<uint32_t>();
+    user.curve_id = in.ConsumeIntegral<int32_t>();
+    user.strength = in.ConsumeIntegral<int32_t>();
+    user.filter_flag = in.ConsumeIntegral<uint8_t>();
+    user.tm_mode = Order(in);
+    user.width = static_cast<uint32_t>(alad_fuzz::Size(in, 300));
+    user.height = static_cast<uint32_t>(alad_fuzz::Size(in, 300));
+    return user;
+}
+
+kelvo::alad_display_model_ Display(FuzzedDataProvider& in) {
+    kelvo::alad_display_model_ display;
+    switch (in.ConsumeIntegralInRange<int>(0, 3)) {
+        case 0: return display;  // the default panel
+        case 1: display.gamma = Number(in, 0.1, 5); break;
+        case 2: display.black = Number(in, 0, 10); break;
+        default:
+            display.gamma = Number(in, 0.1, 5);
+            display.white = Number(in, 1, 2000);
+            display.black = Number(in, 0, 10);
+            display.backlight = Number(in, 0, 2);
+            display.reflectance = Number(in, 0, 0.2);
+    }
+    return display;
+}
+
+kelvo::alad_view_condition_ View(FuzzedDataProvider& in) {
+    return {static_cast<float>(Number(in, 0, 300000)), static_cast<float>(Number(in, 0, 300000))};
+}
+
+// A register set with its tables (or, rarely, without one).
+struct Registers {
+    std::vector<uint32_t> curve = std::vector<uint32_t>(ALAD_HIST_ADJUST_CURVE_SIZE);
+    std::vector<int32_t> table = std::vector<int32_t>(ALAD_AGTM_LUT_SIZE);
+    kelvo::alad_verification_registrator_ regs;
+
+    explicit Registers(FuzzedDataProvider& in) {
+        regs.reg_tm_mode = static_cast<int32_t>(Order(in));
+        regs.width = alad_fuzz::Size(in, 300);
+        regs.height = alad_fuzz::Size(in, 300);
+        int32_t* scalars[] = {&regs.reg_blk_width_b,     &regs.reg_blk_height_b,      &regs.reg_hist_mode,
+                              &regs.reg_curve_transition, &regs.reg_linear_adj_offset, &regs.reg_linear_adj_ratio,
+                              &regs.reg_strength_mode,    &regs.reg_strength_target,   &regs.reg_strength_step,
+                              &regs.reg_strength_interval};
+        for (int32_t* value : scalars) {
+            *value = in.ConsumeBool() ? in.ConsumeIntegralInRange<int32_t>(-2, 300) : in.ConsumeIntegral<int32_t>();
+        }
+        // Tables: mostly near their usual values (clip levels, gains around 2048), else any.
+        const bool wild = in.ConsumeBool();
+        for (uint32_t& v : curve) {
+            v = wild ? in.ConsumeIntegral<uint32_t>() : in.ConsumeIntegralInRange<uint32_t>(0, 4096);
+        }
+        for (int32_t& v : table) {
+            v = wild ? in.ConsumeIntegral<int32_t>() : in.ConsumeIntegralInRange<int32_t>(0, 8192);
+        }
+        regs.hist_adjust_curve = in.ConsumeIntegralInRange<int>(0, 31) ? curve.data() : nullptr;
+        regs.agtm = in.ConsumeIntegralInRange<int>(0, 31) ? table.data() : nullptr;
+    }
+};
+
+// A frame: mostly 12-bit CV_32SC3, else any 3-channel depth, a wrong channel count, any 32-bit
+// values, or a view into a larger image (rows not contiguous).
+cv::Mat Frame(FuzzedDataProvider& in) {
+    const int rows = in.ConsumeIntegralInRange<int>(1, 300), cols = in.ConsumeIntegralInRange<int>(1, 300);
+    static const int kTypes[] = {CV_32SC3, CV_32SC3, CV_32SC3, CV_32SC3, CV_8UC3, CV_16UC3, CV_16SC3,
+                                 CV_32FC3, CV_64FC3, CV_32SC1, CV_32SC4, CV_8UC4};
+    const int type = in.PickValueInArray(kTypes);
+    const int values = in.ConsumeIntegralInRange<int>(0, 3);
+    const bool view = in.ConsumeIntegralInRange<int>(0, 7) == 0;
+    cv::Mat frame = alad_fuzz::FilledMat(in, rows + (view ? 2 : 0), cols + (view ? 3 : 0), type);
+    if (type == CV_32SC3 && values != 0) {
+        // values 1..3: the 12-bit range the engine is made for; 0: any 32-bit value.
+        frame &= cv::Scalar::all(0xFFF);
+    }
+    return view ? frame(cv::Rect(1, 1, cols, rows)) : frame;
+}
+
+void RunFrame(FuzzedDataProvider& in) {
+    const cv::Mat src = Frame(in);
+    cv::Mat dst;
+    switch (in.ConsumeIntegralInRange<int>(0, 5)) {
+        case 0: dst.create(src.rows, src.cols, CV_8UC3); break;  // the right size, another type
+        case 1: dst.create(3, 5, CV_32SC3); break;                // another size
+        default: break;
+    }
+    const int status = kelvo::RunOneFrameALAD(src, dst);
+    ALAD_FUZZ_CHECK(status == 0 || status == -1);
+    ALAD_FUZZ_CHECK(dst.rows == src.rows && dst.cols == src.cols);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    alad_fuzz::QuietEngine();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    FuzzedDataProvider in(data, size);
+    static const alad::SimdLevel kLevels[] = {alad::SimdLevel::kBaseline, alad::SimdLevel::kAvx2,
+                                              alad::SimdLevel::kAvx512};
+    alad::SetSimdLevel(in.PickValueInArray(kLevels));  // kept as it is where the processor lacks it
+    kelvo::SetEngineThreads(in.ConsumeIntegralInRange<int>(1, 4));
+
+    const kelvo::ad_user_t_ user = User(in);
+    const kelvo::alad_display_model_ display = Display(in);
+    int32_t status = kelvo::InitEngineALAD(user, display, View(in));
+    ALAD_FUZZ_CHECK(status == 0 || status == -1);
+
+    const int calls = in.ConsumeIntegralInRange<int>(1, 8);
+    for (int i = 0; i < calls && in.remaining_bytes() > 0; ++i) {
+        switch (in.ConsumeIntegralInRange<int>(0, 9)) {
+            case 0:
+            case 1:
+            case 2: RunFrame(in); continue;
+            case 3: status = kelvo::UpdateCLTMParameter(User(in)); break;
+            case 4: {
+                const Registers regs(in);
+                status = kelvo::SettingVerificationRegistrator(regs.regs);
+                break;
+            }
+            case 5: status = kelvo::UpdateViewConditionParameter(View(in)); break;
+            case 6: status = kelvo::UpdateDisplayPanelParameter(Display(in)); break;
+            case 7: status = kelvo::ResetEngineALAD(); break;
+            case 8: {
+                std::vector<uint32_t> curve(ALAD_HIST_ADJUST_CURVE_SIZE);
+                std::vector<int32_t> table(ALAD_AGTM_LUT_SIZE);
+                kelvo::alad_verification_registrator regs;
+                regs.hist_adjust_curve = curve.data();
+                regs.agtm = table.data();
+                status = kelvo::ALADRegistratorsInfoForDriverDraftEngine(regs);
+                if (status == 0) status = kelvo::PrintCurrentRegistratorFromDriver();
+                break;
+            }
+            default: {
+                std::vector<int> lut(ALAD_AGTM_LUT_SIZE);
+                const uint32_t src = in.ConsumeIntegral<uint32_t>(), dst = in.ConsumeIntegral<uint32_t>();
+                status = in.ConsumeBool() ? kelvo::DeinitEngineALAD()
+                                          : kelvo::ComputeAGTMLUTByAmbientLight(0, src, dst, lut.data());
+                break;
+            }
+        }
+        ALAD_FUZZ_CHECK(status == 0 || status == -1);
+    }
+    kelvo::SetEngineThreads(1);
+    return 0;
+}

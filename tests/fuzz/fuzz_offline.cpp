@@ -1,0 +1,151 @@
+// The offline functions (<alad/alad_offline.h>) with anything a program can pass: pictures of every
+// depth and channel count and any values (brightness that is not a number included), ambient
+// curves and AGTM tables of any length and content, panels and light readings that are not
+// numbers, content weights of any value, the local tone mapping with any user record, on stills
+// and as video frames. Nothing may throw, crash or hit undefined behaviour.
+#include <cstdint>
+#include <vector>
+
+#include "alad/alad_offline.h"
+#include "cltm/cltm_user.h"
+#include "tests/fuzz/fuzz_util.h"
+
+namespace {
+
+using alad_fuzz::Number;
+
+// Mostly the type a function is made for (with values in its range), else anything.
+cv::Mat Picture(FuzzedDataProvider& in, int usual_type, double lo, double hi) {
+    if (in.ConsumeIntegralInRange<int>(0, 15) == 0) return cv::Mat();
+    const int rows = in.ConsumeIntegralInRange<int>(1, 40), cols = in.ConsumeIntegralInRange<int>(1, 40);
+    if (in.ConsumeIntegralInRange<int>(0, 3) == 0) return alad_fuzz::FilledMat(in, rows, cols, alad_fuzz::AnyType(in));
+    cv::Mat picture = alad_fuzz::FilledMat(in, rows, cols, usual_type);
+    if (in.ConsumeBool()) {
+        // Within the range the function expects.
+        cv::Mat uniform(rows, cols, usual_type);
+        cv::RNG(in.ConsumeIntegral<uint64_t>()).fill(uniform, cv::RNG::UNIFORM, lo, hi);
+        picture = uniform;
+    }
+    return picture;
+}
+
+std::vector<double> Curve(FuzzedDataProvider& in) {
+    const size_t n = in.ConsumeIntegralInRange<int>(0, 3) ? 256 : in.ConsumeIntegralInRange<size_t>(0, 300);
+    std::vector<double> curve(n);
+    const bool wild = in.ConsumeIntegralInRange<int>(0, 3) == 0;
+    for (size_t i = 0; i < n; ++i) curve[i] = wild ? Number(in, -1, 2) : in.ConsumeFloatingPointInRange<double>(0, 1);
+    return curve;
+}
+
+std::vector<int32_t> Table(FuzzedDataProvider& in) {
+    const size_t n = in.ConsumeIntegralInRange<int>(0, 3) ? 256 : in.ConsumeIntegralInRange<size_t>(0, 300);
+    std::vector<int32_t> table(n);
+    const bool wild = in.ConsumeIntegralInRange<int>(0, 3) == 0;
+    for (int32_t& v : table) v = wild ? in.ConsumeIntegral<int32_t>() : in.ConsumeIntegralInRange<int32_t>(0, 8192);
+    return table;
+}
+
+kelvo::alad_cltm_user CLTMUser(FuzzedDataProvider& in) {
+    kelvo::alad_cltm_user user;
+    user.blk_width = in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 300) : in.ConsumeIntegral<uint32_t>();
+    user.blk_height = in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 300) : in.ConsumeIntegral<uint32_t>();
+    user.curve_id = in.ConsumeIntegral<int32_t>();
+    user.strength = in.ConsumeIntegral<int32_t>();
+    user.filter_flag = in.ConsumeIntegral<uint8_t>();
+    user.width = static_cast<uint32_t>(alad_fuzz::Size(in, 40));
+    user.height = static_cast<uint32_t>(alad_fuzz::Size(in, 40));
+    user.tm_mode = in.ConsumeIntegral<uint32_t>();
+    return user;
+}
+
+void LocalToneMapping(FuzzedDataProvider& in, kelvo::ContentLTM& ltm) {
+    const int frames = in.ConsumeIntegralInRange<int>(1, 3);
+    for (int f = 0; f < frames; ++f) {
+        const uint32_t index = in.ConsumeBool() ? static_cast<uint32_t>(f) : in.ConsumeIntegral<uint32_t>();
+        cv::Mat out = in.ConsumeBool() ? cv::Mat() : Picture(in, CV_32SC3, 0, 4096), gain;
+        if (in.ConsumeBool()) {
+            const cv::Mat luma = Picture(in, CV_64FC1, 0, 4096);
+            const int32_t status = ltm.CLTMGrayMode(luma, gain, out, index);
+            ALAD_FUZZ_CHECK(status == 0 || status == -1);
+        } else {
+            const int32_t status = ltm.CLTMBGRMode(Picture(in, CV_32SC3, 0, 4096), out, index);
+            ALAD_FUZZ_CHECK(status == 0 || status == -1);
+        }
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    alad_fuzz::QuietEngine();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    FuzzedDataProvider in(data, size);
+    switch (in.ConsumeIntegralInRange<int>(0, 5)) {
+        case 0: {
+            const kelvo::alad_display_model_ display{Number(in, 0.1, 5), Number(in, 1, 2000), Number(in, 0, 10),
+                                                     Number(in, 0, 2), Number(in, 0, 0.2)};
+            const kelvo::alad_view_condition_ view{static_cast<float>(Number(in, 0, 300000)),
+                                                   static_cast<float>(Number(in, 0, 300000))};
+            ALAD_FUZZ_CHECK(kelvo::AmbientToneCurve(display, view).size() == ALAD_AGTM_LUT_SIZE);
+            ALAD_FUZZ_CHECK(kelvo::AmbientAGTMTable(display, view).size() == ALAD_AGTM_LUT_SIZE);
+            break;
+        }
+        case 1: {
+            cv::Mat image = Picture(in, CV_8UC1, 0, 256);
+            std::vector<double> curve = in.ConsumeBool() ? std::vector<double>() : Curve(in), gain;
+            const float content = static_cast<float>(Number(in, 0, 1)), temporal = static_cast<float>(Number(in, 0, 1));
+            if (in.ConsumeBool()) {
+                kelvo::ContentAdaptiveToneCurve8Bit(image, curve, gain, content, temporal);
+            } else {
+                kelvo::ContentAdaptiveToneCurve(image, curve, content, temporal);
+            }
+            if (in.ConsumeBool()) kelvo::ClearLUT();
+            break;
+        }
+        case 2: {
+            cv::Mat picture = Picture(in, CV_8UC3, 0, 256);
+            cv::Mat out = in.ConsumeBool() ? cv::Mat() : Picture(in, CV_8UC3, 0, 256);
+            const std::vector<double> ambient = Curve(in);
+            switch (in.ConsumeIntegralInRange<int>(0, 5)) {
+                case 0: kelvo::GlobalToneMappingOneImage(picture, ambient, out); break;
+                case 1: kelvo::GlobalToneMappingOneImageBy1DGammaLUT(picture, ambient, out); break;
+                case 2: kelvo::GlobalToneMappingOneImageByCombineLUT(picture, ambient, out); break;
+                case 3: kelvo::GlobalToneMappingOneImageByScalerLUT(picture, ambient, out); break;
+                case 4: GlobalToneMappingOneImageFixed(picture, ambient, out); break;
+                default: GlobalToneMappingOneImageBy1DGammaLUTFixed(picture, ambient, out); break;
+            }
+            break;
+        }
+        case 3: {
+            kelvo::ContentLTM ltm(CLTMUser(in), in.ConsumeBool());
+            cv::Mat src = Picture(in, CV_32SC3, 0, 4096), reference, result;
+            const std::vector<int32_t> lut = Table(in);
+            switch (in.ConsumeIntegralInRange<int>(0, 2)) {
+                case 0: kelvo::ToneMappingOneImageLTMAGTMDeepFixed(src, lut, reference, result, ltm); break;
+                case 1: kelvo::ToneMappingOneImageLTMAGTMConcatenateFixed(src, lut, reference, result, ltm); break;
+                default: kelvo::ToneMappingOneImageAGTMLTMConcatenateFixed(src, lut, reference, result, ltm); break;
+            }
+            break;
+        }
+        case 4: {
+            kelvo::ContentLTM ltm(CLTMUser(in), in.ConsumeBool());
+            LocalToneMapping(in, ltm);
+            break;
+        }
+        default: {
+            kelvo::ad_user_t_ user;
+            user.width = static_cast<uint32_t>(alad_fuzz::Size(in, 40));
+            user.height = static_cast<uint32_t>(alad_fuzz::Size(in, 40));
+            user.strength = in.ConsumeIntegral<int32_t>();
+            user.curve_id = in.ConsumeIntegral<int32_t>();
+            user.filter_flag = in.ConsumeIntegral<uint8_t>();
+            kelvo::ContentLTM ltm(user, in.ConsumeBool());
+            LocalToneMapping(in, ltm);
+            break;
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,121 @@
+// What the fuzz targets share: a quiet engine, scratch files of this process, and ways to turn the
+// fuzzer's bytes into the values callers pass (interesting doubles, frame sizes, matrices).
+#ifndef ALAD_TESTS_FUZZ_FUZZ_UTIL_H
+#define ALAD_TESTS_FUZZ_FUZZ_UTIL_H
+
+#include <fuzzer/FuzzedDataProvider.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <opencv2/core.hpp>
+
+#include "alad/alad_engine.h"
+
+namespace alad_fuzz {
+
+// A finding is an abort, which libFuzzer reports with the input that caused it.
+#define ALAD_FUZZ_CHECK(condition)                                                               \
+    do {                                                                                         \
+        if (!(condition)) {                                                                      \
+            std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition);  \
+            std::abort();                                                                        \
+        }                                                                                        \
+    } while (0)
+
+// The engine's lines are formatted as always and then dropped: a console line per call would be
+// most of a run's time. ALAD_FUZZ_VERBOSE=1 keeps them (to follow an input that fails).
+inline void QuietEngine() {
+    const char* verbose = std::getenv("ALAD_FUZZ_VERBOSE");
+    if (verbose && verbose[0] == '1') return;
+    kelvo::SetEngineLogSink([](void*, int, const char*) {}, nullptr);
+}
+
+// A file of this process in the temporary folder (so that parallel fuzzers never share one).
+inline std::string ScratchPath(const std::string& name) {
+    return (std::filesystem::temp_directory_path() / ("alad_fuzz_" + std::to_string(::getpid()) + "_" + name))
+        .string();
+}
+
+inline std::string WriteScratch(const std::string& name, const void* data, size_t size) {
+    const std::string path = ScratchPath(name);
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (file) {
+        if (size > 0) std::fwrite(data, 1, size, file);
+        std::fclose(file);
+    }
+    return path;
+}
+
+inline std::string WriteScratch(const std::string& name, const std::string& text) {
+    return WriteScratch(name, text.data(), text.size());
+}
+
+// Mostly the values that break arithmetic (NaN, infinities, zero, signs, extremes), else a plain
+// number in a sensible range, else any bit pattern.
+inline double Number(FuzzedDataProvider& in, double lo, double hi) {
+    static const double kSpecial[] = {std::numeric_limits<double>::quiet_NaN(),
+                                      std::numeric_limits<double>::infinity(),
+                                      -std::numeric_limits<double>::infinity(),
+                                      0.0,
+                                      -0.0,
+                                      -1.0,
+                                      1.0,
+                                      1e-300,
+                                      1e300,
+                                      std::numeric_limits<double>::denorm_min(),
+                                      std::numeric_limits<double>::max(),
+                                      -std::numeric_limits<double>::max(),
+                                      3.5e38,
+                                      1e-45};
+    switch (in.ConsumeIntegralInRange<int>(0, 7)) {
+        case 0: return in.PickValueInArray(kSpecial);
+        case 1: {
+            double raw = 0;
+            const uint64_t bits = in.ConsumeIntegral<uint64_t>();
+            std::memcpy(&raw, &bits, sizeof(raw));
+            return raw;
+        }
+        default: return in.ConsumeFloatingPointInRange<double>(lo, hi);
+    }
+}
+
+// Mostly within 0..limit, sometimes any 32-bit value (negative, beyond every bound).
+inline int32_t Size(FuzzedDataProvider& in, int32_t limit) {
+    if (in.ConsumeIntegralInRange<int>(0, 15) == 0) return in.ConsumeIntegral<int32_t>();
+    return in.ConsumeIntegralInRange<int32_t>(0, limit);
+}
+
+// A matrix of the given size and type filled from the fuzzer's bytes (repeated when they run out,
+// zeros when there are none).
+inline cv::Mat FilledMat(FuzzedDataProvider& in, int rows, int cols, int type) {
+    cv::Mat mat(rows, cols, type);
+    const size_t bytes = mat.total() * mat.elemSize();
+    const std::vector<uint8_t> pattern = in.ConsumeBytes<uint8_t>(in.ConsumeIntegralInRange<size_t>(0, 256));
+    uint8_t* out = mat.data;
+    for (size_t i = 0; i < bytes; ++i) out[i] = pattern.empty() ? 0 : pattern[i % pattern.size()];
+    return mat;
+}
+
+// The record's address, or (one time in sixteen) a null pointer.
+template <typename T>
+T* MaybeNull(FuzzedDataProvider& in, T* record) {
+    return in.ConsumeIntegralInRange<int>(0, 15) ? record : nullptr;
+}
+
+// Any depth OpenCV has and 1..4 channels.
+inline int AnyType(FuzzedDataProvider& in) {
+    static const int kDepths[] = {CV_8U, CV_8S, CV_16U, CV_16S, CV_32S, CV_32F, CV_64F, CV_16F};
+    return CV_MAKETYPE(in.PickValueInArray(kDepths), in.ConsumeIntegralInRange<int>(1, 4));
+}
+
+}  // namespace alad_fuzz
+
+#endif  // ALAD_TESTS_FUZZ_FUZZ_UTIL_H
