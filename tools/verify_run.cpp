@@ -42,7 +42,10 @@ private:
     static void Sink(void* user, int level, const char* line) {
         KeptEngineProblems& self = *static_cast<KeptEngineProblems*>(user);
         if (level > 0) self.lines_.push_back(line);
-        const bool show = self.filter_ == EngineLineFilter::kAll || (self.filter_ == EngineLineFilter::kProblems && level > 0);
+        // As EngineLines shows them: under -q only the errors of the problems.
+        const int shown_from = CurrentVerbosity() == Verbosity::kQuiet ? 2 : 1;
+        const bool show =
+            self.filter_ == EngineLineFilter::kAll || (self.filter_ == EngineLineFilter::kProblems && level >= shown_from);
         if (!show) return;
         std::FILE* stream = level > 0 ? stderr : stdout;
         std::fprintf(stream, "%s\n", line);

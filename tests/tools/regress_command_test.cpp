@@ -130,6 +130,10 @@ TEST(RegressCommandTest, FiftyVectorsPassInTwoProcessesAndOnePlantedDifferenceFa
               std::string::npos)
         << errors;
     EXPECT_NE(errors.find("alad regress: 2 vectors, 1 passed, 0 failed, 1 errors"), std::string::npos) << errors;
+    // A vector that outlives its time is stopped and counted as an error.
+    EXPECT_EQ(Tool("regress " + broken + " --out " + dir / "out3" + " --timeout 0.000001", dir / "log.txt"), 1);
+    EXPECT_NE(LineOf(Read(dir / "log.txt"), "good ").find("ERROR   "), std::string::npos) << Read(dir / "log.txt");
+    EXPECT_NE(LineOf(Read(dir / "log.txt"), "good ").find("stopped after the timeout of 1e-06 s"), std::string::npos);
     EXPECT_EQ(Tool("regress " + broken + " --out " + vectors + " --force", dir / "log.txt"), 1);
     EXPECT_NE(Read(dir / "log.txt").find("holds no summary.txt, so not an earlier regression; not emptied"),
               std::string::npos);
