@@ -166,6 +166,28 @@ TEST_F(FramesTest, TenBitClipRoundTripsThroughProcessAsTheLibraryRunsIt) {
     }
 }
 
+TEST_F(FramesTest, EightBitY4mIsReadOnTheTenBitScale) {
+    std::string y4m = "YUV4MPEG2 W64 H48 F30000:1001 C420jpeg\n", raw;
+    for (int i = 0; i < 2; ++i) {
+        std::vector<uint16_t> samples = ClipFrame(i);
+        y4m += "FRAME\n";
+        for (uint16_t& v : samples) {
+            y4m += static_cast<char>(v >> 2);
+            v = static_cast<uint16_t>((v >> 2) << 2);
+        }
+        raw += Bytes(samples);
+    }
+    WriteFile(Path("clip8.y4m"), y4m);
+    WriteFile(Path("clip.yuv"), raw);
+    const alad_test::Captured run = Process({"--order", "4", "--json", Path("clip8.y4m"), Path("from8.y4m")});
+    EXPECT_NE(run.out.find("\"input_kind\": \"Y4M 4:2:0 8-bit\""), std::string::npos) << run.out;
+    Process({"--order", "4", "--yuv", "64x48", Path("clip.yuv"), Path("from10.y4m")});
+    const std::string from8 = ReadFile(Path("from8.y4m"));
+    EXPECT_EQ(from8.rfind("YUV4MPEG2 W64 H48 F30000:1001 ", 0), 0u) << from8.substr(0, 40);
+    const std::string from10 = ReadFile(Path("from10.y4m"));
+    EXPECT_TRUE(from8.substr(from8.find('\n')) == from10.substr(from10.find('\n')));
+}
+
 TEST_F(FramesTest, ATruncatedInputIsProcessedAsFarAsItGoesWithAWarning) {
     const std::string clip = WriteClip(3);
     WriteFile(clip, ReadFile(clip) + std::string(1000, '\x02'));
