@@ -101,7 +101,7 @@ void imageMatARGB2BufferForDriver(cv::Mat& argb, unsigned char* buffer) {
         alad::LogError("ERROR: input image is not Continuous ! ");
     } else if (!buffer) {
         alad::LogError("ERROR: out of memory");
-    } else {
+    } else if (!argb.empty()) {
         std::memcpy(buffer, argb.data, static_cast<size_t>(argb.rows) * static_cast<size_t>(argb.cols) * 4);
     }
 }

@@ -90,7 +90,7 @@ public:
                 ++stills_;
                 return ReadPicture12(path, nullptr);
             }
-            if (!video_.isOpened() && !video_.open(path)) {
+            if (!video_.isOpened() && !video_.open(path, cv::CAP_FFMPEG)) {
                 throw RunError("cannot read '" + path + "' as a picture or a video");
             }
             cv::Mat frame, frame12;

@@ -271,7 +271,7 @@ private:
 
 class VideoReader : public FrameReader {
 public:
-    explicit VideoReader(const std::string& path) : path_(path), capture_(path) {
+    explicit VideoReader(const std::string& path) : path_(path), capture_(path, cv::CAP_FFMPEG) {
         if (!capture_.isOpened()) throw RunError("cannot read '" + path + "' as a picture or a video");
         format_.size = cv::Size(static_cast<int>(capture_.get(cv::CAP_PROP_FRAME_WIDTH)),
                                 static_cast<int>(capture_.get(cv::CAP_PROP_FRAME_HEIGHT)));
@@ -403,7 +403,7 @@ public:
             fourcc = cv::VideoWriter::fourcc('m', 'p', '4', 'v');
             kind_ = "MPEG-4 video (lossy, 8-bit)";
         }
-        if (!writer_.open(path, fourcc, input.fps, input.size)) {
+        if (!writer_.open(path, cv::CAP_FFMPEG, fourcc, input.fps, input.size)) {
             throw RunError("cannot write video '" + path + "' (" + kind_ + ")" +
                            (ext == "mkv" ? ": this OpenCV has no FFV1 encoder; write a PNG sequence (out%04d.png)" : ""));
         }

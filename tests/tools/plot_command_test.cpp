@@ -144,8 +144,9 @@ TEST_F(PlotCommandTest, MistakesAreReportedBeforeAnyWork) {
         {RunSimulate, {in, Path("s.png")}},  // no --dst
         {RunSimulate, {"--dst", "5", in, Path("s.tif")}},
     };
-    for (const auto& [command, args] : mistakes) {
-        std::vector<std::string> a = args;
+    for (const auto& mistake : mistakes) {
+        const auto command = mistake.first;
+        std::vector<std::string> a = mistake.second;
         std::vector<char*> argv;
         for (std::string& s : a) argv.push_back(s.data());
         EXPECT_THROW(alad_test::Capture([&] { command(static_cast<int>(argv.size()), argv.data()); }), UsageError)
