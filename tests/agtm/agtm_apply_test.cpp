@@ -26,6 +26,19 @@ agtm_param_api_ Table(int32_t raw, std::initializer_list<std::pair<int, int32_t>
 
 cv::Mat Pixel(int b, int g, int r) { return cv::Mat(1, 1, CV_32SC3, cv::Scalar(b, g, r)); }
 
+int Uniform(std::mt19937& rng, int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); }
+
+// A random table of a kind: 0 anything (wrapping sums), 1 negative and capped gains, else a real
+// curve's range.
+agtm_param_api_ RandomTable(std::mt19937& rng, int kind) {
+    agtm_param_api_ param;
+    param.lut.resize(256);
+    for (int32_t& v : param.lut) {
+        v = kind == 0 ? static_cast<int32_t>(rng()) : kind == 1 ? Uniform(rng, -4096, 600000) : 2048 + Uniform(rng, -1500, 3000);
+    }
+    return param;
+}
+
 TEST(AgtmApplyTest, WorkedPixels) {
     const struct { agtm_param_api_ table; cv::Vec3i in, reference, integer; } cases[] = {
         {Table(2048), {4095, 1, 0}, {4095, 1, 0}, {4095, 1, 0}},  // unit gain: the input on both paths
@@ -96,19 +109,13 @@ TEST(AgtmApplyTest, OutputsOfAnotherShapeOrTypeAndRefusedInputs) {
 // outside 0..4095 too), output images and thread counts.
 void IntegerOnlyPassEqualsTheReference() {
     std::mt19937 rng(2718);
-    auto uniform = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    auto uniform = [&](int lo, int hi) { return Uniform(rng, lo, hi); };
     const int sizes[] = {1, 2, 3, 4, 5, 17, 65, 127, 129};
     for (int iter = 0; iter < 120; ++iter) {
         const int w = uniform(0, 2) == 0 ? uniform(1, 300) : sizes[uniform(0, 8)];
         const int h = uniform(0, 2) == 0 ? uniform(1, 120) : sizes[uniform(0, 8)];
-        agtm_param_api_ param;
-        param.lut.resize(256);
         const int table_kind = uniform(0, 3);
-        for (int32_t& v : param.lut) {
-            v = table_kind == 0   ? static_cast<int32_t>(rng())                      // anything, wrapping sums
-                : table_kind == 1 ? uniform(-4096, 600000)                           // negative and capped gains
-                                  : 2048 + uniform(-1500, 3000);                     // a real curve's range
-        }
+        const agtm_param_api_ param = RandomTable(rng, table_kind);
         cv::Mat in(h, w, CV_32SC3);
         const bool wild = uniform(0, 2) == 0;
         for (int y = 0; y < h; ++y) {
@@ -154,18 +161,13 @@ TEST(AgtmApplyTest, IntegerOnlyPassEqualsTheReferenceIntegerResult) {
 // 0..4095), alpha bytes, outputs and threads.
 void RowPassEqualsTheReference() {
     std::mt19937 rng(1618);
-    auto uniform = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    auto uniform = [&](int lo, int hi) { return Uniform(rng, lo, hi); };
     const int sizes[] = {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 65, 129};
     for (int iter = 0; iter < 100; ++iter) {
         const int w = uniform(0, 2) == 0 ? uniform(1, 300) : sizes[uniform(0, 12)];
         const int h = uniform(0, 2) == 0 ? uniform(1, 60) : sizes[uniform(0, 12)];
-        agtm_param_api_ param;
-        param.lut.resize(256);
         const int table_kind = uniform(0, 2);
-        for (int32_t& v : param.lut) {
-            v = table_kind == 0 ? static_cast<int32_t>(rng()) : table_kind == 1 ? uniform(-4096, 600000)
-                                                                               : 2048 + uniform(-1500, 3000);
-        }
+        const agtm_param_api_ param = RandomTable(rng, table_kind);
         const int alpha_kind = uniform(0, 2);  // random, transparent, opaque
         std::vector<uint8_t> bytes(static_cast<size_t>(w) * h * 4);
         for (size_t i = 0; i < bytes.size(); ++i) {

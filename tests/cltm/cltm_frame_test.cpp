@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/cltm/cltm_test_util.h"
+#include "tests/engine/engine_test_util.h"
 
 namespace kelvo {
 namespace {
@@ -31,16 +31,13 @@ TEST(CLTMFrameTest, FirstFramePassesThroughAndLaterFramesUseThePreviousCurves) {
         Engine video(k64, 130, 70, true), still(k64, 130, 70);
         video.block->curve_transition = still.block->curve_transition = transition;
         const cv::Mat in = RandomImage(130, 70, 2);
-        cv::Mat first, second, expected, ten_bits = in.clone();
-        ten_bits.forEach<cv::Vec3i>([](cv::Vec3i& p, const int*) {
-            for (int c = 0; c < 3; ++c) p[c] = 4 * (p[c] >> 2) + (p[c] >> 10);
-        });
+        cv::Mat first, second, expected;
         Stdout log;
         ASSERT_EQ(video.Video(in, first), 0);
         ASSERT_EQ(video.Video(in, second), 0);
         ASSERT_EQ(still.Still(in, expected), 0);
         EXPECT_EQ(log.Text(), "");  // a preset context is not bound again
-        EXPECT_TRUE(Same(first, ten_bits));
+        EXPECT_TRUE(Same(first, testing_util::TenBits(in)));
         EXPECT_TRUE(Same(second, expected)) << transition;
     }
     // A different second frame is not mapped with its own curves.

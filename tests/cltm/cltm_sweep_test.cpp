@@ -13,7 +13,6 @@
 #include "cltm/cltm_map.h"
 #include "cltm/cltm_rows.h"
 #include "common/threads.h"
-#include "common/debug_store.h"
 #include "tests/cltm/cltm_test_util.h"
 #include "tests/common/test_threads.h"
 
@@ -27,23 +26,19 @@ using testing_util::RandomSize;
 using testing_util::Rng;
 using testing_util::Uniform;
 
-std::vector<unsigned int> Contents(const alad_debug_buffer_& b) {
-    return b.data == nullptr ? std::vector<unsigned int>() : std::vector<unsigned int>(b.data, b.data + b.length);
-}
-
 // Everything a frame leaves behind: buffers (the output plane unpacked), context, work image and
 // the debug store.
 std::vector<std::vector<unsigned int>> State(Engine& e, size_t plane) {
     CLTMBufferManager& b = e.buffers;
     b.UnpackOutputPlane();
-    const alad_debug_output_& s = *alad_debug_output_::GetInstance();
-    return {{b.mOutputPlane, b.mOutputPlane + plane},
-            {b.mToneCurves, b.mToneCurves + b.mBlockNum * 64},
-            {b.mHistBuffer, b.mHistBuffer + 129},
-            {e.ctx->width, e.ctx->height, e.ctx->strength, e.ctx->interval_count, e.ctx->first_frame},
-            {static_cast<unsigned>(e.work.rows), static_cast<unsigned>(e.work.cols), static_cast<unsigned>(e.work.type())},
-            Contents(s.GetHistBuffer()), Contents(s.GetForewardBuffer()), Contents(s.GetBackwardBuffer()),
-            Contents(s.GetTmpCurveBuffer()), Contents(s.GetSmoothCurveBuffer()), Contents(s.GetTransitionCurveBuffer())};
+    std::vector<std::vector<unsigned int>> state = {
+        {b.mOutputPlane, b.mOutputPlane + plane},
+        {b.mToneCurves, b.mToneCurves + b.mBlockNum * 64},
+        {b.mHistBuffer, b.mHistBuffer + 129},
+        {e.ctx->width, e.ctx->height, e.ctx->strength, e.ctx->interval_count, e.ctx->first_frame},
+        {static_cast<unsigned>(e.work.rows), static_cast<unsigned>(e.work.cols), static_cast<unsigned>(e.work.type())}};
+    for (auto& array : testing_util::DebugArrays()) state.push_back(std::move(array));
+    return state;
 }
 
 // Pixels anywhere in range, now and then out of it, in a narrow band (neighbours the filter

@@ -8,11 +8,13 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <vector>
 
 #include <opencv2/core.hpp>
 
 #include "cltm/cltm_frame.h"
 #include "cltm/cltm_params.h"
+#include "common/debug_store.h"
 #include "common/simd.h"
 
 namespace kelvo {
@@ -63,6 +65,17 @@ struct Engine {
     CLTMBufferManager buffers;
     cv::Mat work;
 };
+
+// The six arrays the debug store holds, in the order of the dumps.
+inline std::vector<std::vector<unsigned int>> DebugArrays() {
+    const alad_debug_output_& s = *alad_debug_output_::GetInstance();
+    std::vector<std::vector<unsigned int>> arrays;
+    for (const alad_debug_buffer_* b : {&s.GetHistBuffer(), &s.GetForewardBuffer(), &s.GetBackwardBuffer(),
+                                        &s.GetTmpCurveBuffer(), &s.GetSmoothCurveBuffer(), &s.GetTransitionCurveBuffer()}) {
+        arrays.push_back(b->data == nullptr ? std::vector<unsigned int>() : std::vector<unsigned int>(b->data, b->data + b->length));
+    }
+    return arrays;
+}
 
 inline bool SameImage(const cv::Mat& a, const cv::Mat& b) {
     return a.size() == b.size() && a.type() == b.type() && (a.empty() || cv::norm(a, b, cv::NORM_INF) == 0.0);

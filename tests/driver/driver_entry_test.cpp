@@ -39,11 +39,13 @@ TEST(RegisterCheckTest, BoundsPassAndEveryViolationIsReportedInOrder) {
     const alad_registrator_driver valid{1, 64, 256, 1, 5, 0, 0, -1023, -1023, 0, 0, 1, 0, nullptr, nullptr};
     EXPECT_EQ(check(valid), "");
     EXPECT_EQ(check({6, 256, 64, 10, 1, 1, 8191, 1023, 1023, 1, 255, 255, 255, nullptr, nullptr}), "");
-    alad_registrator_driver wrong{0, 96, 512, 11, 6, 2, -1, -1024, 1024, -1, 256, 0, -1, nullptr, nullptr};
+    // Just below, then just above, every range.
+    alad_registrator_driver wrong[] = {{0, 96, 512, 0, 0, 2, -1, -1024, -1024, -1, -1, 0, -1, nullptr, nullptr},
+                                       {7, 512, 96, 11, 6, -1, 8192, 1024, 1024, 2, 256, 256, 256, nullptr, nullptr}};
     std::string all;
     for (const std::string& line : lines) all += line;
-    EXPECT_EQ(Printed([&] { checkAladRegisterParameterValidity(&wrong); }), all);
-    EXPECT_EQ(wrong.reg_blk_width_b, 96);  // reported, never repaired
+    for (alad_registrator_driver& w : wrong) EXPECT_EQ(Printed([&] { checkAladRegisterParameterValidity(&w); }), all);
+    EXPECT_EQ(wrong[0].reg_blk_width_b, 96);  // reported, never repaired
 
     for (auto [size, block] : {std::pair{0u, 64u}, {64u, 64u}, {65u, 128u}, {128u, 128u}, {129u, 256u}, {4000u, 256u}})
         EXPECT_EQ(_check_blk_size_driver(size), block) << size;
@@ -109,22 +111,13 @@ std::vector<unsigned char> RunBuffer(int width, int height, std::vector<unsigned
     return bytes;
 }
 
-TEST(DriverEntryTest, FramesKeepTheirAlphaBytesAndEightBitPicturesAreWidenedFirst) {
+TEST(DriverEntryTest, WhiteAndThreeChannelBuffersComeBackAndEightBitPicturesAreWidenedFirst) {
     const std::vector<unsigned char> white(4 * 6 * 5, 255), rgb888(3 * 4 * 4, 77);
     EXPECT_EQ(RunBuffer(6, 5, white, 3), white);  // 255 enters as 4095 and comes back as 255
     EXPECT_EQ(RunBuffer(4, 4, rgb888, 3), rgb888);
 
-    std::vector<unsigned char> varied(4 * 7 * 3);
-    for (size_t i = 0; i < varied.size(); ++i) varied[i] = static_cast<unsigned char>((i * 37 + 11) & 255);
-    for (int order : {1, 4}) {
-        const std::vector<unsigned char> out = RunBuffer(7, 3, varied, order);
-        int changed = 0;
-        for (size_t p = 0; p < varied.size(); p += 4) {
-            EXPECT_EQ(out[p], varied[p]) << "alpha of pixel " << p / 4;
-            for (int c = 1; c < 4; ++c) changed += out[p + c] != varied[p + c];
-        }
-        EXPECT_GT(changed, 0) << "order " << order;  // the colours really went through the engine
-    }
+    // Alpha bytes and the colours of orders 1 to 4: the in-place frames equal the chain of
+    // conversions (driver_frames_test.cpp), which keeps the alpha plane.
 
     // The 8-bit picture path widens first.
     cv::Mat picture(4, 6, CV_8UC3, cv::Scalar(255, 128, 0)), out;

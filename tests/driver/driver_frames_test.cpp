@@ -67,17 +67,11 @@ struct Result {
     cv::Mat cltm, agtm;
     std::vector<std::vector<unsigned int>> curves;
     bool operator==(const Result& o) const {
-        auto same = [](const cv::Mat& a, const cv::Mat& b) {
-            return a.size() == b.size() && a.type() == b.type() && (a.empty() || cv::norm(a, b, cv::NORM_INF) == 0);
-        };
-        return bytes == o.bytes && status == o.status && lines == o.lines && same(cltm, o.cltm) &&
-               same(agtm, o.agtm) && curves == o.curves;
+        using kelvo::testing_util::SameImage;
+        return bytes == o.bytes && status == o.status && lines == o.lines && SameImage(cltm, o.cltm) &&
+               SameImage(agtm, o.agtm) && curves == o.curves;
     }
 };
-
-std::vector<unsigned int> Contents(const kelvo::alad_debug_buffer_& b) {
-    return b.data == nullptr ? std::vector<unsigned int>() : std::vector<unsigned int>(b.data, b.data + b.length);
-}
 
 void Collect(void* user, int level, const char* line) {
     static_cast<std::vector<std::string>*>(user)->push_back(std::to_string(level) + " " + line);
@@ -115,9 +109,7 @@ std::vector<Result> Run(const Sequence& s, bool in_place) {
         const kelvo::alad_debug_output_& store = *kelvo::alad_debug_output_::GetInstance();
         r.cltm = store.GetCLTMResultData().clone();
         r.agtm = store.GetAGTMResultData().clone();
-        r.curves = {Contents(store.GetHistBuffer()),      Contents(store.GetForewardBuffer()),
-                    Contents(store.GetBackwardBuffer()),  Contents(store.GetTmpCurveBuffer()),
-                    Contents(store.GetSmoothCurveBuffer()), Contents(store.GetTransitionCurveBuffer())};
+        r.curves = kelvo::testing_util::DebugArrays();
         results.push_back(std::move(r));
     }
     kelvo::SetEngineThreads(1);

@@ -22,6 +22,7 @@
 namespace kelvo {
 namespace {
 
+using testing_util::SmallUser;
 using alad_test::EngineRegs;
 using alad_test::Printed;
 
@@ -30,15 +31,6 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr float kNaNf = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInff = std::numeric_limits<float>::infinity();
 
-// 64x48 in 64x64 blocks.
-ad_user_t_ SmallUser(uint32_t order) {
-    ad_user_t_ user;
-    user.width = 64;
-    user.height = 48;
-    user.blk_width = user.blk_height = 64;
-    user.tm_mode = order;
-    return user;
-}
 
 const alad_view_condition_ kView{300.0f, 20000.0f};
 

@@ -22,6 +22,24 @@ inline cv::Mat Random12(int rows, int cols, uint64_t seed, int type = CV_32SC3, 
     return out;
 }
 
+// A 12-bit frame as the local stage passes a first frame through: cut to ten bits and widened back.
+inline cv::Mat TenBits(const cv::Mat& frame) {
+    cv::Mat out = frame.clone();
+    for (int32_t& v : cv::Mat_<int32_t>(out.reshape(1))) v = 4 * (v >> 2) + (v >> 10);
+    return out;
+}
+
+// 64x48 frames in 64x64 blocks.
+inline ad_user_t_ SmallUser(uint32_t order, uint32_t blk_width = 64) {
+    ad_user_t_ user;
+    user.width = 64;
+    user.height = 48;
+    user.blk_width = blk_width;
+    user.blk_height = 64;
+    user.tm_mode = order;
+    return user;
+}
+
 inline bool Same(const cv::Mat& a, const cv::Mat& b) {
     return a.size() == b.size() && a.type() == b.type() && cv::norm(a, b, cv::NORM_INF) == 0.0;
 }

@@ -10,27 +10,16 @@
 #include "agtm/display_panel_model.h"
 #include "agtm/scaler_lut.h"
 #include "alad/alad_engine.h"
-#include "common/debug_store.h"
-#include "tests/common/test_threads.h"
 #include "tests/verify/verify_test_util.h"
 
 namespace kelvo {
 namespace {
 
+using testing_util::SmallUser;
 using alad_test::EngineRegs;
 using alad_test::Printed;
 using testing_util::Values;
 
-// 64x48 frames in 64x64 blocks.
-ad_user_t_ SmallUser(uint32_t order, uint32_t blk_width = 64) {
-    ad_user_t_ user;
-    user.width = 64;
-    user.height = 48;
-    user.blk_width = blk_width;
-    user.blk_height = 64;
-    user.tm_mode = order;
-    return user;
-}
 
 void Init(uint32_t order, float src = 300, float dst = 20000) {
     Printed([&] { ASSERT_EQ(InitEngineALAD(SmallUser(order), {}, alad_view_condition_{src, dst}), 0); });
@@ -139,36 +128,14 @@ TEST(EntryPointsTest, RegisterSetsApplyAndReadBack) {
     EXPECT_EQ(EngineRegs().regs.reg_tm_mode, 2);
 }
 
-// The thread setting: clamped to 1..64, 1 by default, and frames (with what the debug store keeps)
-// identical for any count.
-TEST(EntryPointsTest, EngineThreadsChangeNothingButSpeed) {
+// The thread setting is clamped to 1..64 and 1 by default. That frames and the debug store are the
+// same for any count is shown by the driver's frame comparison, which runs on 1 to 3 threads.
+TEST(EntryPointsTest, EngineThreadsAreClampedAndOneByDefault) {
     EXPECT_EQ(GetEngineThreads(), 1);
     const struct { int asked, kept; } counts[] = {{0, 1}, {-5, 1}, {3, 3}, {1000, 64}, {1, 1}};
     for (const auto& c : counts) {
         EXPECT_EQ(SetEngineThreads(c.asked), 0);
         EXPECT_EQ(GetEngineThreads(), c.kept) << c.asked;
-    }
-    if (!alad_test::kThreadsAvailable) GTEST_SKIP() << "no threads under the emulator";
-
-    ad_user_t_ user = SmallUser(1);
-    user.width = 200;
-    user.height = 150;
-    user.filter_flag = 1;
-    std::vector<cv::Mat> results[2];
-    for (int run = 0; run < 2; ++run) {
-        SetEngineThreads(run == 0 ? 1 : 3);
-        Printed([&] { InitEngineALAD(user, {}, alad_view_condition_{300.0f, 20000.0f}); });
-        for (unsigned seed = 1; seed <= 3; ++seed) {
-            cv::Mat out;
-            Printed([&] { EXPECT_EQ(RunOneFrameALAD(testing_util::Random12(150, 200, seed), out), 0); });
-            const alad_debug_output_& store = *alad_debug_output_::GetInstance();
-            for (const cv::Mat& m : {out, store.GetCLTMResultData(), store.GetAGTMResultData()}) results[run].push_back(m.clone());
-        }
-    }
-    SetEngineThreads(1);
-    ASSERT_EQ(results[0].size(), results[1].size());
-    for (size_t i = 0; i < results[0].size(); ++i) {
-        EXPECT_EQ(cv::norm(results[0][i], results[1][i], cv::NORM_INF), 0.0) << i;
     }
 }
 

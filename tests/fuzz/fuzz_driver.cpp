@@ -33,13 +33,8 @@ ad_user_t_driver_ DriverUser(FuzzedDataProvider& in) {
     return user;
 }
 
-alad_display_model_driver_ DriverDisplay(FuzzedDataProvider& in) {
-    return {Number(in, 0.1, 5), Number(in, 1, 2000), Number(in, 0, 10), Number(in, 0, 2), Number(in, 0, 0.2)};
-}
-
-alad_view_condition_driver_ DriverView(FuzzedDataProvider& in) {
-    return {static_cast<float>(Number(in, 0, 300000)), static_cast<float>(Number(in, 0, 300000))};
-}
+const auto DriverDisplay = alad_fuzz::AnyPanel<alad_display_model_driver_>;
+const auto DriverView = alad_fuzz::AnyView<alad_view_condition_driver_>;
 
 // A matrix of any type and a small size, sometimes empty.
 cv::Mat AnyMat(FuzzedDataProvider& in) {
@@ -136,10 +131,7 @@ void FrontEndFiles(FuzzedDataProvider& in) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    alad_fuzz::QuietEngine();
-    return 0;
-}
+ALAD_FUZZ_QUIET_ENGINE_AT_START
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider in(data, size);
@@ -188,8 +180,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 ad_user_interface_t_ user;
                 ad_user_t_init_interface(&user);
                 alad_display_model_interface_ display;
-                const alad_view_condition_interface_ view = {static_cast<float>(Number(in, 0, 300000)),
-                                                             static_cast<float>(Number(in, 0, 300000))};
+                const auto view = alad_fuzz::AnyView<alad_view_condition_interface_>(in);
                 result = InitEngineALADInterface(&user, &display, alad_fuzz::MaybeNull(in, &view));
                 user.width = alad_fuzz::Size(in, 64);
                 user.height = alad_fuzz::Size(in, 64);

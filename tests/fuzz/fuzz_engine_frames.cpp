@@ -37,19 +37,12 @@ kelvo::alad_display_model_ Display(FuzzedDataProvider& in) {
         case 0: return display;  // the default panel
         case 1: display.gamma = Number(in, 0.1, 5); break;
         case 2: display.black = Number(in, 0, 10); break;
-        default:
-            display.gamma = Number(in, 0.1, 5);
-            display.white = Number(in, 1, 2000);
-            display.black = Number(in, 0, 10);
-            display.backlight = Number(in, 0, 2);
-            display.reflectance = Number(in, 0, 0.2);
+        default: display = alad_fuzz::AnyPanel<kelvo::alad_display_model_>(in);
     }
     return display;
 }
 
-kelvo::alad_view_condition_ View(FuzzedDataProvider& in) {
-    return {static_cast<float>(Number(in, 0, 300000)), static_cast<float>(Number(in, 0, 300000))};
-}
+const auto View = alad_fuzz::AnyView<kelvo::alad_view_condition_>;
 
 // A register set with its tables (or, rarely, without one).
 struct Registers {
@@ -113,10 +106,7 @@ void RunFrame(FuzzedDataProvider& in) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    alad_fuzz::QuietEngine();
-    return 0;
-}
+ALAD_FUZZ_QUIET_ENGINE_AT_START
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider in(data, size);

@@ -76,19 +76,14 @@ void LocalToneMapping(FuzzedDataProvider& in, kelvo::ContentLTM& ltm) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    alad_fuzz::QuietEngine();
-    return 0;
-}
+ALAD_FUZZ_QUIET_ENGINE_AT_START
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider in(data, size);
     switch (in.ConsumeIntegralInRange<int>(0, 5)) {
         case 0: {
-            const kelvo::alad_display_model_ display{Number(in, 0.1, 5), Number(in, 1, 2000), Number(in, 0, 10),
-                                                     Number(in, 0, 2), Number(in, 0, 0.2)};
-            const kelvo::alad_view_condition_ view{static_cast<float>(Number(in, 0, 300000)),
-                                                   static_cast<float>(Number(in, 0, 300000))};
+            const auto display = alad_fuzz::AnyPanel<kelvo::alad_display_model_>(in);
+            const auto view = alad_fuzz::AnyView<kelvo::alad_view_condition_>(in);
             ALAD_FUZZ_CHECK(kelvo::AmbientToneCurve(display, view).size() == ALAD_AGTM_LUT_SIZE);
             ALAD_FUZZ_CHECK(kelvo::AmbientAGTMTable(display, view).size() == ALAD_AGTM_LUT_SIZE);
             break;

@@ -7,10 +7,7 @@
 #include "alad/alad_verify.h"
 #include "tests/fuzz/fuzz_util.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    alad_fuzz::QuietEngine();
-    return 0;
-}
+ALAD_FUZZ_QUIET_ENGINE_AT_START
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string path = alad_fuzz::WriteScratch("regs.txt", data, size);

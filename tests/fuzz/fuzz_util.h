@@ -38,6 +38,13 @@ inline void QuietEngine() {
     kelvo::SetEngineLogSink([](void*, int, const char*) {}, nullptr);
 }
 
+// Every target keeps the engine quiet from the start.
+#define ALAD_FUZZ_QUIET_ENGINE_AT_START                     \
+    extern "C" int LLVMFuzzerInitialize(int*, char***) { \
+        alad_fuzz::QuietEngine();                         \
+        return 0;                                         \
+    }
+
 // A file of this process in the temporary folder (so that parallel fuzzers never share one).
 inline std::string ScratchPath(const std::string& name) {
     return (std::filesystem::temp_directory_path() / ("alad_fuzz_" + std::to_string(::getpid()) + "_" + name))
@@ -61,19 +68,9 @@ inline std::string WriteScratch(const std::string& name, const std::string& text
 // Mostly the values that break arithmetic (NaN, infinities, zero, signs, extremes), else a plain
 // number in a sensible range, else any bit pattern.
 inline double Number(FuzzedDataProvider& in, double lo, double hi) {
-    static const double kSpecial[] = {std::numeric_limits<double>::quiet_NaN(),
-                                      std::numeric_limits<double>::infinity(),
-                                      -std::numeric_limits<double>::infinity(),
-                                      0.0,
-                                      -0.0,
-                                      -1.0,
-                                      1.0,
-                                      1e-300,
-                                      1e300,
-                                      std::numeric_limits<double>::denorm_min(),
-                                      std::numeric_limits<double>::max(),
-                                      -std::numeric_limits<double>::max(),
-                                      3.5e38,
+    using limits = std::numeric_limits<double>;
+    static const double kSpecial[] = {limits::quiet_NaN(), limits::infinity(), -limits::infinity(), 0.0, -0.0, -1.0,
+                                      1.0, 1e-300, 1e300, limits::denorm_min(), limits::max(), -limits::max(), 3.5e38,
                                       1e-45};
     switch (in.ConsumeIntegralInRange<int>(0, 7)) {
         case 0: return in.PickValueInArray(kSpecial);
@@ -108,6 +105,16 @@ inline cv::Mat FilledMat(FuzzedDataProvider& in, int rows, int cols, int type) {
 template <typename T>
 T* MaybeNull(FuzzedDataProvider& in, T* record) {
     return in.ConsumeIntegralInRange<int>(0, 15) ? record : nullptr;
+}
+
+// A panel (of the engine's or the driver's form) and a viewing condition, any values.
+template <typename Panel>
+Panel AnyPanel(FuzzedDataProvider& in) {
+    return {Number(in, 0.1, 5), Number(in, 1, 2000), Number(in, 0, 10), Number(in, 0, 2), Number(in, 0, 0.2)};
+}
+template <typename View>
+View AnyView(FuzzedDataProvider& in) {
+    return {static_cast<float>(Number(in, 0, 300000)), static_cast<float>(Number(in, 0, 300000))};
 }
 
 // Any depth OpenCV has and 1..4 channels.

@@ -2,8 +2,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -45,50 +43,33 @@ std::vector<uint16_t> ClipFrame(int index) {
 }
 
 std::string Bytes(const std::vector<uint16_t>& samples) {
-    std::string bytes(samples.size() * 2, '\0');
-    for (size_t i = 0; i < samples.size(); ++i) {
-        bytes[2 * i] = static_cast<char>(samples[i] & 0xff);
-        bytes[2 * i + 1] = static_cast<char>(samples[i] >> 8);
-    }
-    return bytes;
+    return alad_test::Le16(std::vector<int>(samples.begin(), samples.end()));
 }
 
-std::string ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-void WriteFile(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
+using alad_test::ReadFile;
+using alad_test::WriteText;
 
 alad_test::Captured Process(std::vector<std::string> args) {
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(a.data());
-    return alad_test::Capture([&] { EXPECT_EQ(RunProcess(static_cast<int>(argv.size()), argv.data()), 0); });
+    const alad_test::Captured run = alad_test::RunCommand(RunProcess, std::move(args));
+    EXPECT_EQ(run.code, 0);
+    return run;
 }
 
 class FramesTest : public testing::Test {
 protected:
-    void SetUp() override { std::filesystem::create_directories(dir_); }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-    std::string Path(const std::string& name) const { return (dir_ / name).string(); }
+    std::string Path(const std::string& name) const { return dir_ / name; }
     // The clip as raw 10-bit YUV; returns its path.
     std::string WriteClip(int frames) const {
         std::string bytes;
         for (int i = 0; i < frames; ++i) bytes += Bytes(ClipFrame(i));
-        WriteFile(Path("clip.yuv"), bytes);
-        return Path("clip.yuv");
+        return WriteText(Path("clip.yuv"), bytes);
     }
-    std::filesystem::path dir_ = std::filesystem::path(testing::TempDir()) /
-                                 ("alad_frames_" + std::string(testing::UnitTest::GetInstance()->current_test_info()->name()));
+    alad_test::ScratchDir dir_;
 };
 
 TEST_F(FramesTest, YuvDecodesAsTheHarnessReaderAndEncodesBackWithinACode) {
     const std::vector<uint16_t> samples = ClipFrame(1);
-    WriteFile(Path("one.yuv"), Bytes(samples));
+    WriteText(Path("one.yuv"), Bytes(samples));
     cv::Mat bgr10, harness12;
     alad_test::Capture([&] { yuv10BitLE2BGR(Path("one.yuv"), kSize.width, kSize.height, bgr10); });
     transform10To12(bgr10, harness12);
@@ -120,7 +101,7 @@ TEST_F(FramesTest, TenBitClipRoundTripsThroughProcessAsTheLibraryRunsIt) {
     const std::string clip = WriteClip(frames);
     std::string y4m = "YUV4MPEG2 W64 H48 F30:1 Ip A1:1 C420p10 XYSCSS=420P10\n";
     for (int i = 0; i < frames; ++i) y4m += "FRAME\n" + Bytes(ClipFrame(i));
-    WriteFile(Path("clip.y4m"), y4m);
+    WriteText(Path("clip.y4m"), y4m);
     for (const int order : {3, 4}) {
         SCOPED_TRACE(order);
         const std::string o = std::to_string(order);
@@ -132,14 +113,11 @@ TEST_F(FramesTest, TenBitClipRoundTripsThroughProcessAsTheLibraryRunsIt) {
         user.tm_mode = static_cast<uint32_t>(order);
         user.width = kSize.width;
         user.height = kSize.height;
-        kelvo::alad_view_condition_ view;
-        view.blackLevelSrc = 300.0f;
-        view.blackLevelDst = 20000.0f;
         std::string expected;
         alad_test::Capture([&] {
-            ASSERT_EQ(kelvo::InitEngineALAD(user, kelvo::alad_display_model_(), view), 0);
+            ASSERT_EQ(kelvo::InitEngineALAD(user, {}, kelvo::alad_view_condition_{300.0f, 20000.0f}), 0);
             for (int i = 0; i < frames; ++i) {
-                WriteFile(Path("frame.yuv"), Bytes(ClipFrame(i)));
+                WriteText(Path("frame.yuv"), Bytes(ClipFrame(i)));
                 cv::Mat bgr10, frame12, out;
                 yuv10BitLE2BGR(Path("frame.yuv"), kSize.width, kSize.height, bgr10);
                 transform10To12(bgr10, frame12);
@@ -177,8 +155,8 @@ TEST_F(FramesTest, EightBitY4mIsReadOnTheTenBitScale) {
         }
         raw += Bytes(samples);
     }
-    WriteFile(Path("clip8.y4m"), y4m);
-    WriteFile(Path("clip.yuv"), raw);
+    WriteText(Path("clip8.y4m"), y4m);
+    WriteText(Path("clip.yuv"), raw);
     const alad_test::Captured run = Process({"--order", "4", "--json", Path("clip8.y4m"), Path("from8.y4m")});
     EXPECT_NE(run.out.find("\"input_kind\": \"Y4M 4:2:0 8-bit\""), std::string::npos) << run.out;
     Process({"--order", "4", "--yuv", "64x48", Path("clip.yuv"), Path("from10.y4m")});
@@ -190,7 +168,7 @@ TEST_F(FramesTest, EightBitY4mIsReadOnTheTenBitScale) {
 
 TEST_F(FramesTest, ATruncatedInputIsProcessedAsFarAsItGoesWithAWarning) {
     const std::string clip = WriteClip(3);
-    WriteFile(clip, ReadFile(clip) + std::string(1000, '\x02'));
+    WriteText(clip, ReadFile(clip) + std::string(1000, '\x02'));
     const alad_test::Captured run = Process({"--json", "--yuv", "64x48", clip, Path("out.yuv")});
     EXPECT_NE(run.err.find("warning: '" + clip + "' ends inside frame 3"), std::string::npos) << run.err;
     EXPECT_NE(run.out.find("\"frames\": 3"), std::string::npos) << run.out;
@@ -208,7 +186,7 @@ TEST_F(FramesTest, ATruncatedInputIsProcessedAsFarAsItGoesWithAWarning) {
     const size_t movi = avi.find("movi");
     ASSERT_NE(movi, std::string::npos);
     const size_t second = avi.find("00dc", avi.find("00dc", movi) + 4);  // the second frame's chunk
-    WriteFile(Path("short.avi"), avi.substr(0, second));
+    WriteText(Path("short.avi"), avi.substr(0, second));
     const alad_test::Captured cut = Process({Path("short.avi"), Path("short_out%02d.png")});
     EXPECT_NE(cut.err.find("' ended after 1 frames; its header says 4"), std::string::npos) << cut.err;
 }
@@ -245,11 +223,8 @@ TEST_F(FramesTest, SequencesInAndOutKeepTheirDepthAndAVideoIsNotWrittenIntoOnePi
         {Path("clip.yuv"), Path("x.png")},
         {"--side-by-side", Path("s.png"), Path("f%03d.png"), Path("x%d.png")},
     };
-    for (std::vector<std::string> args : mistakes) {
-        std::vector<char*> argv;
-        for (std::string& a : args) argv.push_back(a.data());
-        EXPECT_THROW(alad_test::Capture([&] { RunProcess(static_cast<int>(argv.size()), argv.data()); }), UsageError)
-            << args[0] << " " << args[1];
+    for (const std::vector<std::string>& args : mistakes) {
+        EXPECT_THROW(alad_test::RunCommand(RunProcess, args), UsageError) << args[0] << " " << args[1];
     }
     EXPECT_FALSE(std::filesystem::exists(Path("one.png")));
 }

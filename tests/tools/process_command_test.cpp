@@ -15,13 +15,7 @@ namespace alad_tool {
 namespace {
 
 // Runs `alad process` with its console output captured and dropped.
-int Process(std::vector<std::string> args) {
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(a.data());
-    int code = -1;
-    alad_test::Capture([&] { code = RunProcess(static_cast<int>(argv.size()), argv.data()); });
-    return code;
-}
+int Process(std::vector<std::string> args) { return alad_test::RunCommand(RunProcess, std::move(args)).code; }
 
 cv::Mat Gradient(int shift) {
     cv::Mat picture(48, 64, CV_8UC3);
@@ -34,11 +28,8 @@ cv::Mat Gradient(int shift) {
 // Each test works in a folder of its own: the tests may run at the same time.
 class ProcessCommandTest : public testing::Test {
 protected:
-    void SetUp() override { std::filesystem::create_directories(dir_); }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-    std::string Path(const std::string& name) const { return (dir_ / name).string(); }
-    std::filesystem::path dir_ = std::filesystem::path(testing::TempDir()) /
-                                 ("alad_" + std::string(testing::UnitTest::GetInstance()->current_test_info()->name()));
+    std::string Path(const std::string& name) const { return dir_ / name; }
+    alad_test::ScratchDir dir_;
 };
 
 TEST_F(ProcessCommandTest, StillPictureShowsTheLocalStage) {

@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -18,13 +17,7 @@ namespace {
 
 using namespace alad_test;
 
-int Vector(std::vector<std::string> args) {
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(a.data());
-    int code = -1;
-    Capture([&] { code = RunVector(static_cast<int>(argv.size()), argv.data()); });
-    return code;
-}
+int Vector(std::vector<std::string> args) { return RunCommand(RunVector, std::move(args)).code; }
 
 // The tool itself, as CI runs it: the regression runs its vectors in processes of the tool.
 int Tool(const std::string& args, const std::string& output) {
@@ -41,30 +34,13 @@ std::string LineOf(const std::string& text, const std::string& start) {
     return "";
 }
 
-std::string Read(const std::string& path) {
-    std::ifstream file(path);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 // The JUnit report as an XML parser reads it: "tests failures errors testcases failed-cases".
 std::string ParsedJUnit(const std::string& path, const std::string& scratch) {
-    const std::string python = "/usr/bin/python3";
-    if (!std::filesystem::exists(python)) {
-        // Without Python, at least well-formed.
-        const XmlDocument document = ParseXml(Read(path));
-        EXPECT_EQ(document.error, "");
-        return "no python";
-    }
-    const std::string script =
-        "import sys, xml.etree.ElementTree as E\n"
-        "r = E.parse(sys.argv[1]).getroot()\n"
-        "failed = [c.get('name') + ': ' + f.get('message') for c in r.iter('testcase') for f in c]\n"
-        "print(r.get('tests'), r.get('failures'), r.get('errors'), len(list(r.iter('testcase'))), failed)\n";
-    WriteText(scratch + "/junit.py", script);
-    const int status = std::system((python + " " + scratch + "/junit.py " + path + " > " + scratch + "/parsed.txt 2>&1").c_str());
-    return Read(scratch + "/parsed.txt") + (status == 0 ? "" : "python failed");
+    return RunPython("import sys, xml.etree.ElementTree as E\n"
+                     "r = E.parse(sys.argv[1]).getroot()\n"
+                     "failed = [c.get('name') + ': ' + f.get('message') for c in r.iter('testcase') for f in c]\n"
+                     "print(r.get('tests'), r.get('failures'), r.get('errors'), len(list(r.iter('testcase'))), failed)\n",
+                     path, scratch);
 }
 
 TEST(RegressCommandTest, FiftyVectorsPassInTwoProcessesAndOnePlantedDifferenceFailsOneCase) {
@@ -86,13 +62,13 @@ TEST(RegressCommandTest, FiftyVectorsPassInTwoProcessesAndOnePlantedDifferenceFa
     }
     const std::string junit = dir / "junit.xml", out = dir / "out";
     ASSERT_EQ(Tool("regress " + vectors + " -j 2 --out " + out + " --junit " + junit, dir / "log.txt"), 0)
-        << Read(dir / "log.txt");
-    EXPECT_NE(Read(dir / "log.txt").find("alad regress: 50 vectors, 50 passed, 0 failed, 0 errors (-j 2"),
+        << ReadFile(dir / "log.txt");
+    EXPECT_NE(ReadFile(dir / "log.txt").find("alad regress: 50 vectors, 50 passed, 0 failed, 0 errors (-j 2"),
               std::string::npos)
-        << Read(dir / "log.txt");
-    const std::string parsed = ParsedJUnit(junit, dir.path.string());
-    if (parsed != "no python") {
-        EXPECT_EQ(parsed, "50 0 0 50 []\n");
+        << ReadFile(dir / "log.txt");
+    const bool python = HavePython();  // without it, the report is not parsed
+    if (python) {
+        EXPECT_EQ(ParsedJUnit(junit, dir.path.string()), "50 0 0 50 []\n");
     }
 
     // One value changed in one expected dump: exactly that vector fails, naming the file and line.
@@ -104,12 +80,12 @@ TEST(RegressCommandTest, FiftyVectorsPassInTwoProcessesAndOnePlantedDifferenceFa
     for (const std::string& line : lines) text += line + "\n";
     WriteText(hist, text);
     EXPECT_EQ(Tool("regress " + vectors + " -j2 --out " + out + " --junit " + junit, dir / "log.txt"), 1)
-        << Read(dir / "log.txt");
+        << ReadFile(dir / "log.txt");
     EXPECT_EQ(Tool("regress " + vectors + " -j2 --out " + out + " --force --junit " + junit, dir / "log.txt"), 1);
-    const std::string log = Read(dir / "log.txt");
+    const std::string log = ReadFile(dir / "log.txt");
     EXPECT_NE(log.find("alad regress: 50 vectors, 49 passed, 1 failed, 0 errors"), std::string::npos) << log;
     EXPECT_NE(LineOf(log, "vec-17 ").find(" 3  FAIL "), std::string::npos) << log;
-    if (parsed != "no python") {
+    if (python) {
         const std::string failed = ParsedJUnit(junit, dir.path.string());
         EXPECT_EQ(failed.substr(0, 11), "50 1 0 50 [") << failed;
         EXPECT_NE(failed.find("vec-17: frame-001/hist.txt: 1 of "), std::string::npos) << failed;
@@ -124,7 +100,7 @@ TEST(RegressCommandTest, FiftyVectorsPassInTwoProcessesAndOnePlantedDifferenceFa
     WriteText(broken + "/bad/image.txt", "000000000\n");
     std::filesystem::copy(vectors + "/vec-00", broken + "/good", std::filesystem::copy_options::recursive);
     EXPECT_EQ(Tool("regress " + broken + " --out " + dir / "out2", dir / "log.txt"), 1);
-    const std::string errors = Read(dir / "log.txt");
+    const std::string errors = ReadFile(dir / "log.txt");
     EXPECT_NE(LineOf(errors, "bad ").find(" 1  ERROR ") , std::string::npos) << errors;
     EXPECT_NE(LineOf(errors, "bad ").find("alad verify: register file '" + broken + "/bad/regs.txt' sets the frame size 0x0"),
               std::string::npos)
@@ -132,10 +108,10 @@ TEST(RegressCommandTest, FiftyVectorsPassInTwoProcessesAndOnePlantedDifferenceFa
     EXPECT_NE(errors.find("alad regress: 2 vectors, 1 passed, 0 failed, 1 errors"), std::string::npos) << errors;
     // A vector that outlives its time is stopped and counted as an error.
     EXPECT_EQ(Tool("regress " + broken + " --out " + dir / "out3" + " --timeout 0.000001", dir / "log.txt"), 1);
-    EXPECT_NE(LineOf(Read(dir / "log.txt"), "good ").find("ERROR   "), std::string::npos) << Read(dir / "log.txt");
-    EXPECT_NE(LineOf(Read(dir / "log.txt"), "good ").find("stopped after the timeout of 1e-06 s"), std::string::npos);
+    EXPECT_NE(LineOf(ReadFile(dir / "log.txt"), "good ").find("ERROR   "), std::string::npos) << ReadFile(dir / "log.txt");
+    EXPECT_NE(LineOf(ReadFile(dir / "log.txt"), "good ").find("stopped after the timeout of 1e-06 s"), std::string::npos);
     EXPECT_EQ(Tool("regress " + broken + " --out " + vectors + " --force", dir / "log.txt"), 1);
-    EXPECT_NE(Read(dir / "log.txt").find("holds no summary.txt, so not an earlier regression; not emptied"),
+    EXPECT_NE(ReadFile(dir / "log.txt").find("holds no summary.txt, so not an earlier regression; not emptied"),
               std::string::npos);
 }
 

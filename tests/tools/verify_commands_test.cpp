@@ -17,13 +17,7 @@ namespace {
 
 using namespace alad_test;
 
-int Vector(std::vector<std::string> args) {
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(a.data());
-    int code = -1;
-    Capture([&] { code = RunVector(static_cast<int>(argv.size()), argv.data()); });
-    return code;
-}
+int Vector(std::vector<std::string> args) { return RunCommand(RunVector, std::move(args)).code; }
 
 // The tool's own run of vector, verify, diff and regs is in cli_test.cmake; here the vector is held
 // against the engine of the same process.
@@ -40,20 +34,17 @@ TEST(VectorCommandTest, PicturesAndYuvFramesBecomeVectorsOfTheDefaultRegisters) 
     EXPECT_EQ(cv::norm(read, widened, cv::NORM_INF), 0.0);
 
     // The register file holds every key and reads back as the engine's registers of that run.
-    std::vector<uint32_t> curve(65);
-    std::vector<int32_t> table(256);
-    kelvo::alad_verification_registrator_ regs;
-    regs.hist_adjust_curve = curve.data();
-    regs.agtm = table.data();
-    EXPECT_EQ(ReadRegisterFile((dir / "vec/regs.txt").c_str(), regs), 0);
+    FileRegisters file;
+    const kelvo::alad_verification_registrator_& regs = file.regs;
+    EXPECT_EQ(ReadRegisterFile((dir / "vec/regs.txt").c_str(), file.regs), 0);
     EXPECT_EQ(ReadLines(dir / "vec/regs.txt").size(), 13u + 65u + 256u);
     const EngineRegs engine;
     EXPECT_EQ(std::vector<int>({regs.reg_tm_mode, regs.width, regs.height, regs.reg_blk_width_b,
                                 regs.reg_strength_target, regs.reg_strength_step}),
               std::vector<int>({1, 5, 3, 256, engine.regs.reg_strength_target, engine.regs.reg_strength_step}));
-    EXPECT_EQ(curve, engine.curve);
-    EXPECT_EQ(table, engine.table);
-    EXPECT_NE(table[0], 2048);  // 300 -> 20000 lux is not the identity
+    EXPECT_EQ(file.hist, engine.curve);
+    EXPECT_EQ(file.agtm, engine.table);
+    EXPECT_NE(file.agtm[0], 2048);  // 300 -> 20000 lux is not the identity
 
     // A 10-bit YUV frame: grey (Y 502, U = V = 512) becomes (298 * 438 + 512) >> 8 = 511, widened.
     WriteText(dir / "grey.yuv", Le16({502, 502, 502, 502, 502, 502, 502, 502, 512, 512, 512, 512}));
@@ -78,12 +69,9 @@ TEST(VectorCommandTest, OptionsFramesChecksAndExpectedDumps) {
     ASSERT_EQ(Vector({small, dir / "v", "--order", "3", "--block", "64x128", "--strength", "2", "--frames", "3",
                       "--expect"}),
               0);
-    std::vector<uint32_t> curve(65);
-    std::vector<int32_t> table(256);
-    kelvo::alad_verification_registrator_ regs;
-    regs.hist_adjust_curve = curve.data();
-    regs.agtm = table.data();
-    ASSERT_EQ(ReadRegisterFile((dir / "v/regs.txt").c_str(), regs), 0);
+    FileRegisters file;
+    const kelvo::alad_verification_registrator_& regs = file.regs;
+    ASSERT_EQ(ReadRegisterFile((dir / "v/regs.txt").c_str(), file.regs), 0);
     EXPECT_EQ(std::vector<int>({regs.reg_tm_mode, regs.reg_blk_width_b, regs.reg_blk_height_b, regs.reg_strength_target}),
               std::vector<int>({3, 64, 128, 32}));
     // The same picture three times, and the dumps of this build beside it.

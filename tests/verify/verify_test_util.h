@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,13 @@ inline std::string WriteText(const std::string& path, const std::string& text) {
     return path;
 }
 
+inline std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
 inline std::vector<std::string> ReadLines(const std::string& path) {
     std::ifstream file(path);
     std::vector<std::string> lines;
@@ -44,16 +52,17 @@ inline std::string Le16(const std::vector<int>& samples) {
     return bytes;
 }
 
-// Standard output and standard error of a call (also when it throws).
+// Standard output and standard error of a call (also when it throws), and a command's exit code.
 struct Captured {
     std::string out, err;
+    int code = -1;
 };
 template <typename Call>
 Captured Capture(Call&& call) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     const auto end = [] {
-        return Captured{testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
+        return Captured{testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr(), -1};
     };
     try { call(); } catch (...) { end(); throw; }
     return end();
@@ -62,6 +71,28 @@ template <typename Call>
 std::string Printed(Call&& call) {
     return Capture(call).out;
 }
+
+// A command-line entry point run on `args`, its console captured.
+using Command = int (*)(int, char**);
+inline Captured RunCommand(Command command, std::vector<std::string> args) {
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(a.data());
+    int code = -1;
+    Captured run = Capture([&] { code = command(static_cast<int>(argv.size()), argv.data()); });
+    run.code = code;
+    return run;
+}
+
+// The record a register file is read into, with its two tables.
+struct FileRegisters {
+    std::vector<uint32_t> hist = std::vector<uint32_t>(65);
+    std::vector<int32_t> agtm = std::vector<int32_t>(256);
+    kelvo::alad_verification_registrator_ regs;
+    FileRegisters() {
+        regs.hist_adjust_curve = hist.data();
+        regs.agtm = agtm.data();
+    }
+};
 
 // The register set the engine runs now.
 struct EngineRegs : kelvo::testing_util::Registers {
