@@ -239,16 +239,14 @@ TEST(BadRecordsTest, FrameSizesAboveTheBoundAreRefusedAndTheEngineRunsOn) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.message);
         Printed([&] { ASSERT_EQ(InitEngineALAD(SmallUser(1), {}, kView), 0); });
-        cv::Mat first;
-        Printed([&] { RunOneFrameALAD(Frame(), first); });
+        RunFrame();
         const EngineRegs before;
         const std::string printed = Printed([&] { EXPECT_EQ(c.call(), -1); });
         EXPECT_NE(printed.find(c.message), std::string::npos) << printed;
         const EngineRegs after;
         EXPECT_EQ(testing_util::Values(after.regs), testing_util::Values(before.regs));
         EXPECT_EQ(after.table, before.table);
-        cv::Mat out;
-        Printed([&] { EXPECT_EQ(RunOneFrameALAD(Frame(), out), 0); });
+        const cv::Mat out = RunFrame();
         EXPECT_EQ(out.size(), cv::Size(64, 48));
         EXPECT_NE(cv::norm(out, Frame(), cv::NORM_INF), 0.0);  // both stages ran
     }

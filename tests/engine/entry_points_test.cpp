@@ -58,15 +58,6 @@ TEST(EntryPointsTest, LogSinkReceivesEveryLineAndRefusedFramesReturnMinusOne) {
     EXPECT_NE(Printed([&] { RunOneFrameALAD(Frame(4), out); }).find("LCH 00.\nLCH 01.\n"), std::string::npos);
 }
 
-TEST(EntryPointsTest, StatusPrintsThirteenValuesAndTwoLabels) {
-    Init(1);
-    const std::string head = "KELVODraftEngine PrintCurrentRegistratorFromDriver : \n1\n64\n48\n";
-    const std::string tail = "\n64\n0\n0\n0\n0\n0\n128\n5\n0\n agtm : \n hist_adjust_curve : \n";
-    EXPECT_EQ(Printed([] { EXPECT_EQ(PrintCurrentRegistratorFromDriver(), 0); }), head + "64" + tail);
-    Printed([] { UpdateCLTMParameter(SmallUser(1, 100)); });
-    EXPECT_EQ(Printed([] { PrintCurrentRegistratorFromDriver(); }), head + "128" + tail);
-}
-
 TEST(EntryPointsTest, ViewAndDisplayUpdatesRegenerateTheTableButLeaveTheLocalStage) {
     auto run_sequence = [&](bool update_between) {
         cv::Mat out;

@@ -58,22 +58,10 @@ TEST(ToolOptionsTest, ParsesValuesFlagsAndPositionalsAndNamesTheOptionOfAMistake
 
 TEST(ToolJsonTest, WritesNestedDocumentsReadably) {
     JsonWriter out;
-    out.BeginObject()
-        .Member("name", "a \"quoted\"\tname\\")
-        .Member("count", 3)
-        .Member("share", 0.25)
-        .Member("missing", std::nan(""))
-        .Member("table", std::vector<int32_t>{1, -2})
-        .Key("empty")
-        .BeginArray()
-        .EndArray()
-        .Key("items")
-        .BeginArray()
-        .BeginObject()
-        .Member("ok", true)
-        .EndObject()
-        .EndArray()
-        .EndObject();
+    out.BeginObject().Member("name", "a \"quoted\"\tname\\").Member("count", 3).Member("share", 0.25);
+    out.Member("missing", std::nan("")).Member("table", std::vector<int32_t>{1, -2});
+    out.Key("empty").BeginArray().EndArray().Key("items").BeginArray().BeginObject().Member("ok", true).EndObject();
+    out.EndArray().EndObject();
     EXPECT_EQ(out.Text(),
               "{\n"
               "  \"name\": \"a \\\"quoted\\\"\\tname\\\\\",\n"
