@@ -2,8 +2,6 @@
 // sizes, registers, filter tables, pixels and output images; and the sweep's curve kernel against _tone_mapping.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <memory>
 #include <string>
 #include <vector>
 

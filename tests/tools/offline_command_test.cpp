@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 #include <string>
 #include <vector>
