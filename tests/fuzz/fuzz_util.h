@@ -6,6 +6,7 @@
 #include <fuzzer/FuzzedDataProvider.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -63,6 +64,22 @@ inline std::string WriteScratch(const std::string& name, const void* data, size_
 
 inline std::string WriteScratch(const std::string& name, const std::string& text) {
     return WriteScratch(name, text.data(), text.size());
+}
+
+// A checker's report on a text of `size` bytes: counts that add up, at most the kept number of
+// problems, each a message at a place inside the text (or the file as a whole), in file order.
+template <typename Report>
+void CheckReportShape(const Report& report, const uint8_t* data, size_t size) {
+    const int64_t lines = 1 + std::count(data, data + size, '\n');
+    ALAD_FUZZ_CHECK(report.errors >= 0 && report.warnings >= 0 && report.NotKept() >= 0);
+    ALAD_FUZZ_CHECK(report.problems.size() <= Report::kKeptProblems);
+    int64_t last_line = 0;
+    for (const auto& problem : report.problems) {
+        ALAD_FUZZ_CHECK(!problem.message.empty());
+        ALAD_FUZZ_CHECK(problem.line >= 0 && problem.line <= lines && problem.column >= 0);
+        ALAD_FUZZ_CHECK(problem.line == 0 || problem.line >= last_line);
+        if (problem.line > 0) last_line = problem.line;
+    }
 }
 
 // Mostly the values that break arithmetic (NaN, infinities, zero, signs, extremes), else a plain
