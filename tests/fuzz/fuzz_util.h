@@ -67,7 +67,8 @@ inline std::string WriteScratch(const std::string& name, const std::string& text
 }
 
 // A checker's report on a text of `size` bytes: counts that add up, at most the kept number of
-// problems, each a message at a place inside the text (or the file as a whole), in file order.
+// problems, each a message at a place inside the text, on the line after its end (what is missing)
+// or on the file as a whole, in file order.
 template <typename Report>
 void CheckReportShape(const Report& report, const uint8_t* data, size_t size) {
     const int64_t lines = 1 + std::count(data, data + size, '\n');
@@ -76,7 +77,7 @@ void CheckReportShape(const Report& report, const uint8_t* data, size_t size) {
     int64_t last_line = 0;
     for (const auto& problem : report.problems) {
         ALAD_FUZZ_CHECK(!problem.message.empty());
-        ALAD_FUZZ_CHECK(problem.line >= 0 && problem.line <= lines && problem.column >= 0);
+        ALAD_FUZZ_CHECK(problem.line >= 0 && problem.line <= lines + 1 && problem.column >= 0);
         ALAD_FUZZ_CHECK(problem.line == 0 || problem.line >= last_line);
         if (problem.line > 0) last_line = problem.line;
     }
