@@ -151,19 +151,12 @@ Sequence RandomSequence(Rng& rng) {
     s.view.blackLevelDst = static_cast<float>(Uniform(rng, 0, 60000));
     s.registers = Uniform(rng, 0, 2) == 0;
     if (s.registers) {
-        s.regs.reg_tm_mode = static_cast<int32_t>(Uniform(rng, 1, 6));
-        s.regs.width = static_cast<int32_t>(w);
-        s.regs.height = static_cast<int32_t>(h);
-        s.regs.reg_blk_width_b = static_cast<int32_t>(blocks[Uniform(rng, 0, 2)]);
-        s.regs.reg_blk_height_b = static_cast<int32_t>(blocks[Uniform(rng, 0, 2)]);
-        s.regs.reg_hist_mode = static_cast<int32_t>(Uniform(rng, 0, 1));
-        s.regs.reg_curve_transition = static_cast<int32_t>(Uniform(rng, 0, 8191));
-        s.regs.reg_linear_adj_offset = Uniform(rng, 0, 2) == 0 ? static_cast<int32_t>(Uniform(rng, 0, 2046)) - 1023 : 0;
-        s.regs.reg_linear_adj_ratio = Uniform(rng, 0, 2) == 0 ? static_cast<int32_t>(Uniform(rng, 0, 2046)) - 1023 : 0;
-        s.regs.reg_strength_mode = static_cast<int32_t>(Uniform(rng, 0, 1));
-        s.regs.reg_strength_target = static_cast<int32_t>(Uniform(rng, 0, 255));
-        s.regs.reg_strength_step = static_cast<int32_t>(Uniform(rng, 1, 255));
-        s.regs.reg_strength_interval = static_cast<int32_t>(Uniform(rng, 0, 3));
+        // Drawn field by field in the record's order (a braced list is evaluated left to right).
+        const auto u = [&](uint32_t lo, uint32_t hi) { return static_cast<int32_t>(Uniform(rng, lo, hi)); };
+        const auto adjust = [&] { return Uniform(rng, 0, 2) == 0 ? u(0, 2046) - 1023 : 0; };
+        const auto block = [&] { return static_cast<int32_t>(blocks[Uniform(rng, 0, 2)]); };
+        s.regs = {u(1, 6),  static_cast<int32_t>(w), static_cast<int32_t>(h), block(), block(), u(0, 1), u(0, 8191),
+                  adjust(), adjust(), u(0, 1), u(0, 255), u(1, 255), u(0, 3), nullptr, nullptr};
         for (uint32_t& v : s.curve) v = Uniform(rng, 200, 2000);
         const uint32_t kind = Uniform(rng, 0, 2);  // negative and capped gains, or a real curve's range
         for (int32_t& v : s.table) {

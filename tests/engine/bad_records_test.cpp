@@ -195,10 +195,6 @@ TEST(BadRecordsTest, FrameSizesAboveTheBoundAreRefusedAndTheEngineRunsOn) {
         return alad_verification_registrator_{4, width, height, 64, 64, 0, 0, 0, 0, 0, 200, 9, 0, curve.data(),
                                               table.data()};
     };
-    auto front_of = [&](int32_t width, int32_t height) {
-        return alad_verification_registrator_interface_{4, width, height, 64, 64, 0, 0, 0, 0, 0, 200, 9, 0,
-                                                        front_curve.data(), table.data()};
-    };
     // The status of a call, or what it recorded for the driver.
     const struct {
         std::function<int32_t()> call;
@@ -230,7 +226,8 @@ TEST(BadRecordsTest, FrameSizesAboveTheBoundAreRefusedAndTheEngineRunsOn) {
          },
          "UpdateCLTMParameterForVerify: frame size 64x-48 refused"},
         {[&] {
-             const alad_verification_registrator_interface_ regs = front_of(9000, 48);
+             const alad_verification_registrator_interface_ regs{4, 9000, 48, 64, 64, 0, 0, 0, 0, 0, 200, 9, 0,
+                                                                 front_curve.data(), table.data()};
              SettingVerificationRegistratorInterface(&regs);
              return GetLastStatusForDriver();
          },

@@ -56,10 +56,7 @@ TEST(SteadyStateTest, RepeatedFramesOfOneSizeAllocateNothingFrameSized) {
                 user.height = kHeight;
                 user.tm_mode = order;
                 user.filter_flag = order == 2;  // the filtered sweep too
-                kelvo::alad_view_condition_ view;
-                view.blackLevelSrc = 300.0f;
-                view.blackLevelDst = 20000.0f;
-                kelvo::InitEngineALAD(user, kelvo::alad_display_model_(), view);
+                kelvo::InitEngineALAD(user, kelvo::alad_display_model_(), kelvo::alad_view_condition_{300.0f, 20000.0f});
                 kelvo::SetEngineDebugImages(keep);
                 out.release();
                 run();  // the first frames of a size make the working images

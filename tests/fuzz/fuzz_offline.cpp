@@ -29,20 +29,22 @@ cv::Mat Picture(FuzzedDataProvider& in, int usual_type, double lo, double hi) {
     return picture;
 }
 
+// Mostly 256 entries, mostly of their usual values (`usual`), else any (`wild`).
+template <typename T, typename Wild, typename Usual>
+std::vector<T> Entries(FuzzedDataProvider& in, Wild wild, Usual usual) {
+    std::vector<T> entries(in.ConsumeIntegralInRange<int>(0, 3) ? 256 : in.ConsumeIntegralInRange<size_t>(0, 300));
+    const bool any = in.ConsumeIntegralInRange<int>(0, 3) == 0;
+    for (T& v : entries) v = any ? wild() : usual();
+    return entries;
+}
+
 std::vector<double> Curve(FuzzedDataProvider& in) {
-    const size_t n = in.ConsumeIntegralInRange<int>(0, 3) ? 256 : in.ConsumeIntegralInRange<size_t>(0, 300);
-    std::vector<double> curve(n);
-    const bool wild = in.ConsumeIntegralInRange<int>(0, 3) == 0;
-    for (size_t i = 0; i < n; ++i) curve[i] = wild ? Number(in, -1, 2) : in.ConsumeFloatingPointInRange<double>(0, 1);
-    return curve;
+    return Entries<double>(in, [&] { return Number(in, -1, 2); }, [&] { return in.ConsumeFloatingPointInRange<double>(0, 1); });
 }
 
 std::vector<int32_t> Table(FuzzedDataProvider& in) {
-    const size_t n = in.ConsumeIntegralInRange<int>(0, 3) ? 256 : in.ConsumeIntegralInRange<size_t>(0, 300);
-    std::vector<int32_t> table(n);
-    const bool wild = in.ConsumeIntegralInRange<int>(0, 3) == 0;
-    for (int32_t& v : table) v = wild ? in.ConsumeIntegral<int32_t>() : in.ConsumeIntegralInRange<int32_t>(0, 8192);
-    return table;
+    return Entries<int32_t>(in, [&] { return in.ConsumeIntegral<int32_t>(); },
+                            [&] { return in.ConsumeIntegralInRange<int32_t>(0, 8192); });
 }
 
 kelvo::alad_cltm_user CLTMUser(FuzzedDataProvider& in) {

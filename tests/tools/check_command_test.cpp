@@ -50,9 +50,8 @@ struct Regs {
         text = "tm_mode=1\nwidth=8\nheight=4\nblk_width_b=64\nblk_height_b=64\nhist_mode=0\ncurve_transition=0\n"
                "linear_adj_offset=0\nlinear_adj_ratio=0\nstrength_mode=0\nstrength_target=128\nstrength_step=5\n"
                "strength_interval=0\n";
-        char line[64];
-        for (int i = 0; i < 65; ++i) text += (std::snprintf(line, sizeof(line), "hist_adj_curv_%02d=%d\n", i, 100 + i), line);
-        for (int i = 0; i < 256; ++i) text += (std::snprintf(line, sizeof(line), "agtm_entry%03d=2048\n", i), line);
+        for (int i = 0; i < 65; ++i) text += cv::format("hist_adj_curv_%02d=%d\n", i, 100 + i);
+        for (int i = 0; i < 256; ++i) text += cv::format("agtm_entry%03d=2048\n", i);
     }
     // The whole line that starts with `start` replaced (or removed, for an empty replacement).
     Regs& Line(const std::string& start, const std::string& replacement) {

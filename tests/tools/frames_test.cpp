@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -55,16 +54,14 @@ alad_test::Captured Process(std::vector<std::string> args) {
     return run;
 }
 
-class FramesTest : public testing::Test {
+class FramesTest : public alad_test::ScratchTest {
 protected:
-    std::string Path(const std::string& name) const { return dir_ / name; }
     // The clip as raw 10-bit YUV; returns its path.
     std::string WriteClip(int frames) const {
         std::string bytes;
         for (int i = 0; i < frames; ++i) bytes += Bytes(ClipFrame(i));
         return WriteText(Path("clip.yuv"), bytes);
     }
-    alad_test::ScratchDir dir_;
 };
 
 TEST_F(FramesTest, YuvDecodesAsTheHarnessReaderAndEncodesBackWithinACode) {
@@ -190,9 +187,7 @@ TEST_F(FramesTest, ATruncatedInputIsProcessedAsFarAsItGoesWithAWarning) {
 
 TEST_F(FramesTest, SequencesInAndOutKeepTheirDepthAndAVideoIsNotWrittenIntoOnePicture) {
     for (int i = 1; i <= 3; ++i) {
-        char name[32];
-        std::snprintf(name, sizeof(name), "f%03d.png", i);
-        WritePicture(Path(name), cv::Mat(kSize, CV_16UC3, cv::Scalar(4000 * i, 20000, 50000)));
+        WritePicture(Path(cv::format("f%03d.png", i)), cv::Mat(kSize, CV_16UC3, cv::Scalar(4000 * i, 20000, 50000)));
     }
     const alad_test::Captured run = Process({"--order", "4", Path("f%03d.png"), Path("o%03d.png")});
     EXPECT_NE(run.out.find("(64x48, 3 frames)"), std::string::npos) << run.out;

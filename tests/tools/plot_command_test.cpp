@@ -24,9 +24,8 @@ std::string Succeeds(Command command, std::vector<std::string> args) {
     return run.out;
 }
 
-class PlotCommandTest : public testing::Test {
+class PlotCommandTest : public alad_test::ScratchTest {
 protected:
-    std::string Path(const std::string& name) const { return dir_ / name; }
     // A small picture, darker on the left: something for the local stage and the dark end.
     std::string Picture() const {
         cv::Mat picture(48, 64, CV_8UC3);
@@ -39,7 +38,6 @@ protected:
         WritePicture(Path("in.png"), picture);
         return Path("in.png");
     }
-    alad_test::ScratchDir dir_;
 };
 
 // Each plot is written as PNG of its size and as SVG that parses as XML and holds its title and

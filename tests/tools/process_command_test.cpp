@@ -24,12 +24,7 @@ cv::Mat Gradient(int shift) {
     return picture;
 }
 
-// Each test works in a folder of its own: the tests may run at the same time.
-class ProcessCommandTest : public testing::Test {
-protected:
-    std::string Path(const std::string& name) const { return dir_ / name; }
-    alad_test::ScratchDir dir_;
-};
+using ProcessCommandTest = alad_test::ScratchTest;
 
 TEST_F(ProcessCommandTest, StillPictureShowsTheLocalStage) {
     const cv::Mat picture = Gradient(0);

@@ -51,8 +51,7 @@ TEST(RegressCommandTest, FiftyVectorsPassInTwoProcessesAndOnePlantedDifferenceFa
         cv::RNG(static_cast<uint64_t>(100 + i)).fill(picture, cv::RNG::UNIFORM, 0, 256);
         const std::string png = dir / ("p" + std::to_string(i) + ".png");
         ASSERT_TRUE(cv::imwrite(png, picture));
-        char name[32];
-        std::snprintf(name, sizeof(name), "vec-%02d", i);
+        const std::string name = cv::format("vec-%02d", i);
         // Orders, strengths, block sizes and frame counts vary from vector to vector.
         ASSERT_EQ(Vector({png, vectors + "/" + name, "--expect", "--order", std::to_string(1 + i % 4), "--strength",
                           std::to_string(i % 17), "--block", i % 2 ? "64" : "128x256", "--frames",

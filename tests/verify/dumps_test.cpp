@@ -96,8 +96,7 @@ TEST(DumpTest, CopiesHoldWhatTheDumpsWrite) {
         ASSERT_EQ(CopyDebugArray(type, values), 0) << type;
         Capture([&] { WriteDebugDump(dir / "dump.txt", type); });
         std::vector<std::string> lines;
-        char line[16];
-        for (uint32_t v : values) lines.push_back((std::snprintf(line, sizeof(line), "%08x", v), line));
+        for (uint32_t v : values) lines.push_back(cv::format("%08x", v));
         EXPECT_EQ(lines, ReadLines(dir / "dump.txt")) << type;
     }
     EXPECT_EQ(values, (std::vector<uint32_t>{65535, 1, 2}));

@@ -26,6 +26,13 @@ struct ScratchDir {
     std::string operator/(const std::string& name) const { return (path / name).string(); }
 };
 
+// A fixture whose tests each work in a scratch folder of their own.
+class ScratchTest : public testing::Test {
+protected:
+    std::string Path(const std::string& name) const { return dir_ / name; }
+    ScratchDir dir_;
+};
+
 inline std::string WriteText(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
     return path;
