@@ -40,59 +40,51 @@ size_t Utf8Length(std::string_view text, size_t i) {
     return length;
 }
 
+// `text` with every invalid UTF-8 sequence replaced by U+FFFD, valid multi-byte characters kept,
+// and each single byte handed to `escape(byte, out)`, which may also refuse it (returns false) to
+// have it replaced.
+template <typename Escape>
+std::string EscapedUtf8(std::string_view text, Escape escape) {
+    std::string out;
+    for (size_t i = 0; i < text.size();) {
+        const size_t length = Utf8Length(text, i);
+        if (length > 1) {
+            out.append(text.substr(i, length));
+        } else if (length == 0 || !escape(static_cast<unsigned char>(text[i]), out)) {
+            out += kReplacement;
+        }
+        i += length > 1 ? length : 1;
+    }
+    return out;
+}
+
 }  // namespace
 
 std::string JsonQuoted(std::string_view text) {
-    std::string out = "\"";
-    for (size_t i = 0; i < text.size();) {
-        const unsigned char c = static_cast<unsigned char>(text[i]);
-        const size_t length = Utf8Length(text, i);
-        if (length == 0) {
-            out += kReplacement;
-            ++i;
-            continue;
-        }
-        if (length > 1) {
-            out.append(text.substr(i, length));
-            i += length;
-            continue;
-        }
-        ++i;
-        switch (c) {
-            case '"': out += "\\\""; break;
-            case '\\': out += "\\\\"; break;
-            case '\n': out += "\\n"; break;
-            case '\r': out += "\\r"; break;
-            case '\t': out += "\\t"; break;
-            default:
-                if (c < 0x20 || c == 0x7F) {
-                    char escaped[8];
-                    std::snprintf(escaped, sizeof(escaped), "\\u%04x", c);
-                    out += escaped;
-                } else {
-                    out += static_cast<char>(c);
-                }
-        }
-    }
-    return out + "\"";
+    return "\"" + EscapedUtf8(text, [](unsigned char c, std::string& out) {
+               switch (c) {
+                   case '"': out += "\\\""; break;
+                   case '\\': out += "\\\\"; break;
+                   case '\n': out += "\\n"; break;
+                   case '\r': out += "\\r"; break;
+                   case '\t': out += "\\t"; break;
+                   default:
+                       if (c < 0x20 || c == 0x7F) {
+                           char escaped[8];
+                           std::snprintf(escaped, sizeof(escaped), "\\u%04x", c);
+                           out += escaped;
+                       } else {
+                           out += static_cast<char>(c);
+                       }
+               }
+               return true;
+           }) +
+           "\"";
 }
 
 std::string XmlEscaped(std::string_view text) {
-    std::string out;
-    for (size_t i = 0; i < text.size();) {
-        const unsigned char c = static_cast<unsigned char>(text[i]);
-        const size_t length = Utf8Length(text, i);
-        if (length == 0 || (c < 0x20 && c != '\t' && c != '\n' && c != '\r')) {
-            out += kReplacement;
-            ++i;
-            continue;
-        }
-        if (length > 1) {
-            out.append(text.substr(i, length));
-            i += length;
-            continue;
-        }
-        ++i;
+    return EscapedUtf8(text, [](unsigned char c, std::string& out) {
+        if (c < 0x20 && c != '\t' && c != '\n' && c != '\r') return false;  // not allowed in XML 1.0
         switch (c) {
             case '&': out += "&amp;"; break;
             case '<': out += "&lt;"; break;
@@ -106,8 +98,8 @@ std::string XmlEscaped(std::string_view text) {
             case '\t': out += "&#9;"; break;
             default: out += static_cast<char>(c);
         }
-    }
-    return out;
+        return true;
+    });
 }
 
 }  // namespace alad_tool
