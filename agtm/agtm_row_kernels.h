@@ -67,10 +67,13 @@ inline v_s32 ScaleChannel32(const v_s32& gain, const v_s32& c) {
     return cv::v_min(cv::v_shr<9>(p + toward_zero), cv::vx_setall_s32(kMaxCode));
 }
 
-// Whole vectors at aligned addresses go straight to memory (non-temporal stores, where the
-// processor has them): the frame is written once and not read back here.
-inline void Store(int32_t* out, const v_s32& b, const v_s32& g, const v_s32& r) {
-    if (reinterpret_cast<uintptr_t>(out) % sizeof(v_s32) == 0) {
+// The stage's output: whole vectors at aligned addresses go straight to memory (non-temporal
+// stores, where the processor has them): the frame is written once and not read back here. The
+// debug store's copy (`stream` false) takes plain stores: a second stream of non-temporal stores
+// interleaved with the first made an order-4 frame twice as slow (measured on a Zen 3), where
+// plain stores cost little more than the extra bytes.
+inline void Store(int32_t* out, const v_s32& b, const v_s32& g, const v_s32& r, bool stream = true) {
+    if (stream && reinterpret_cast<uintptr_t>(out) % sizeof(v_s32) == 0) {
         cv::v_store_interleave(out, b, g, r, cv::hal::STORE_ALIGNED_NOCACHE);
     } else {
         cv::v_store_interleave(out, b, g, r);
@@ -107,7 +110,7 @@ inline bool Group(const int32_t* in, int32_t* out, int32_t* copy, const Gains& g
     v_s32 o[3];
     Scale(b, gr, r, g, o);
     Store(out, o[0], o[1], o[2]);
-    if (copy != nullptr) Store(copy, o[0], o[1], o[2]);
+    if (copy != nullptr) Store(copy, o[0], o[1], o[2], false);
     return true;
 }
 
@@ -159,11 +162,11 @@ ALAD_STEP inline void ScalePixels(const v_s16 codes[3], const Gains& g, v_s32 ou
 
 // Interleaved 12-bit results of `count` pixels (at most kLanes16) to `dst` as integer_row writes
 // them.
-inline void StoreValues(int32_t* dst, int count, const v_s32 out[2][3]) {
+inline void StoreValues(int32_t* dst, int count, const v_s32 out[2][3], bool stream) {
     for (int h = 0; h < 2; ++h) {
         const int n = count - h * kLanes32;
         if (n >= kLanes32) {
-            Store(dst + 3 * h * kLanes32, out[h][0], out[h][1], out[h][2]);
+            Store(dst + 3 * h * kLanes32, out[h][0], out[h][1], out[h][2], stream);
         } else if (n > 0) {
             alignas(64) int32_t tail[3 * kLanes32];
             cv::v_store_interleave(tail, out[h][0], out[h][1], out[h][2]);
@@ -176,8 +179,8 @@ inline void StoreValues(int32_t* dst, int count, const v_s32 out[2][3]) {
 // and `copy`, and narrowed into the colour bytes of the ARGB pixels at `argb`.
 ALAD_STEP inline void StoreResults(int32_t* image, int32_t* copy, uint8_t* argb, int count, const v_s32 out[2][3],
                                    const Gains& g) {
-    if (image != nullptr) StoreValues(image, count, out);
-    if (copy != nullptr) StoreValues(copy, count, out);
+    if (image != nullptr) StoreValues(image, count, out, true);
+    if (copy != nullptr) StoreValues(copy, count, out, false);
     if (argb != nullptr) {
         // The results are at most 4095, and not negative unless a gain is: the pack's saturation
         // keeps negative ones negative for the narrowing's clamp.

@@ -207,14 +207,14 @@ inline int Distance(int a, int b) { return a < b ? b - a : a - b; }
 // Stores n vectors of `count` values in all to dst: whole vectors at aligned addresses straight to
 // memory (non-temporal stores, where the processor has them: the frame is written once and not
 // read back here, and this saves reading every output line in before writing it), fewer values
-// through a copy.
+// through a copy. The debug store's copy (`stream` false) takes plain stores, as in the AGTM rows.
 template <typename T, typename V>
-inline void StoreValues(T* dst, const V* v, int n, int count) {
+inline void StoreValues(T* dst, const V* v, int n, int count, bool stream = true) {
     if (count < n * V::nlanes) {
         alignas(64) T tail[3 * kLanes16];
         for (int i = 0; i < n; ++i) cv::v_store(tail + i * V::nlanes, v[i]);
         std::memcpy(dst, tail, static_cast<size_t>(count) * sizeof(T));
-    } else if (reinterpret_cast<uintptr_t>(dst) % sizeof(V) == 0) {
+    } else if (stream && reinterpret_cast<uintptr_t>(dst) % sizeof(V) == 0) {
         for (int i = 0; i < n; ++i) cv::v_store_aligned_nocache(dst + i * V::nlanes, v[i]);
     } else {
         for (int i = 0; i < n; ++i) cv::v_store(dst + i * V::nlanes, v[i]);
@@ -242,7 +242,7 @@ ALAD_STEP inline void StoreOutputs(const RowOutput& o, int x, int cols, const v_
             cv::v_expand(cv::vx_load_aligned(interleaved + kLanes16 * k), wide[2 * k], wide[2 * k + 1]);
         }
         if (o.image != nullptr) StoreValues(o.image + 3 * x, wide, 6, 3 * count);
-        if (o.copy != nullptr) StoreValues(o.copy + 3 * x, wide, 6, 3 * count);
+        if (o.copy != nullptr) StoreValues(o.copy + 3 * x, wide, 6, 3 * count, false);
     }
     // The next stage's rows are padded to whole vectors and stay in the cache: plain stores.
     if (o.next[0] != nullptr) {
