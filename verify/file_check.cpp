@@ -359,18 +359,25 @@ private:
         return nullptr;
     }
 
+    // `what` given a value again: a warning when it is the same, an error when it differs.
+    void SetAgain(size_t offset, const std::string& what, const std::string& shown, int64_t first_line,
+                  const std::string& first_value) {
+        const std::string first = "first at line " + std::to_string(first_line);
+        if (first_value == shown) {
+            Warning(offset, what + " is set again (" + first + ")");
+        } else {
+            Error(offset, what + " is set again, to " + shown + " (" + first + ", to " + first_value +
+                              "); the last value counts");
+        }
+    }
+
     void ScalarToken(size_t offset, std::string_view key, std::string_view value, size_t value_offset) {
         Scalar& scalar = *FindScalar(key);
         const RegisterInfo& reg = kRegisters[&scalar - scalars_];
         const std::string name = reg.name, shown(value);
         const int64_t line = positions_.At(offset).first;
         if (scalar.line != 0) {
-            if (scalar.value == shown) {
-                Warning(offset, name + " is set again (first at line " + std::to_string(scalar.line) + ")");
-            } else {
-                Error(offset, name + " is set again, to " + shown + " (first at line " + std::to_string(scalar.line) +
-                                  ", to " + scalar.value + "); the last value counts");
-            }
+            SetAgain(offset, name, shown, scalar.line, scalar.value);
         } else {
             scalar.line = line;
         }
@@ -444,12 +451,7 @@ private:
         const int64_t line = positions_.At(offset).first;
         Entry& first = table_first_[t][static_cast<size_t>(index)];
         if (first.line != 0) {
-            if (first.value == shown) {
-                Warning(offset, entry + " is set again (first at line " + std::to_string(first.line) + ")");
-            } else {
-                Error(offset, entry + " is set again, to " + shown + " (first at line " + std::to_string(first.line) +
-                                  ", to " + first.value + "); the last value counts");
-            }
+            SetAgain(offset, entry, shown, first.line, first.value);
         } else {
             first.line = line;
         }
