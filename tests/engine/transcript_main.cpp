@@ -1,5 +1,5 @@
 // Walks every public path that prints, with the engine's default log, so that its transcript can be
-// compared byte for byte with the one kept in tests/data/transcript: the verification tools compare
+// compared byte for byte with the one kept in tests/engine/transcript/: the verification tools compare
 // those lines, so they must never change by accident. Run in an empty folder; public headers only.
 #include <cstdio>
 #include <vector>
