@@ -144,7 +144,78 @@ void IntegerRowKernel(const int32_t* in, int32_t* out, int32_t* copy, int cols, 
     }
 }
 
-// ---- Rows of 16-bit lanes: the driver's ARGB8888 pixels, the CLTM stage's 10-bit rows ----
+// ---- The driver's ARGB8888 rows, a pixel per 32-bit lane ----
+
+using v_u32 = cv::v_uint32;
+
+// Widen8To12 of colour bytes in 32-bit lanes: v * 16 + v / 16 (the two parts share no bit).
+inline v_s32 WidenBytes(const v_s32& v) { return cv::v_shl<4>(v) | cv::v_shr<4>(v); }
+
+// Narrow12To8 of results at most 4095 (and negative only where a gain is): clamped at 0, then
+// c / 16 rounded to nearest with halves to even, (c + 7 + bit 4 of c) >> 4, limited to 255.
+inline v_s32 NarrowResults(const v_s32& c) {
+    const v_s32 v = cv::v_max(c, cv::vx_setzero_s32());
+    return cv::v_min(cv::v_shr<4>(v + cv::vx_setall_s32(7) + (cv::v_shr<4>(v) & cv::vx_setall_s32(1))),
+                     cv::vx_setall_s32(255));
+}
+
+// The same of min(c * g >> 9, 4095) for a 12-bit code c and a gain g given split (ScaleBySplitGain)
+// straight from the product p = c * g (below 2^29): the rounding of (p >> 9) / 16 is that of
+// p / 2^13, so (p + 7 * 2^9 + bit 13 of p * 2^9) >> 13, and results from 4088 on give 255 either way.
+inline v_s32 NarrowScaled(const v_s32& c, const v_s32& split) {
+    const v_s32 p = cv::v_dotprod(cv::v_reinterpret_as_s16(c | cv::v_shl<18>(c)), cv::v_reinterpret_as_s16(split));
+    const v_s32 rounded = cv::v_shr<13>(p + cv::vx_setall_s32(7 << 9) + (cv::v_shr<4>(p) & cv::vx_setall_s32(1 << 9)));
+    return cv::v_min(rounded, cv::vx_setall_s32(255));
+}
+
+// kLanes32 ARGB8888 pixels at `pixels` (a pixel's bytes A, R, G, B read as the little-endian word
+// A | R << 8 | G << 16 | B << 24) through the gains; `image` and `copy` as in integer_row.
+ALAD_STEP inline void ArgbGroup(uint8_t* pixels, int32_t* image, int32_t* copy, const Gains& g, bool narrow) {
+    uint32_t* words = reinterpret_cast<uint32_t*>(pixels);
+    const v_u32 word = cv::vx_load(words), low = cv::vx_setall_u32(255);
+    const v_s32 r = cv::v_reinterpret_as_s32(cv::v_shr<8>(word) & low);
+    const v_s32 gr = cv::v_reinterpret_as_s32(cv::v_shr<16>(word) & low);
+    const v_s32 b = cv::v_reinterpret_as_s32(cv::v_shr<24>(word));
+    v_s32 n[3];  // the narrowed B, G, R
+    if (narrow && g.non_negative && image == nullptr && copy == nullptr) {
+        // The widened codes keep the order of the bytes: the brightest code is the brightest
+        // byte's.
+        const v_s32 split = Lookup(g.split, WidenBytes(cv::v_max(cv::v_max(b, gr), r)));
+        n[0] = NarrowScaled(WidenBytes(b), split);
+        n[1] = NarrowScaled(WidenBytes(gr), split);
+        n[2] = NarrowScaled(WidenBytes(r), split);
+    } else {
+        v_s32 o[3];
+        Scale(WidenBytes(b), WidenBytes(gr), WidenBytes(r), g, o);
+        if (image != nullptr) Store(image, o[0], o[1], o[2]);
+        if (copy != nullptr) Store(copy, o[0], o[1], o[2], false);
+        if (!narrow) return;
+        for (int ch = 0; ch < 3; ++ch) n[ch] = NarrowResults(o[ch]);
+    }
+    const v_s32 colours = cv::v_shl<8>(n[2]) | cv::v_shl<16>(n[1]) | cv::v_shl<24>(n[0]);
+    cv::v_store(words, (word & low) | cv::v_reinterpret_as_u32(colours));
+}
+
+void ArgbRowKernel(uint8_t* pixels, int32_t* image, int32_t* copy, int cols, const Gains& g, bool narrow) {
+    const int whole = cols - cols % kLanes32;
+    for (int x = 0; x < whole; x += kLanes32) {
+        ArgbGroup(pixels + 4 * x, image != nullptr ? image + 3 * x : nullptr, copy != nullptr ? copy + 3 * x : nullptr,
+                  g, narrow);
+    }
+    if (whole == cols) return;
+    // The last pixels through copies padded with zeros.
+    const size_t count = static_cast<size_t>(cols - whole);
+    alignas(64) uint8_t tail[4 * kLanes32] = {};
+    alignas(64) int32_t tail_image[3 * kLanes32];
+    alignas(64) int32_t tail_copy[3 * kLanes32];
+    std::memcpy(tail, pixels + 4 * whole, 4 * count);
+    ArgbGroup(tail, image != nullptr ? tail_image : nullptr, copy != nullptr ? tail_copy : nullptr, g, narrow);
+    std::memcpy(pixels + 4 * whole, tail, 4 * count);
+    if (image != nullptr) std::memcpy(image + 3 * whole, tail_image, 3 * count * sizeof(int32_t));
+    if (copy != nullptr) std::memcpy(copy + 3 * whole, tail_copy, 3 * count * sizeof(int32_t));
+}
+
+// ---- Rows of 16-bit lanes: the CLTM stage's 10-bit rows ----
 
 namespace argb = argb8888_kernels::ALAD_SIMD_NAMESPACE;
 using v_s16 = cv::v_int16;
@@ -190,19 +261,6 @@ ALAD_STEP inline void StoreResults(int32_t* image, int32_t* copy, uint8_t* argb,
             n[ch] = g.non_negative ? argb::NarrowCodes(codes) : argb::Narrow(codes);
         }
         argb::StoreColours(argb, count, n[2], n[1], n[0]);
-    }
-}
-
-void ArgbRowKernel(uint8_t* pixels, int32_t* image, int32_t* copy, int cols, const Gains& g, bool narrow) {
-    for (int x = 0; x < cols; x += kLanes16) {
-        const int count = cols - x < kLanes16 ? cols - x : kLanes16;
-        v_u16 r, gr, b;
-        argb::LoadColours(pixels + 4 * x, count, r, gr, b);
-        const v_s16 codes[3] = {argb::Widen(b), argb::Widen(gr), argb::Widen(r)};  // always 0..4095
-        v_s32 out[2][3];
-        ScalePixels(codes, g, out);
-        StoreResults(image != nullptr ? image + 3 * x : nullptr, copy != nullptr ? copy + 3 * x : nullptr,
-                     narrow ? pixels + 4 * x : nullptr, count, out, g);
     }
 }
 
