@@ -81,9 +81,7 @@ TEST_F(RegisterConfigTest, ApplyingTheReadBackChangesNothing) {
     EXPECT_EQ(Configure(r), "ConfigureVerificationRegistrators() begin!\nmOrder = registrators.reg_tm_mode;1\n");
     // The video state survives: the third frame equals a third frame without the registers.
     ALADConcatenateMode twin;
-    testing::internal::CaptureStdout();
-    twin.Init(panel_, cltm_, true);
-    testing::internal::GetCapturedStdout();
+    { testing_util::Stdout quiet; twin.Init(panel_, cltm_, true); }
     Run(twin);
     Run(twin);
     EXPECT_EQ(cv::norm(Run(), Run(twin), cv::NORM_INF), 0.0);

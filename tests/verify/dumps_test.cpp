@@ -12,30 +12,6 @@ namespace {
 using namespace alad_test;
 using Lines = std::vector<std::string>;
 
-TEST(DumpTest, ArraysAreEightDigitLowerCaseHex) {
-    ScratchDir dir;
-    kelvo::alad_debug_output_::Terminate();  // a fresh, empty store
-    const unsigned int hist[] = {0, 4095, 0xFFFFFFFFu, 0xABCDEF}, curve[] = {65535};
-    kelvo::alad_debug_output_::GetInstance()->SetADProcCalcCurveHistData(hist, 4);
-    kelvo::alad_debug_output_::GetInstance()->SetADProcCalcCurveSmoothCurveData(curve, 1);
-    const std::string path = dir / "hist.txt";
-    EXPECT_EQ(Capture([&] { printDebugInfo(path, "hist"); }).out, "printDebugInfo: " + path + ", infoType: hist\n");
-    EXPECT_EQ(ReadLines(path), (Lines{"00000000", "00000fff", "ffffffff", "00abcdef"}));
-    Capture([&] { printDebugInfo(7, dir / "smooth.txt", "ignored", "smooth_curve"); });
-    EXPECT_EQ(ReadLines(dir / "smooth.txt"), (Lines{"0000ffff"}));
-
-    // Entries the engine has not produced, and unknown types, leave an empty file.
-    for (const std::string type : {"foreward_curve", "backward_curve", "curve", "trans_curve", "agtm_result",
-                                   "cltm_result", "Hist"}) {
-        const std::string file = WriteText(dir / (type + "_.txt"), "stale\n");
-        const Captured c = Capture([&] { EXPECT_EQ(WriteDebugDump(file, type), type == "Hist" ? -1 : 0); });
-        EXPECT_TRUE(ReadLines(file).empty()) << type;
-        EXPECT_EQ(c.out, "printDebugInfo: " + file + ", infoType: " + type + "\n");
-        EXPECT_EQ(c.err, type == "Hist" ? "the infoType is:Hist\n" : "") << type;
-    }
-    kelvo::alad_debug_output_::Terminate();
-}
-
 TEST(DumpTest, ImagesAreRGBLinesThatReadBackUnchanged) {
     ScratchDir dir;
     const std::string path = dir / "image.txt";
@@ -80,26 +56,37 @@ TEST(DumpTest, StatisticsCompareFloatWithFixed) {
     EXPECT_TRUE(sizes.out.empty() && sizes.err.find("sizes") != std::string::npos) << sizes.err;
 }
 
-TEST(DumpTest, CopiesHoldWhatTheDumpsWrite) {
+// Arrays are dumped as eight-digit lower-case hex, and the copies hold what the dumps write; an
+// entry the engine has not produced leaves an empty file.
+TEST(DumpTest, ArraysAreEightDigitHexAndCopiesHoldWhatTheDumpsWrite) {
     ScratchDir dir;
     kelvo::alad_debug_output_::Terminate();
     kelvo::alad_debug_output_* store = kelvo::alad_debug_output_::GetInstance();
-    const unsigned int hist[] = {7, 0xFFFFFFFFu}, trans[] = {65535, 1, 2};
-    store->SetADProcCalcCurveHistData(hist, 2);
+    const unsigned int hist[] = {0, 4095, 0xFFFFFFFFu, 0xABCDEF}, trans[] = {65535, 1, 2};
+    store->SetADProcCalcCurveHistData(hist, 4);
     store->SetADProcCalcCurveTransitionCurveData(trans, 3);
     store->SetADAGTMResultData((cv::Mat_<cv::Vec3i>(1, 2) << cv::Vec3i(1, 2, 3), cv::Vec3i(4095, 0, 7)));
     store->SetADCLTMResultData(cv::Mat(1, 1, CV_16UC3, cv::Scalar(9, 8, 4095)));  // copied as 32-bit channels
+    const std::string path = dir / "hist.txt";
+    EXPECT_EQ(Capture([&] { printDebugInfo(path, "hist"); }).out, "printDebugInfo: " + path + ", infoType: hist\n");
+    EXPECT_EQ(ReadLines(path), (Lines{"00000000", "00000fff", "ffffffff", "00abcdef"}));
+    Capture([&] { printDebugInfo(7, dir / "trans.txt", "ignored", "trans_curve"); });
+    EXPECT_EQ(ReadLines(dir / "trans.txt"), (Lines{"0000ffff", "00000001", "00000002"}));
 
     std::vector<uint32_t> values{99};
     for (int t = 0; t < 6; ++t) {
         const std::string type = kDebugInfoTypes[t];
         ASSERT_EQ(CopyDebugArray(type, values), 0) << type;
-        Capture([&] { WriteDebugDump(dir / "dump.txt", type); });
+        const std::string file = WriteText(dir / "dump.txt", "stale\n");
+        Capture([&] { EXPECT_EQ(WriteDebugDump(file, type), 0); });
         std::vector<std::string> lines;
         for (uint32_t v : values) lines.push_back(cv::format("%08x", v));
-        EXPECT_EQ(lines, ReadLines(dir / "dump.txt")) << type;
+        EXPECT_EQ(lines, ReadLines(file)) << type;
     }
     EXPECT_EQ(values, (std::vector<uint32_t>{65535, 1, 2}));
+    const Captured unknown = Capture([&] { EXPECT_EQ(WriteDebugDump(dir / "dump.txt", "Hist"), -1); });
+    EXPECT_EQ(unknown.err, "the infoType is:Hist\n");
+    EXPECT_TRUE(ReadLines(dir / "dump.txt").empty());
     cv::Mat image, read;
     for (const std::string type : {"agtm_result", "cltm_result"}) {
         ASSERT_EQ(CopyDebugImage(type, image), 0) << type;
@@ -122,6 +109,8 @@ TEST(DumpTest, CopiesHoldWhatTheDumpsWrite) {
     kelvo::alad_debug_output_::Terminate();
     EXPECT_EQ(CopyDebugArray("hist", values), 0);
     EXPECT_TRUE(values.empty());
+    Capture([&] { EXPECT_EQ(WriteDebugDump(WriteText(dir / "dump.txt", "stale\n"), "cltm_result"), 0); });
+    EXPECT_TRUE(ReadLines(dir / "dump.txt").empty());  // no image produced: an empty file
 }
 
 }  // namespace

@@ -31,6 +31,9 @@ TEST(PixelFileTest, LinesArePixelsRowByRowAndTheCountIsChecked) {
         // An empty line that starts a pass only ends that pass's row: the next pass reads on.
         {false, "\n1 2 3\n4 5 6\n", 2, 1, "", {{3, 2, 1}, {6, 5, 4}}},
         {true, "\n123456789\n", 1, 1, "", {{0x789, 0x456, 0x123}}},
+        // Mid-file, the row ends there, and the last pixel, read again from the top, replaces the first.
+        {true, "123456789\n\nabcdef012\n000000000\nfff000fff\n", 2, 2, "",
+         {{0xfff, 0, 0xfff}, {0, 0, 0}, {0x012, 0xdef, 0xabc}, {0, 0, 0}}},
         // Missing or malformed numbers read 0, and so does everything after a malformed one.
         {false, "FFF\nabc zz 5\n0x10 20 30", 3, 1, "", {{0, 0, 0xFFF}, {0, 0, 0xABC}, {0x30, 0x20, 0x10}}},
         // Nine digits carry R, G, B; higher digits are ignored, fewer are the low channels.
