@@ -146,22 +146,13 @@ void IntegerRowKernel(const int32_t* in, int32_t* out, int32_t* copy, int cols, 
 
 // ---- The driver's ARGB8888 rows, a pixel per 32-bit lane ----
 
+namespace argb = argb8888_kernels::ALAD_SIMD_NAMESPACE;
 using v_u32 = cv::v_uint32;
 
-// Widen8To12 of colour bytes in 32-bit lanes: v * 16 + v / 16 (the two parts share no bit).
-inline v_s32 WidenBytes(const v_s32& v) { return cv::v_shl<4>(v) | cv::v_shr<4>(v); }
-
-// Narrow12To8 of results at most 4095 (and negative only where a gain is): clamped at 0, then
-// c / 16 rounded to nearest with halves to even, (c + 7 + bit 4 of c) >> 4, limited to 255.
-inline v_s32 NarrowResults(const v_s32& c) {
-    const v_s32 v = cv::v_max(c, cv::vx_setzero_s32());
-    return cv::v_min(cv::v_shr<4>(v + cv::vx_setall_s32(7) + (cv::v_shr<4>(v) & cv::vx_setall_s32(1))),
-                     cv::vx_setall_s32(255));
-}
-
-// The same of min(c * g >> 9, 4095) for a 12-bit code c and a gain g given split (ScaleBySplitGain)
-// straight from the product p = c * g (below 2^29): the rounding of (p >> 9) / 16 is that of
-// p / 2^13, so (p + 7 * 2^9 + bit 13 of p * 2^9) >> 13, and results from 4088 on give 255 either way.
+// Narrow12To8 (argb::Narrow) of min(c * g >> 9, 4095) for a 12-bit code c and a non-negative gain g
+// given split (ScaleBySplitGain), straight from the product p = c * g (below 2^29): the rounding of
+// (p >> 9) / 16 is that of p / 2^13, so (p + 7 * 2^9 + bit 13 of p * 2^9) >> 13, and results from
+// 4088 on give 255 either way.
 inline v_s32 NarrowScaled(const v_s32& c, const v_s32& split) {
     const v_s32 p = cv::v_dotprod(cv::v_reinterpret_as_s16(c | cv::v_shl<18>(c)), cv::v_reinterpret_as_s16(split));
     const v_s32 rounded = cv::v_shr<13>(p + cv::vx_setall_s32(7 << 9) + (cv::v_shr<4>(p) & cv::vx_setall_s32(1 << 9)));
@@ -180,17 +171,17 @@ ALAD_STEP inline void ArgbGroup(uint8_t* pixels, int32_t* image, int32_t* copy, 
     if (narrow && g.non_negative && image == nullptr && copy == nullptr) {
         // The widened codes keep the order of the bytes: the brightest code is the brightest
         // byte's.
-        const v_s32 split = Lookup(g.split, WidenBytes(cv::v_max(cv::v_max(b, gr), r)));
-        n[0] = NarrowScaled(WidenBytes(b), split);
-        n[1] = NarrowScaled(WidenBytes(gr), split);
-        n[2] = NarrowScaled(WidenBytes(r), split);
+        const v_s32 split = Lookup(g.split, argb::Widen(cv::v_max(cv::v_max(b, gr), r)));
+        n[0] = NarrowScaled(argb::Widen(b), split);
+        n[1] = NarrowScaled(argb::Widen(gr), split);
+        n[2] = NarrowScaled(argb::Widen(r), split);
     } else {
         v_s32 o[3];
-        Scale(WidenBytes(b), WidenBytes(gr), WidenBytes(r), g, o);
+        Scale(argb::Widen(b), argb::Widen(gr), argb::Widen(r), g, o);
         if (image != nullptr) Store(image, o[0], o[1], o[2]);
         if (copy != nullptr) Store(copy, o[0], o[1], o[2], false);
         if (!narrow) return;
-        for (int ch = 0; ch < 3; ++ch) n[ch] = NarrowResults(o[ch]);
+        for (int ch = 0; ch < 3; ++ch) n[ch] = argb::Narrow(o[ch]);
     }
     const v_s32 colours = cv::v_shl<8>(n[2]) | cv::v_shl<16>(n[1]) | cv::v_shl<24>(n[0]);
     cv::v_store(words, (word & low) | cv::v_reinterpret_as_u32(colours));
@@ -217,7 +208,6 @@ void ArgbRowKernel(uint8_t* pixels, int32_t* image, int32_t* copy, int cols, con
 
 // ---- Rows of 16-bit lanes: the CLTM stage's 10-bit rows ----
 
-namespace argb = argb8888_kernels::ALAD_SIMD_NAMESPACE;
 using v_s16 = cv::v_int16;
 using v_u16 = cv::v_uint16;
 constexpr int kLanes16 = v_s16::nlanes;

@@ -2,7 +2,8 @@
 // that read the display driver's buffers and write their results into them. Written once with
 // OpenCV's universal intrinsics and compiled with each build of those kernels, in a namespace of
 // its own (ALAD_SIMD_NAMESPACE, see common/simd.h): include it, after defining the macro, where
-// the kernels are built. A step is one pixel per 16-bit lane.
+// the kernels are built. The loads and stores take a pixel per 16-bit lane; Widen and Narrow come
+// for 16-bit and for 32-bit lanes.
 #ifndef ALAD_SIMD_NAMESPACE
 #error "define ALAD_SIMD_NAMESPACE before including argb8888_kernels.h"
 #endif
@@ -59,6 +60,15 @@ inline cv::v_uint16 NarrowCodes(const cv::v_int16& c) {
 // The same of any values: clamped to 0..4095 first, which is what the saturation makes of the rest.
 inline cv::v_uint16 Narrow(const cv::v_int16& v) {
     return NarrowCodes(cv::v_min(cv::v_max(v, cv::vx_setzero_s16()), cv::vx_setall_s16(4095)));
+}
+
+// Widen and Narrow in 32-bit lanes.
+inline cv::v_int32 Widen(const cv::v_int32& v) { return cv::v_shl<4>(v) | cv::v_shr<4>(v); }
+
+inline cv::v_int32 Narrow(const cv::v_int32& v) {
+    const cv::v_int32 c = cv::v_min(cv::v_max(v, cv::vx_setzero_s32()), cv::vx_setall_s32(4095));
+    return cv::v_min(cv::v_shr<4>(c + cv::vx_setall_s32(7) + (cv::v_shr<4>(c) & cv::vx_setall_s32(1))),
+                     cv::vx_setall_s32(255));
 }
 
 // The colour bytes of kPixels pixels at `argb` (`count` of them) replaced by r, g, b (0..255
