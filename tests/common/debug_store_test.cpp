@@ -62,21 +62,6 @@ TEST_F(DebugStoreTest, BuffersReallocateOnlyWhenTheCountChangesInitBufferClearsF
     }
 }
 
-TEST_F(DebugStoreTest, WritesAfterTerminateLandInAFreshStore) {
-    const U values = {1, 2, 3};
-    cv::Mat image(1, 1, CV_32SC3, cv::Scalar(4, 5, 6));
-    Store().SetADProcCalcCurveHistData(values.data(), 3);
-    Store().SetADCLTMResultData(image);
-    image.setTo(cv::Scalar(0, 0, 0));
-    EXPECT_EQ(Px(Store().GetCLTMResultData()), cv::Vec3i(4, 5, 6));  // a deep copy
-    alad_debug_output_::Terminate();
-    // What a stage does after the pipeline was destroyed: it finds a new, empty store.
-    Store().SetADProcCalcCurveSmoothCurveData(values.data(), 3);
-    EXPECT_EQ(Contents(Store().GetSmoothCurveBuffer()), values);
-    EXPECT_EQ(Store().GetHistBuffer().length, 0);
-    EXPECT_TRUE(Store().GetCLTMResultData().empty());
-}
-
 // Copied result images reuse the kept buffer unless a caller still holds it; handed-over images
 // give the caller the previously kept one back only when nobody else holds it.
 TEST_F(DebugStoreTest, ResultImagesCopiedOrHandedOver) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "agtm/scaler_lut.h"
 #include "alad/alad_driver.h"
 #include "alad/alad_engine.h"
+#include "alad/alad_interface.h"
 #include "alad/alad_verify.h"
 #include "tests/verify/verify_test_util.h"
 
@@ -145,6 +147,53 @@ TEST(AmbientLevelTest, NearestLevelWithTiesGoingDownAndClampedTables) {
     const EngineRegs r;  // the driver's default configuration is left in place
     EXPECT_EQ(std::vector<int>({r.regs.width, r.regs.height, r.regs.reg_tm_mode, r.regs.reg_strength_target}),
               std::vector<int>({720, 1650, 3, 128}));
+}
+
+TEST(InterfaceEntryTest, InitDiscardsTheCallersRecords) {
+    ad_user_interface_t_ user;
+    std::memset(&user, 0x5A, sizeof(user));
+    alad_display_model_interface_ model{2.6, 100.0, 1.0, 0.5, 0.2};
+    const alad_view_condition_interface_ view{5.0f, 1000.0f};
+    Capture([&] { EXPECT_EQ(InitEngineALADInterface(&user, &model, &view), 0); });
+    EXPECT_EQ(std::vector<double>({double(user.width), double(user.blk_width), model.gamma}),
+              std::vector<double>({800, 256, 2.2}));
+    const EngineRegs started;
+    EXPECT_EQ(std::vector<int>({started.regs.width, started.regs.height, started.regs.reg_blk_width_b}),
+              std::vector<int>({800, 480, 256}));
+    // The CLTM update passes the shared fields only.
+    user.blk_width = 100;
+    Capture([&] { UpdateCLTMParameterForVerify(&user); });
+    EXPECT_EQ(EngineRegs().regs.reg_blk_width_b, 128);
+}
+
+TEST(InterfaceEntryTest, RegisterFilesAndRegisterSetsThroughTheInterface) {
+    ScratchDir dir;
+    const std::string path = WriteText(dir / "regs.txt", "tm_mode=4 width=64 height=32 blk_width_b=64 blk_height_b=64 "
+                                                         "strength_step=3\nagtm_entry005=4096 hist_adj_curv_07=100\n");
+    std::vector<int32_t> hist(65, -1), agtm(256, -1);
+    alad_verification_registrator_interface_ reg{};
+    reg.reg_hist = hist.data();
+    reg.reg_agtm = agtm.data();
+    Capture([&] { parseRegisterFromFileInterface(path.c_str(), &reg); });
+    // Entries the file does not set read 0.
+    EXPECT_EQ(std::vector<int>({reg.tm_mode, reg.width, reg.strength_step, agtm[5], agtm[6], hist[7], hist[8]}),
+              std::vector<int>({4, 64, 3, 4096, 0, 100, 0}));
+
+    // An unreadable file leaves the record as it was.
+    Capture([&] { parseRegisterFromFileInterface((dir / "missing.txt").c_str(), &reg); });
+    EXPECT_EQ(std::vector<int>({reg.tm_mode, reg.width, agtm[5], hist[7]}), std::vector<int>({4, 64, 4096, 100}));
+
+    ad_user_interface_t_ user;
+    alad_display_model_interface_ model;
+    const alad_view_condition_interface_ view{300.0f, 300.0f};
+    Capture([&] {
+        InitEngineALADInterface(&user, &model, &view);
+        SettingVerificationRegistratorInterface(&reg);
+    });
+    const EngineRegs r;
+    EXPECT_EQ(std::vector<int>({r.regs.reg_tm_mode, r.regs.width, static_cast<int>(r.curve[7])}),
+              std::vector<int>({4, 64, 100}));
+    EXPECT_EQ(r.table, agtm);
 }
 
 }  // namespace
