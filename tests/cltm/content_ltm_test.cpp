@@ -81,14 +81,9 @@ TEST(ContentLTMTest, DefaultObjectRunsEndToEnd) {
     ContentLTM ltm;
     // Colour mode: the engine's still-image driver, with the default record's parameters, on the same picture.
     const cv::Mat picture = Random12(300, 520, 3);
-    cv::Mat out, expected(picture.size(), CV_32SC3), work;
+    cv::Mat out, expected(picture.size(), CV_32SC3);
     ASSERT_EQ(ltm.CLTMBGRMode(picture, out, 0), 0);
-    CLTMParamBlock block(alad_cltm_user{});
-    CLTMBufferManager buffers;
-    buffers.AllocateBufferBySize(520, 300, block.get());
-    cltm_params_api_ params;
-    params.param = block.get();
-    ASSERT_EQ(CLTMOneImageImple_(picture, params, buffers, work, expected), 0);
+    ASSERT_EQ(testing_util::Engine(alad_cltm_user{}, 520, 300).Still(picture, expected), 0);
     EXPECT_TRUE(Same(out, expected));
 
     // Gray mode: the gain is new over old brightness through the reciprocal table; below 16 it

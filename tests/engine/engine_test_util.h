@@ -40,9 +40,7 @@ inline ad_user_t_ SmallUser(uint32_t order, uint32_t blk_width = 64) {
     return user;
 }
 
-inline bool Same(const cv::Mat& a, const cv::Mat& b) {
-    return a.size() == b.size() && a.type() == b.type() && cv::norm(a, b, cv::NORM_INF) == 0.0;
-}
+inline constexpr auto Same = SameImage;
 
 // A register set with its own storage for the two tables.
 struct Registers {

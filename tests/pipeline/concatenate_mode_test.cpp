@@ -28,8 +28,6 @@ alad_cltm_user User(uint32_t order, uint32_t width = kWidth, uint32_t height = k
     return {64, 64, 1, 8, 1, width, height, order};
 }
 
-DisplayPanelModel Panel() { return DisplayPanelModel(2.2, 500.0, 0.2, 1.0, 0.01, 300.0, 20000.0); }
-
 std::string Log(ALADConcatenateMode& pipeline, const cv::Mat& src, cv::Mat& dst) {
     testing_util::Stdout log;
     pipeline.RunOneFrame(src, dst);
@@ -38,18 +36,13 @@ std::string Log(ALADConcatenateMode& pipeline, const cv::Mat& src, cv::Mat& dst)
 
 // A pipeline initialised for `user`, and the two stages run by hand beside it.
 struct Rig {
-    explicit Rig(alad_cltm_user u) : user(u), block(u) {
-        pipeline.Init(panel, user, true);
+    explicit Rig(alad_cltm_user u) : cltm(u, u.width, u.height, true) {
+        pipeline.Init(panel, u, true);
         agtm.lut = ComputeAGTMTable(panel);
-        api.ctx->width = params.width = u.width;
-        api.ctx->height = params.height = u.height;
-        params.param = block.get();
-        buffers.AllocateBufferBySize(u.width, u.height, block.get());
     }
-    ~Rig() { ad_deinit_video(api.ctx); }
     cv::Mat CLTM(const cv::Mat& in) {
-        cv::Mat work, out;
-        CLTMVideoRunOneFrameImple_(in, params, api, buffers, work, out);
+        cv::Mat out;
+        cltm.Video(in, out);
         return out;
     }
     cv::Mat AGTM(const cv::Mat& in) {
@@ -60,12 +53,8 @@ struct Rig {
     std::string Run(const cv::Mat& src, cv::Mat& dst) { return Log(pipeline, src, dst); }
 
     ALADConcatenateMode pipeline;
-    DisplayPanelModel panel = Panel();
-    alad_cltm_user user;
-    CLTMParamBlock block;
-    CLTMVideoContextAPI api{ad_init_video()};
-    cltm_params_api_ params;
-    CLTMBufferManager buffers;
+    DisplayPanelModel panel{2.2, 500.0, 0.2, 1.0, 0.01, 300.0, 20000.0};
+    testing_util::Engine cltm;
     agtm_param_api_ agtm;
 };
 
