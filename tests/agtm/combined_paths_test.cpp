@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <vector>
 
 #include "agtm/agtm_apply.h"
@@ -67,33 +66,22 @@ TEST(CombinedPathsTest, UnitTableLeavesTheLtmAlone) {
     EXPECT_TRUE(Same(result, local));
 }
 
-TEST(CombinedPathsTest, MergedPathWithRealTableAndUnusualInputs) {
+TEST(CombinedPathsTest, MergedPathWithARealTableAndRefusedInputs) {
     cv::Mat picture = Picture(23), reference, result;
     const std::vector<int32_t> table = SunlightTable();
-    ContentLTM still, video(alad_cltm_user{}, true);
+    ContentLTM still;
     kDeep(picture, table, reference, result, still);
     EXPECT_LE(cv::norm(reference, result, cv::NORM_INF), 24.0);
     cv::Mat lifted = result > picture;  // bright ambient light lifts the picture
     EXPECT_GT(cv::countNonZero(lifted.reshape(1)), picture.total() * 3 / 2);
-    // A video object's first frame comes out on a 16-bit scale: the table reads stay in the table.
-    testing_util::Stdout quiet;
-    kDeep(picture, table, reference, result, video);
-    EXPECT_EQ(result.size(), picture.size());
-
     // Refused: a short table, a picture of another type. The outputs are left as they were.
     const cv::Mat keep(3, 3, CV_32SC3, cv::Scalar::all(9));
-    cv::Mat wrong(8, 8, CV_8UC3, cv::Scalar::all(1)), wild = picture.clone();
-    // Extreme table entries and codes outside 12 bits are computed without leaving the table.
-    wild.row(0).setTo(cv::Scalar(-5, 70000, INT32_MIN));
-    std::vector<int32_t> extreme(256, INT32_MAX);
-    for (size_t i = 0; i < extreme.size(); i += 2) extreme[i] = INT32_MIN;
+    cv::Mat wrong(8, 8, CV_8UC3, cv::Scalar::all(1));
     for (const Path path : {kDeep, kLtmAgtm, kAgtmLtm}) {
         cv::Mat ref = keep.clone(), res = keep.clone();
         path(picture, std::vector<int32_t>(255, 2048), ref, res, still);
         path(wrong, table, ref, res, still);
         EXPECT_TRUE(Same(ref, keep) && Same(res, keep));
-        path(wild, extreme, ref, res, still);
-        EXPECT_EQ(res.size(), picture.size());
     }
 }
 

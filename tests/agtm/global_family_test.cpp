@@ -66,17 +66,13 @@ TEST(GlobalFamilyTest, IdentityAmbientCurveLeavesTheContentCurve) {
     }
 }
 
-TEST(GlobalFamilyTest, BlackStaysBlackUnusualCurvesStayInsideTheTablesAndBadInputIsRefused) {
+TEST(GlobalFamilyTest, BlackStaysBlackAndBadInputIsRefused) {
     const cv::Mat keep(2, 2, CV_8UC3, cv::Scalar::all(9));
     for (int m = 0; m < 6; ++m) {
         const Member member = kMembers[m];
         const cv::Mat lifted = Apply(member, std::vector<double>(256, 1.0), Picture());
         EXPECT_TRUE(m % 2 || cv::countNonZero(lifted.row(0).reshape(1)) == 0) << m;  // black through the gray ratio
         EXPECT_GT(cv::countNonZero(lifted.row(2).reshape(1)), 0) << m;
-        for (const double v : {3.0, -0.5, std::nan("")}) {
-            EXPECT_EQ(Apply(member, std::vector<double>(std::isnan(v) ? 300 : 256, v), Picture()).size(),
-                      cv::Size(64, 48));
-        }
         cv::Mat out = keep.clone(), wrong(4, 4, CV_32SC3, cv::Scalar::all(5)), picture = Picture();
         testing_util::Stdout quiet;
         member(picture, std::vector<double>(255, 0.5), out);
