@@ -117,10 +117,6 @@ TEST(CheckCommandTest, BrokenRegisterFilesAreNamedByLineAndColumnWhileTheReaderS
           "3:1: error: a frame of 8192x8192 is larger than the engine takes (33177600 pixels in all)",
           "3:1: error: height=8192 takes 128 blocks of 64 down (blk_h_num), outside 1..10 (the driver's range check: "
           "'error reg_blk_h_num out of range [1~10] !'); at most 640 pixels"}, nullptr},
-        {Regs().Line("strength_step=", "strenght_step=7").text,
-         {"12:1: error: unknown key 'strenght_step' (did you mean 'strength_step'?); the reader ignores it",
-          "335:1: error: strength_step is missing (the register reads 0)"},
-         [](R r) { EXPECT_EQ(r.regs.reg_strength_step, 0); }},
         {Regs().Line("hist_adj_curv_08=", "HIST_adj_curv_08=55").text,
          {"22:1: error: unknown key 'HIST_adj_curv_08': keys are case-sensitive (did you mean 'hist_adj_curv_08'?); "
           "the reader ignores it",
