@@ -75,19 +75,19 @@ void Conversions(FuzzedDataProvider& in) {
 void DriverFrame(FuzzedDataProvider& in) {
     const int width = in.ConsumeIntegralInRange<int>(-1, 64), height = in.ConsumeIntegralInRange<int>(-1, 64);
     const int channels = in.ConsumeIntegralInRange<int>(0, 15) ? 4 : in.ConsumeIntegralInRange<int>(-1, 8);
-    std::vector<unsigned char> pixels = in.ConsumeBytes<unsigned char>(
-        static_cast<size_t>(std::max(width, 0)) * std::max(height, 0) * std::max(channels, 4));
-    pixels.resize(static_cast<size_t>(std::max(width, 0)) * std::max(height, 0) * std::max(channels, 4) + 1, 0x5A);
+    const size_t bytes = static_cast<size_t>(std::max(width, 0)) * std::max(height, 0) * std::max(channels, 4);
+    std::vector<unsigned char> pixels = in.ConsumeBytes<unsigned char>(bytes);
+    pixels.resize(bytes + 1, 0x5A);
     _image frame = {width, height, channels, pixels.data()};
     RunOneFrameBufferALADforDriver(alad_fuzz::MaybeNull(in, &frame));
 }
 
 // A register set in the front end's form, with its two buffers (or without one).
-void FrontEndRegisters(FuzzedDataProvider& in) {
-    std::vector<int32_t> hist(ALAD_HIST_ADJUST_CURVE_SIZE), agtm(ALAD_AGTM_LUT_SIZE);
-    for (int32_t& v : hist) v = in.ConsumeIntegral<int32_t>();
-    for (int32_t& v : agtm) v = in.ConsumeIntegralInRange<int32_t>(0, 8192);
-    alad_verification_registrator_interface_ regs{};
+void RegisterSets(FuzzedDataProvider& in) {
+    alad_fuzz::FrontEndRegisters front;
+    for (int32_t& v : front.hist) v = in.ConsumeIntegral<int32_t>();
+    for (int32_t& v : front.agtm) v = in.ConsumeIntegralInRange<int32_t>(0, 8192);
+    alad_verification_registrator_interface_& regs = front.regs;
     regs.tm_mode = in.ConsumeIntegralInRange<int32_t>(-1, 7);
     regs.width = alad_fuzz::Size(in, 64);
     regs.height = alad_fuzz::Size(in, 64);
@@ -95,13 +95,13 @@ void FrontEndRegisters(FuzzedDataProvider& in) {
     regs.blk_height_b = in.ConsumeIntegral<int32_t>();
     regs.strength_target = in.ConsumeIntegral<int32_t>();
     regs.curve_transition = in.ConsumeIntegral<int32_t>();
-    regs.reg_hist = alad_fuzz::MaybeNull(in, hist.data());
-    regs.reg_agtm = alad_fuzz::MaybeNull(in, agtm.data());
+    regs.reg_hist = alad_fuzz::MaybeNull(in, front.hist.data());
+    regs.reg_agtm = alad_fuzz::MaybeNull(in, front.agtm.data());
     SettingVerificationRegistratorInterface(alad_fuzz::MaybeNull(in, &regs));
 
     alad_registrator_driver driver{};
-    driver.reg_hist = hist.data();
-    driver.reg_agtm = agtm.data();
+    driver.reg_hist = front.hist.data();
+    driver.reg_agtm = front.agtm.data();
     ALADRegistratorsInfoForDriver(alad_fuzz::MaybeNull(in, &driver));
     driver.reg_tm_mode = in.ConsumeIntegral<int32_t>();
     driver.reg_blk_h_num = in.ConsumeIntegral<int32_t>();
@@ -113,11 +113,8 @@ void FrontEndRegisters(FuzzedDataProvider& in) {
 void FrontEndFiles(FuzzedDataProvider& in) {
     const std::string regs = alad_fuzz::WriteScratch("driver_regs.txt", in.ConsumeRandomLengthString(200));
     const std::string image = alad_fuzz::WriteScratch("driver_image.txt", in.ConsumeRandomLengthString(400));
-    std::vector<int32_t> hist(ALAD_HIST_ADJUST_CURVE_SIZE), agtm(ALAD_AGTM_LUT_SIZE);
-    alad_verification_registrator_interface_ parsed{};
-    parsed.reg_hist = hist.data();
-    parsed.reg_agtm = agtm.data();
-    parseRegisterFromFileInterface(regs.c_str(), &parsed);
+    alad_fuzz::FrontEndRegisters parsed;
+    parseRegisterFromFileInterface(regs.c_str(), &parsed.regs);
     cv::Mat out;
     parseImageFromFileCmodelInterface(image.c_str(), alad_fuzz::Size(in, 16), alad_fuzz::Size(in, 16), out);
     if (in.ConsumeIntegralInRange<int>(0, 3) == 0) {
@@ -147,21 +144,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                                                  alad_fuzz::MaybeNull(in, &view));
                 break;
             }
-            case 1: {
-                const ad_user_t_driver_ user = DriverUser(in);
-                result = UpdateCLTMParameterForDriver(alad_fuzz::MaybeNull(in, &user));
-                break;
-            }
-            case 2: {
-                const alad_display_model_driver_ display = DriverDisplay(in);
-                result = UpdateDisplayPanelParameterForDriver(alad_fuzz::MaybeNull(in, &display));
-                break;
-            }
-            case 3: {
-                const alad_view_condition_driver_ view = DriverView(in);
-                result = UpdateViewConditionParameterForDriver(alad_fuzz::MaybeNull(in, &view));
-                break;
-            }
+            case 1: result = alad_fuzz::OnRecord(in, DriverUser(in), UpdateCLTMParameterForDriver); break;
+            case 2: result = alad_fuzz::OnRecord(in, DriverDisplay(in), UpdateDisplayPanelParameterForDriver); break;
+            case 3: result = alad_fuzz::OnRecord(in, DriverView(in), UpdateViewConditionParameterForDriver); break;
             case 4:
             case 5: DriverFrame(in); break;
             case 6: {
@@ -189,7 +174,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 UpdateCLTMParameterForVerify(&user);
                 break;
             }
-            case 10: FrontEndRegisters(in); break;
+            case 10: RegisterSets(in); break;
             case 11: FrontEndFiles(in); break;
             case 12: {
                 cv::Mat src = AnyMat(in), dst;

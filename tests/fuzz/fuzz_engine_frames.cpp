@@ -14,23 +14,6 @@ namespace {
 
 using alad_fuzz::Number;
 
-uint32_t Order(FuzzedDataProvider& in) {
-    return in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 7) : in.ConsumeIntegral<uint32_t>();
-}
-
-kelvo::ad_user_t_ User(FuzzedDataProvider& in) {
-    kelvo::ad_user_t_ user;
-    user.blk_width = in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 300) : in.ConsumeIntegral<uint32_t>();
-    user.blk_height = in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 300) : in.ConsumeIntegral<uint32_t>();
-    user.curve_id = in.ConsumeIntegral<int32_t>();
-    user.strength = in.ConsumeIntegral<int32_t>();
-    user.filter_flag = in.ConsumeIntegral<uint8_t>();
-    user.tm_mode = Order(in);
-    user.width = static_cast<uint32_t>(alad_fuzz::Size(in, 300));
-    user.height = static_cast<uint32_t>(alad_fuzz::Size(in, 300));
-    return user;
-}
-
 kelvo::alad_display_model_ Display(FuzzedDataProvider& in) {
     kelvo::alad_display_model_ display;
     switch (in.ConsumeIntegralInRange<int>(0, 3)) {
@@ -45,32 +28,22 @@ kelvo::alad_display_model_ Display(FuzzedDataProvider& in) {
 const auto View = alad_fuzz::AnyView<kelvo::alad_view_condition_>;
 
 // A register set with its tables (or, rarely, without one).
-struct Registers {
-    std::vector<uint32_t> curve = std::vector<uint32_t>(ALAD_HIST_ADJUST_CURVE_SIZE);
-    std::vector<int32_t> table = std::vector<int32_t>(ALAD_AGTM_LUT_SIZE);
-    kelvo::alad_verification_registrator_ regs;
-
+struct Registers : alad_fuzz::EngineRegisters<> {
     explicit Registers(FuzzedDataProvider& in) {
-        regs.reg_tm_mode = static_cast<int32_t>(Order(in));
+        regs.reg_tm_mode = static_cast<int32_t>(alad_fuzz::AnyOrder(in));
         regs.width = alad_fuzz::Size(in, 300);
         regs.height = alad_fuzz::Size(in, 300);
         int32_t* scalars[] = {&regs.reg_blk_width_b,     &regs.reg_blk_height_b,      &regs.reg_hist_mode,
                               &regs.reg_curve_transition, &regs.reg_linear_adj_offset, &regs.reg_linear_adj_ratio,
                               &regs.reg_strength_mode,    &regs.reg_strength_target,   &regs.reg_strength_step,
                               &regs.reg_strength_interval};
-        for (int32_t* value : scalars) {
-            *value = in.ConsumeBool() ? in.ConsumeIntegralInRange<int32_t>(-2, 300) : in.ConsumeIntegral<int32_t>();
-        }
+        for (int32_t* v : scalars) *v = in.ConsumeBool() ? in.ConsumeIntegralInRange(-2, 300) : in.ConsumeIntegral<int32_t>();
         // Tables: mostly near their usual values (clip levels, gains around 2048), else any.
         const bool wild = in.ConsumeBool();
-        for (uint32_t& v : curve) {
-            v = wild ? in.ConsumeIntegral<uint32_t>() : in.ConsumeIntegralInRange<uint32_t>(0, 4096);
-        }
-        for (int32_t& v : table) {
-            v = wild ? in.ConsumeIntegral<int32_t>() : in.ConsumeIntegralInRange<int32_t>(0, 8192);
-        }
-        regs.hist_adjust_curve = in.ConsumeIntegralInRange<int>(0, 31) ? curve.data() : nullptr;
-        regs.agtm = in.ConsumeIntegralInRange<int>(0, 31) ? table.data() : nullptr;
+        for (uint32_t& v : curve) v = wild ? in.ConsumeIntegral<uint32_t>() : in.ConsumeIntegralInRange(0u, 4096u);
+        for (int32_t& v : table) v = wild ? in.ConsumeIntegral<int32_t>() : in.ConsumeIntegralInRange(0, 8192);
+        if (in.ConsumeIntegralInRange<int>(0, 31) == 0) regs.hist_adjust_curve = nullptr;
+        if (in.ConsumeIntegralInRange<int>(0, 31) == 0) regs.agtm = nullptr;
     }
 };
 
@@ -115,9 +88,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     alad::SetSimdLevel(in.PickValueInArray(kLevels));  // kept as it is where the processor lacks it
     kelvo::SetEngineThreads(in.ConsumeIntegralInRange<int>(1, 4));
 
-    const kelvo::ad_user_t_ user = User(in);
-    const kelvo::alad_display_model_ display = Display(in);
-    int32_t status = kelvo::InitEngineALAD(user, display, View(in));
+    const auto user = alad_fuzz::AnyUser<kelvo::ad_user_t_>(in, 300);
+    int32_t status = kelvo::InitEngineALAD(user, Display(in), View(in));
     ALAD_FUZZ_CHECK(status == 0 || status == -1);
 
     const int calls = in.ConsumeIntegralInRange<int>(1, 8);
@@ -126,22 +98,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             case 0:
             case 1:
             case 2: RunFrame(in); continue;
-            case 3: status = kelvo::UpdateCLTMParameter(User(in)); break;
-            case 4: {
-                const Registers regs(in);
-                status = kelvo::SettingVerificationRegistrator(regs.regs);
-                break;
-            }
+            case 3: status = kelvo::UpdateCLTMParameter(alad_fuzz::AnyUser<kelvo::ad_user_t_>(in, 300)); break;
+            case 4: status = kelvo::SettingVerificationRegistrator(Registers(in).regs); break;
             case 5: status = kelvo::UpdateViewConditionParameter(View(in)); break;
             case 6: status = kelvo::UpdateDisplayPanelParameter(Display(in)); break;
             case 7: status = kelvo::ResetEngineALAD(); break;
             case 8: {
-                std::vector<uint32_t> curve(ALAD_HIST_ADJUST_CURVE_SIZE);
-                std::vector<int32_t> table(ALAD_AGTM_LUT_SIZE);
-                kelvo::alad_verification_registrator regs;
-                regs.hist_adjust_curve = curve.data();
-                regs.agtm = table.data();
-                status = kelvo::ALADRegistratorsInfoForDriverDraftEngine(regs);
+                alad_fuzz::EngineRegisters<kelvo::alad_verification_registrator> read;
+                status = kelvo::ALADRegistratorsInfoForDriverDraftEngine(read.regs);
                 if (status == 0) status = kelvo::PrintCurrentRegistratorFromDriver();
                 break;
             }

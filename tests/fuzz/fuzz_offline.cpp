@@ -47,32 +47,14 @@ std::vector<int32_t> Table(FuzzedDataProvider& in) {
                             [&] { return in.ConsumeIntegralInRange<int32_t>(0, 8192); });
 }
 
-kelvo::alad_cltm_user CLTMUser(FuzzedDataProvider& in) {
-    kelvo::alad_cltm_user user;
-    user.blk_width = in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 300) : in.ConsumeIntegral<uint32_t>();
-    user.blk_height = in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 300) : in.ConsumeIntegral<uint32_t>();
-    user.curve_id = in.ConsumeIntegral<int32_t>();
-    user.strength = in.ConsumeIntegral<int32_t>();
-    user.filter_flag = in.ConsumeIntegral<uint8_t>();
-    user.width = static_cast<uint32_t>(alad_fuzz::Size(in, 40));
-    user.height = static_cast<uint32_t>(alad_fuzz::Size(in, 40));
-    user.tm_mode = in.ConsumeIntegral<uint32_t>();
-    return user;
-}
-
 void LocalToneMapping(FuzzedDataProvider& in, kelvo::ContentLTM& ltm) {
     const int frames = in.ConsumeIntegralInRange<int>(1, 3);
     for (int f = 0; f < frames; ++f) {
         const uint32_t index = in.ConsumeBool() ? static_cast<uint32_t>(f) : in.ConsumeIntegral<uint32_t>();
         cv::Mat out = in.ConsumeBool() ? cv::Mat() : Picture(in, CV_32SC3, 0, 4096), gain;
-        if (in.ConsumeBool()) {
-            const cv::Mat luma = Picture(in, CV_64FC1, 0, 4096);
-            const int32_t status = ltm.CLTMGrayMode(luma, gain, out, index);
-            ALAD_FUZZ_CHECK(status == 0 || status == -1);
-        } else {
-            const int32_t status = ltm.CLTMBGRMode(Picture(in, CV_32SC3, 0, 4096), out, index);
-            ALAD_FUZZ_CHECK(status == 0 || status == -1);
-        }
+        const int32_t status = in.ConsumeBool() ? ltm.CLTMGrayMode(Picture(in, CV_64FC1, 0, 4096), gain, out, index)
+                                                : ltm.CLTMBGRMode(Picture(in, CV_32SC3, 0, 4096), out, index);
+        ALAD_FUZZ_CHECK(status == 0 || status == -1);
     }
 }
 
@@ -106,40 +88,32 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             cv::Mat picture = Picture(in, CV_8UC3, 0, 256);
             cv::Mat out = in.ConsumeBool() ? cv::Mat() : Picture(in, CV_8UC3, 0, 256);
             const std::vector<double> ambient = Curve(in);
-            switch (in.ConsumeIntegralInRange<int>(0, 5)) {
-                case 0: kelvo::GlobalToneMappingOneImage(picture, ambient, out); break;
-                case 1: kelvo::GlobalToneMappingOneImageBy1DGammaLUT(picture, ambient, out); break;
-                case 2: kelvo::GlobalToneMappingOneImageByCombineLUT(picture, ambient, out); break;
-                case 3: kelvo::GlobalToneMappingOneImageByScalerLUT(picture, ambient, out); break;
-                case 4: GlobalToneMappingOneImageFixed(picture, ambient, out); break;
-                default: GlobalToneMappingOneImageBy1DGammaLUTFixed(picture, ambient, out); break;
-            }
+            using Global = void (*)(cv::Mat&, const std::vector<double>&, cv::Mat&);
+            static const Global kGlobal[] = {
+                kelvo::GlobalToneMappingOneImage,           kelvo::GlobalToneMappingOneImageBy1DGammaLUT,
+                kelvo::GlobalToneMappingOneImageByCombineLUT, kelvo::GlobalToneMappingOneImageByScalerLUT,
+                GlobalToneMappingOneImageFixed,             GlobalToneMappingOneImageBy1DGammaLUTFixed};
+            in.PickValueInArray(kGlobal)(picture, ambient, out);
             break;
         }
         case 3: {
-            kelvo::ContentLTM ltm(CLTMUser(in), in.ConsumeBool());
+            kelvo::ContentLTM ltm(alad_fuzz::AnyUser<kelvo::alad_cltm_user>(in, 40), in.ConsumeBool());
             cv::Mat src = Picture(in, CV_32SC3, 0, 4096), reference, result;
             const std::vector<int32_t> lut = Table(in);
-            switch (in.ConsumeIntegralInRange<int>(0, 2)) {
-                case 0: kelvo::ToneMappingOneImageLTMAGTMDeepFixed(src, lut, reference, result, ltm); break;
-                case 1: kelvo::ToneMappingOneImageLTMAGTMConcatenateFixed(src, lut, reference, result, ltm); break;
-                default: kelvo::ToneMappingOneImageAGTMLTMConcatenateFixed(src, lut, reference, result, ltm); break;
-            }
+            using Combined = void (*)(cv::Mat&, const std::vector<int32_t>&, cv::Mat&, cv::Mat&, kelvo::ContentLTM&);
+            static const Combined kCombined[] = {kelvo::ToneMappingOneImageLTMAGTMDeepFixed,
+                                                 kelvo::ToneMappingOneImageLTMAGTMConcatenateFixed,
+                                                 kelvo::ToneMappingOneImageAGTMLTMConcatenateFixed};
+            in.PickValueInArray(kCombined)(src, lut, reference, result, ltm);
             break;
         }
         case 4: {
-            kelvo::ContentLTM ltm(CLTMUser(in), in.ConsumeBool());
+            kelvo::ContentLTM ltm(alad_fuzz::AnyUser<kelvo::alad_cltm_user>(in, 40), in.ConsumeBool());
             LocalToneMapping(in, ltm);
             break;
         }
-        default: {
-            kelvo::ad_user_t_ user;
-            user.width = static_cast<uint32_t>(alad_fuzz::Size(in, 40));
-            user.height = static_cast<uint32_t>(alad_fuzz::Size(in, 40));
-            user.strength = in.ConsumeIntegral<int32_t>();
-            user.curve_id = in.ConsumeIntegral<int32_t>();
-            user.filter_flag = in.ConsumeIntegral<uint8_t>();
-            kelvo::ContentLTM ltm(user, in.ConsumeBool());
+        default: {  // the engine's user record, converted as the engine converts it
+            kelvo::ContentLTM ltm(alad_fuzz::AnyUser<kelvo::ad_user_t_>(in, 40), in.ConsumeBool());
             LocalToneMapping(in, ltm);
             break;
         }

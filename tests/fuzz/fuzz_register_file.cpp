@@ -16,11 +16,8 @@ ALAD_FUZZ_QUIET_ENGINE_AT_START
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string path = alad_fuzz::WriteScratch("regs.txt", data, size);
 
-    std::vector<uint32_t> curve(ALAD_HIST_ADJUST_CURVE_SIZE, 7);
-    std::vector<int32_t> table(ALAD_AGTM_LUT_SIZE, 7);
-    kelvo::alad_verification_registrator_ regs;
-    regs.hist_adjust_curve = curve.data();
-    regs.agtm = table.data();
+    alad_fuzz::EngineRegisters<> read;
+    kelvo::alad_verification_registrator_& regs = read.regs;
     alad::RegisterFileFacts facts;
     const alad::CheckReport report =
         alad::CheckRegisterText("regs.txt", std::string_view(reinterpret_cast<const char*>(data), size), &facts);
@@ -44,10 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     } catch (const RegisterFileError&) {
     }
 
-    std::vector<int32_t> hist(ALAD_HIST_ADJUST_CURVE_SIZE), agtm(ALAD_AGTM_LUT_SIZE);
-    alad_verification_registrator_interface_ front{};
-    front.reg_hist = hist.data();
-    front.reg_agtm = agtm.data();
-    parseRegisterFromFileInterface(path.c_str(), &front);
+    alad_fuzz::FrontEndRegisters front;
+    parseRegisterFromFileInterface(path.c_str(), &front.regs);
     return 0;
 }

@@ -19,6 +19,7 @@
 #include <opencv2/core.hpp>
 
 #include "alad/alad_engine.h"
+#include "alad/alad_interface.h"
 
 namespace alad_fuzz {
 
@@ -125,6 +126,12 @@ T* MaybeNull(FuzzedDataProvider& in, T* record) {
     return in.ConsumeIntegralInRange<int>(0, 15) ? record : nullptr;
 }
 
+// `call` given the address of `record` or (one time in sixteen) a null pointer.
+template <typename T, typename Call>
+auto OnRecord(FuzzedDataProvider& in, T record, Call call) {
+    return call(MaybeNull(in, &record));
+}
+
 // A panel (of the engine's or the driver's form) and a viewing condition, any values.
 template <typename Panel>
 Panel AnyPanel(FuzzedDataProvider& in) {
@@ -134,6 +141,46 @@ template <typename View>
 View AnyView(FuzzedDataProvider& in) {
     return {static_cast<float>(Number(in, 0, 300000)), static_cast<float>(Number(in, 0, 300000))};
 }
+
+// A pipeline order: mostly 0..7, else any value.
+inline uint32_t AnyOrder(FuzzedDataProvider& in) {
+    return in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 7) : in.ConsumeIntegral<uint32_t>();
+}
+
+// A user record (the engine's or the local stage's form): blocks mostly up to 300 a side, frame
+// sizes as Size(limit), any curve, strength and filter flag.
+template <typename User>
+User AnyUser(FuzzedDataProvider& in, int32_t limit) {
+    const auto block = [&] {
+        return in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 300) : in.ConsumeIntegral<uint32_t>();
+    };
+    User user;
+    user.blk_width = block();
+    user.blk_height = block();
+    user.curve_id = in.ConsumeIntegral<int32_t>();
+    user.strength = in.ConsumeIntegral<int32_t>();
+    user.filter_flag = in.ConsumeIntegral<uint8_t>();
+    user.tm_mode = AnyOrder(in);
+    user.width = static_cast<uint32_t>(Size(in, limit));
+    user.height = static_cast<uint32_t>(Size(in, limit));
+    return user;
+}
+
+// A register record with its two tables, in the engine's forms (public or internal) and in the
+// front end's.
+template <typename Record = kelvo::alad_verification_registrator_>
+struct EngineRegisters {
+    std::vector<uint32_t> curve = std::vector<uint32_t>(ALAD_HIST_ADJUST_CURVE_SIZE);
+    std::vector<int32_t> table = std::vector<int32_t>(ALAD_AGTM_LUT_SIZE);
+    Record regs;
+    EngineRegisters() { regs.hist_adjust_curve = curve.data(), regs.agtm = table.data(); }
+};
+struct FrontEndRegisters {
+    std::vector<int32_t> hist = std::vector<int32_t>(ALAD_HIST_ADJUST_CURVE_SIZE);
+    std::vector<int32_t> agtm = std::vector<int32_t>(ALAD_AGTM_LUT_SIZE);
+    alad_verification_registrator_interface_ regs{};
+    FrontEndRegisters() { regs.reg_hist = hist.data(), regs.reg_agtm = agtm.data(); }
+};
 
 // Any depth OpenCV has and 1..4 channels.
 inline int AnyType(FuzzedDataProvider& in) {

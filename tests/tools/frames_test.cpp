@@ -181,8 +181,12 @@ TEST_F(FramesTest, ATruncatedInputIsProcessedAsFarAsItGoesWithAWarning) {
     ASSERT_NE(movi, std::string::npos);
     const size_t second = avi.find("00dc", avi.find("00dc", movi) + 4);  // the second frame's chunk
     WriteText(Path("short.avi"), avi.substr(0, second));
-    const alad_test::Captured cut = Process({Path("short.avi"), Path("short_out%02d.png")});
+    const alad_test::Captured cut = Process({"--dst", "20000", "--filter", Path("short.avi"), Path("short_out.avi")});
     EXPECT_NE(cut.err.find("' ended after 1 frames; its header says 4"), std::string::npos) << cut.err;
+    cv::VideoCapture result(Path("short_out.avi"));
+    int frames = 0;
+    for (cv::Mat frame; result.read(frame); ++frames) EXPECT_EQ(frame.size(), kSize);
+    EXPECT_EQ(frames, 1);
 }
 
 TEST_F(FramesTest, SequencesInAndOutKeepTheirDepthAndAVideoIsNotWrittenIntoOnePicture) {
@@ -191,7 +195,6 @@ TEST_F(FramesTest, SequencesInAndOutKeepTheirDepthAndAVideoIsNotWrittenIntoOnePi
     }
     const alad_test::Captured run = Process({"--order", "4", Path("f%03d.png"), Path("o%03d.png")});
     EXPECT_NE(run.out.find("(64x48, 3 frames)"), std::string::npos) << run.out;
-    EXPECT_NE(run.out.find("engine "), std::string::npos);
     for (const char* name : {"o001.png", "o002.png", "o003.png"}) {
         EXPECT_EQ(cv::imread(Path(name), cv::IMREAD_UNCHANGED).type(), CV_16UC3) << name;
     }

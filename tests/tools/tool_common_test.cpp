@@ -36,15 +36,12 @@ TEST(ToolOptionsTest, ParsesValuesFlagsAndPositionalsAndNamesTheOptionOfAMistake
     EXPECT_EQ(options.Number("src", 0.0), 300.0);
     EXPECT_EQ(options.Integer("order", 1, 1, 4), 2);
     EXPECT_TRUE(options.Has("fast"));
-    EXPECT_FALSE(options.Has("dst"));
     EXPECT_EQ(options.Number("dst", 7.5), 7.5);
 
-    const Options wrong = Parse({"--src", "3x", "--order", "9"}, {"src", "order"});
-    EXPECT_NE(Mistake([] { Parse({"--nope", "1"}, {"src"}); }).find("--nope"), std::string::npos);
+    // Unknown options, numbers that are not and missing required options are in cli_test.cmake.
+    const Options wrong = Parse({"--order", "9"}, {"order"});
     EXPECT_NE(Mistake([] { Parse({"--src"}, {"src"}); }).find("--src"), std::string::npos);
-    EXPECT_NE(Mistake([&] { wrong.Number("src", 0.0); }).find("--src"), std::string::npos);
     EXPECT_NE(Mistake([&] { wrong.Integer("order", 1, 1, 4); }).find("--order"), std::string::npos);
-    EXPECT_NE(Mistake([&] { wrong.RequiredNumber("dst"); }).find("--dst"), std::string::npos);
 
     // --name=value, and "--" ending the options.
     const Options joined = Parse({"--src=-5", "--order=", "--", "--fast", "-q", "--src=1"}, {"src", "order"}, {"fast"});

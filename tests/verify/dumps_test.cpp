@@ -18,8 +18,7 @@ TEST(DumpTest, ImagesAreRGBLinesThatReadBackUnchanged) {
     // The last pixel is over range: the width is a minimum.
     const cv::Mat image = (cv::Mat_<cv::Vec3i>(1, 4) << cv::Vec3i(0x789, 0x456, 0x123), cv::Vec3i(0, 0, 0),
                            cv::Vec3i(4095, 4095, 4095), cv::Vec3i(0x1000, 0, 4095));
-    EXPECT_EQ(Capture([&] { printImageInfo(path, image); }).out,
-              "printImageInfo: " + path + "\nprintImageInfo: " + path + "\n");
+    Capture([&] { printImageInfo(path, image); });  // its console line is in the engine's transcript
     EXPECT_EQ(ReadLines(path), (Lines{"123456789", "000000000", "fffffffff", "fff0001000"}));
 
     // A view into a larger image is written row by row; 8-bit images as they are.
@@ -68,7 +67,7 @@ TEST(DumpTest, ArraysAreEightDigitHexAndCopiesHoldWhatTheDumpsWrite) {
     store->SetADAGTMResultData((cv::Mat_<cv::Vec3i>(1, 2) << cv::Vec3i(1, 2, 3), cv::Vec3i(4095, 0, 7)));
     store->SetADCLTMResultData(cv::Mat(1, 1, CV_16UC3, cv::Scalar(9, 8, 4095)));  // copied as 32-bit channels
     const std::string path = dir / "hist.txt";
-    EXPECT_EQ(Capture([&] { printDebugInfo(path, "hist"); }).out, "printDebugInfo: " + path + ", infoType: hist\n");
+    Capture([&] { printDebugInfo(path, "hist"); });
     EXPECT_EQ(ReadLines(path), (Lines{"00000000", "00000fff", "ffffffff", "00abcdef"}));
     Capture([&] { printDebugInfo(7, dir / "trans.txt", "ignored", "trans_curve"); });
     EXPECT_EQ(ReadLines(dir / "trans.txt"), (Lines{"0000ffff", "00000001", "00000002"}));

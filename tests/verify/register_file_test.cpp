@@ -40,11 +40,9 @@ TEST(RegisterFileTest, ScalarKeysSetTheirFieldsAndNothingElse) {
     } cases[] = {
         {"tm_mode=1 width=1080 height=2400", {{1, 1}, {2, 1080}, {3, 2400}}},
         {"tm_mode=1\nwidth=1080\r\n\theight=2400\n\n", {{1, 1}, {2, 1080}, {3, 2400}}},
-        {"tm_mode=3=7", {{1, 3}}},
         {"=tm_mode=4", {{1, 4}}},
         {"strength_target=abc", {{11, 0}}},
         {"strength_step=12abc linear_adj_offset=-5 linear_adj_ratio=+9", {{12, 12}, {8, -5}, {9, 9}}},
-        {"width=5\nwidth=9", {{2, 9}}},
         {"foo=5 note TM_MODE=2 tm_mode_x=2 Width=3 = ==", {}},
         {"tm_mode=1 width=2 height=3 blk_width_b=4 blk_height_b=5 hist_mode=6 curve_transition=7 linear_adj_offset=8 "
          "linear_adj_ratio=9 strength_mode=10 strength_target=11 strength_step=12 strength_interval=13",

@@ -39,6 +39,12 @@ TEST(PixelFileTest, LinesArePixelsRowByRowAndTheCountIsChecked) {
         // Nine digits carry R, G, B; higher digits are ignored, fewer are the low channels.
         {true, "123456789\nABC123456789\nfff\nzz\n-1\n", 5, 1, "",
          {{0x789, 0x456, 0x123}, {0x789, 0x456, 0x123}, {0xFFF, 0, 0}, {0, 0, 0}, {0xFFF, 0xFFF, 0xFFF}}},
+        // Just long enough for the size (a line per pixel, the last without its line end) and read;
+        // long enough but short of pixels: read, and the count reported.
+        {false, "0\n0\n0", 3, 1, "", Px(3)},
+        {true, "0\n0\n0", 3, 1, "", Px(3)},
+        {false, "0\n\n\n\n\n", 2, 1, "1 != 2", Px(2)},
+        {true, "0\n\n\n\n\n", 2, 1, "1 != 2", Px(2)},
     };
     for (const auto& c : cases) {
         cv::Mat image;
@@ -54,19 +60,36 @@ TEST(PixelFileTest, LinesArePixelsRowByRowAndTheCountIsChecked) {
     }
 }
 
-TEST(PixelFileTest, UnusableSizesAndMissingFilesAreRefused) {
+// Sizes that cannot be run, and files with fewer bytes than a line per pixel (the last without its
+// line end), are refused before the frame is allocated, however large the size.
+TEST(PixelFileTest, UnusableSizesShortAndMissingFilesAreRefused) {
     ScratchDir dir;
-    const std::string path = WriteText(dir / "one.txt", "123456789\n"), missing = dir / "missing.txt";
-    for (const auto& size : {std::pair{0, 0}, {0, 1}, {1, 0}, {-1, 5}, {5, -1}, {-2147483647 - 1, 1},
-                             {100000, 100000}, {2147483647, 2}, {8193, 1}, {1, 8193}, {8192, 4051}}) {
-        const int w = size.first, h = size.second;
-        for (const auto read : {parseImageFromFile, parseImageFromFileCmodel}) {
+    struct Case {
+        std::string text;
+        int width, height;
+        std::string err;  // what standard error starts with after "READER: 'PATH"
+    };
+    std::vector<Case> cases = {
+        {"0\n0\n", 3, 1, "' holds 4 bytes, too few for a 3x1 frame (a line per pixel: at least 5 bytes); nothing read"},
+        {"1234", 7680, 4320, "' holds 4 bytes, too few for a 7680x4320 frame (a line per pixel: at least 66355199"},
+        {"", 1, 1, "' holds 0 bytes, too few for a 1x1 frame"},
+    };
+    for (const auto& [w, h] : {std::pair{0, 0}, {0, 1}, {1, 0}, {-1, 5}, {5, -1}, {-2147483647 - 1, 1},
+                               {100000, 100000}, {2147483647, 2}, {8193, 1}, {1, 8193}, {8192, 4051}}) {
+        cases.push_back({"123456789\n", w, h, cv::format("': frame size %dx%d is not usable", w, h)});
+    }
+    for (const Case& c : cases) {
+        const std::string path = WriteText(dir / "pixels.txt", c.text);
+        for (const bool packed : {false, true}) {
             cv::Mat image(2, 2, CV_32SC3);
-            const std::string err = Capture([&] { EXPECT_EQ(read(path, w, h, image), -1); }).err;
+            const auto read = packed ? parseImageFromFileCmodel : parseImageFromFile;
+            const std::string err = Capture([&] { EXPECT_EQ(read(path, c.width, c.height, image), -1); }).err;
+            const std::string who = packed ? "parseImageFromFileCmodel: '" : "parseImageFromFile: '";
+            EXPECT_EQ(err.rfind(who + path + c.err, 0), 0u) << err;
             EXPECT_TRUE(image.empty());
-            EXPECT_NE(err.find(cv::format("frame size %dx%d is not usable", w, h)), std::string::npos) << err;
         }
     }
+    const std::string missing = dir / "missing.txt";
     cv::Mat image;
     const Captured out = Capture([&] {
         EXPECT_EQ(parseImageFromFileCmodel(missing, 2, 2, image), -1);
@@ -75,44 +98,6 @@ TEST(PixelFileTest, UnusableSizesAndMissingFilesAreRefused) {
     });
     EXPECT_EQ(out.err, "open failed: " + missing + "\nopen failed: " + missing + "\nopen failed: " + missing + "\n");
     EXPECT_EQ(out.out, "");
-}
-
-// A pixel needs a line of at least one character (the last without its line end): a file with
-// fewer bytes is refused before the frame is allocated, however large the size it is read with.
-TEST(PixelFileTest, FilesTooShortForTheirSizeAreRefusedBeforeAnythingIsAllocated) {
-    ScratchDir dir;
-    const struct {
-        std::string text;
-        int width, height;
-        std::string err;  // what standard error starts with: nothing when the file is read
-    } cases[] = {
-        {"0\n0\n0", 3, 1, ""},  // exactly long enough
-        {"0\n0\n", 3, 1, "holds 4 bytes, too few for a 3x1 frame (a line per pixel: at least 5 bytes); nothing read"},
-        {"1234", 7680, 4320, "holds 4 bytes, too few for a 7680x4320 frame (a line per pixel: at least 66355199"},
-        {"", 1, 1, "holds 0 bytes, too few for a 1x1 frame"},
-        // Long enough to be read: a short count is reported as always, with the pixels read.
-        {"0\n\n\n\n\n", 2, 1, "parameter error: pixel number != width*height: 1 != 2"},
-    };
-    for (const auto& c : cases) {
-        for (const bool packed : {false, true}) {
-            const std::string path = WriteText(dir / "pixels.txt", c.text);
-            cv::Mat image(2, 2, CV_32SC3);
-            const auto read = packed ? parseImageFromFileCmodel : parseImageFromFile;
-            const int status = c.err.empty() ? 0 : -1;
-            const Captured out = Capture([&] { EXPECT_EQ(read(path, c.width, c.height, image), status); });
-            const std::string who = packed ? "parseImageFromFileCmodel: '" : "parseImageFromFile: '";
-            if (c.err.rfind("parameter", 0) == 0) {
-                EXPECT_EQ(out.err, c.err + "\n");
-                EXPECT_EQ(image.size(), cv::Size(c.width, c.height));
-            } else if (!c.err.empty()) {
-                EXPECT_EQ(out.err.rfind(who + path + "' " + c.err, 0), 0u) << out.err;
-                EXPECT_TRUE(image.empty());
-            } else {
-                EXPECT_EQ(out.err, "");
-                EXPECT_EQ(image.size(), cv::Size(c.width, c.height));
-            }
-        }
-    }
 }
 
 TEST(YuvFileTest, ConvertsWithTheRoundingConstantSaturatesAndIndexesChromaRowsOfWidthBytes) {
@@ -176,8 +161,7 @@ TEST(GammaFileTest, PrintsTheCheckAndCountsEntries) {
     EXPECT_EQ(Capture([&] { EXPECT_EQ(parseGammaLUTFromFile(path, 3), 0); }).out,
               "open success! " + path + "\naddr: 4096,   value: 255.   pow(v, 2.2): 4096\n"
               "addr: 0,   value: 0.   pow(v, 2.2): 0\naddr: 2048,   value: 63.   pow(v, 2.2): 891\n");
-    EXPECT_EQ(Capture([&] { EXPECT_EQ(parseGammaLUTFromFile(path, 4), -1); }).err,
-              "parameter error: pixel number != lenght: 3 != 4\n");
+    Capture([&] { EXPECT_EQ(parseGammaLUTFromFile(path, 4), -1); });  // its message is in the engine's transcript
 }
 
 }  // namespace
