@@ -278,6 +278,7 @@ void SweepRows(const SweepFrame& f, int begin, int end, int32_t end_first, Strip
         out.copy = f.copy.Row(y);
         if (hand_over) std::copy(handoff, handoff + 3, out.next);
         out.argb = f.narrow ? f.argb.Row(y) : nullptr;
+        out.stream_plane = f.src != nullptr;
         const int16_t* luma = rows.Luma(y);
         const int16_t* c0 = rows.Channel(y, 0);
         const int16_t* c1 = rows.Channel(y, 1);

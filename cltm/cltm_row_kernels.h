@@ -207,7 +207,7 @@ inline int Distance(int a, int b) { return a < b ? b - a : a - b; }
 // Stores n vectors of `count` values in all to dst: whole vectors at aligned addresses straight to
 // memory (non-temporal stores, where the processor has them: the frame is written once and not
 // read back here, and this saves reading every output line in before writing it), fewer values
-// through a copy. The debug store's copy (`stream` false) takes plain stores, as in the AGTM rows.
+// through a copy. With `stream` false, plain stores (the debug store's copy, as in the AGTM rows).
 template <typename T, typename V>
 inline void StoreValues(T* dst, const V* v, int n, int count, bool stream = true) {
     if (count < n * V::nlanes) {
@@ -232,7 +232,7 @@ ALAD_STEP inline void StoreOutputs(const RowOutput& o, int x, int cols, const v_
     v_u16 packed_low, packed_high;  // the low and the high halves of the packed pixels
     cv::v_zip(c0 | cv::v_shl<10>(c1), cv::v_shr<6>(c1) | cv::v_shl<4>(c2), packed_low, packed_high);
     const v_u32 packed[2] = {cv::v_reinterpret_as_u32(packed_low), cv::v_reinterpret_as_u32(packed_high)};
-    StoreValues(o.plane + x, packed, 2, count);
+    StoreValues(o.plane + x, packed, 2, count, o.stream_plane);
 
     if (o.image != nullptr || o.copy != nullptr) {
         alignas(64) int16_t interleaved[3 * kLanes16];
