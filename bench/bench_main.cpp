@@ -162,7 +162,7 @@ void PrintTargets(const RatioReporter& r) {
         bool ok = true;
         if (row.max_ratio > 0) {
             char text[48];
-            std::snprintf(text, sizeof(text), "<= %.2gx memcpy", row.max_ratio);
+            std::snprintf(text, sizeof(text), "<= %gx memcpy", row.max_ratio);
             target = text;
             ok = memcpy_ms > 0 && ratio <= row.max_ratio;
             met = memcpy_ms > 0 ? (ok ? "yes" : "no") : "?";
