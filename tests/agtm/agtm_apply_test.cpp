@@ -169,11 +169,8 @@ void PassesEqualTheReference() {
         cv::Mat image, image_copy(2, 2, CV_8UC1);  // made anew
         alad::SetEngineThreadCount(alad_test::TestThreads(uniform(1, 3)));
         std::vector<uint8_t> argb = bytes;
-        alad::ArgbFrame frame;
-        frame.data = argb.data();
-        frame.cols = w;
-        frame.rows = h;
-        pass.Frame(frame, narrow, uniform(0, 1) ? &image : nullptr, uniform(0, 1) ? &image_copy : nullptr);
+        pass.Frame(alad::ArgbFrame{argb.data(), w, h}, narrow, uniform(0, 1) ? &image : nullptr,
+                   uniform(0, 1) ? &image_copy : nullptr);
         alad::SetEngineThreadCount(1);
         ASSERT_TRUE(argb == (narrow ? expected_bytes : bytes)) << where;
         for (const cv::Mat* m : {&image, &image_copy}) {
@@ -198,9 +195,8 @@ void PassesEqualTheReference() {
         const bool to_argb = uniform(0, 1) == 1;
         for (int y = 0; y < h; ++y) {
             alad::NarrowIntoArgbRow(row_expected.ptr<int32_t>(y), w, row_expected_bytes.data() + 4 * w * y);
-            const int16_t* rows[3] = {&planes[static_cast<size_t>(3 * y * padded)],
-                                      &planes[static_cast<size_t>((3 * y + 1) * padded)],
-                                      &planes[static_cast<size_t>((3 * y + 2) * padded)]};
+            const int16_t* const row = &planes[static_cast<size_t>(3 * y * padded)];
+            const int16_t* rows[3] = {row, row + padded, row + 2 * padded};
             pass.Row(rows, w, to_argb ? nullptr : row_image.ptr<int32_t>(y), row_copy.ptr<int32_t>(y),
                      to_argb ? row_bytes.data() + 4 * w * y : nullptr);
         }

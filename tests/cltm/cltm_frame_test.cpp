@@ -14,14 +14,9 @@ namespace kelvo {
 namespace {
 
 using testing_util::Engine;
+using testing_util::Random12;
 using testing_util::Stdout;
 const auto Same = testing_util::SameImage;
-
-cv::Mat RandomImage(int w, int h, unsigned seed, int lo = 0, int hi = 4095) {
-    cv::Mat m(h, w, CV_32SC3);
-    cv::RNG(seed).fill(m, cv::RNG::UNIFORM, lo, hi + 1);
-    return m;
-}
 
 const alad_cltm_user k64{64, 64};  // 64-pixel blocks
 
@@ -31,7 +26,7 @@ TEST(CLTMFrameTest, FirstFramePassesThroughAndLaterFramesUseThePreviousCurves) {
     for (uint32_t transition : {0u, 4096u, 8191u}) {
         Engine video(k64, 130, 70, true), still(k64, 130, 70);
         video.block->curve_transition = still.block->curve_transition = transition;
-        const cv::Mat in = RandomImage(130, 70, 2);
+        const cv::Mat in = Random12(70, 130, 2);
         cv::Mat first, second, expected;
         Stdout log;
         ASSERT_EQ(video.Video(in, first), 0);
@@ -43,7 +38,7 @@ TEST(CLTMFrameTest, FirstFramePassesThroughAndLaterFramesUseThePreviousCurves) {
     }
     // A different second frame is not mapped with its own curves.
     Engine video(k64, 64, 64), still(k64, 64, 64);
-    const cv::Mat a = RandomImage(64, 64, 3, 0, 1023), b = RandomImage(64, 64, 4, 2048, 4095);
+    const cv::Mat a = Random12(64, 64, 3) / 4, b = Random12(64, 64, 4) / 2 + 2048;
     cv::Mat out, own;
     Stdout log;
     video.Video(a, out);
@@ -113,7 +108,7 @@ TEST(CLTMFrameTest, FrameLargerThanTheBuffersPassesThroughUnprocessed) {
     Engine e(k64, 64, 64);
     const struct { int w, h; } refused[] = {{65, 64}, {64, 65}, {100, 41}};  // 100x41: fewer pixels, 2x1 blocks
     for (const auto& r : refused) {
-        const cv::Mat in = RandomImage(r.w, r.h, 7, -100, 5000);
+        const cv::Mat in = Random12(r.h, r.w, 7) * 1.25 - 100;
         cv::Mat out, still_out(r.h, r.w, CV_32SC3);
         Stdout log;
         EXPECT_EQ(e.Video(in, out), 1);
@@ -127,9 +122,9 @@ TEST(CLTMFrameTest, FrameLargerThanTheBuffersPassesThroughUnprocessed) {
     EXPECT_EQ(e.ctx->first_frame, 1u);  // refused frames do not count
     cv::Mat out;
     Stdout log;
-    EXPECT_EQ(e.Video(RandomImage(64, 64, 8), out), 0);  // and the next frame that fits runs
+    EXPECT_EQ(e.Video(Random12(64, 64, 8), out), 0);  // and the next frame that fits runs
     CLTMBufferManager none;
-    EXPECT_EQ(CLTMVideoRunOneFrameImple_(RandomImage(4, 4, 8), e.params, CLTMVideoContextAPI{e.ctx.get()}, none, e.work, out), 1);
+    EXPECT_EQ(CLTMVideoRunOneFrameImple_(Random12(4, 4, 8), e.params, CLTMVideoContextAPI{e.ctx.get()}, none, e.work, out), 1);
     EXPECT_NE(log.Text().find("ERROR: frame 4x4 does not fit the CLTM buffers allocated for 0x0"), std::string::npos);
 }
 
@@ -139,8 +134,8 @@ TEST(CLTMFrameTest, FrameLargerThanTheBuffersPassesThroughUnprocessed) {
 // rest from the larger one before it.
 TEST(CLTMFrameTest, RefusedFramesGetThePlainPathsPlaneAlsoAfterAResetToASmallerSize) {
     Engine sweep(k64, 64, 64), plain(k64, 64, 64);
-    const cv::Mat frames[] = {RandomImage(64, 64, 12), RandomImage(64, 64, 13), RandomImage(32, 32, 10),
-                              RandomImage(40, 40, 14), RandomImage(40, 40, 15), RandomImage(50, 50, 16)};
+    const cv::Mat frames[] = {Random12(64, 64, 12), Random12(64, 64, 13), Random12(32, 32, 10),
+                              Random12(40, 40, 14), Random12(40, 40, 15), Random12(50, 50, 16)};
     Stdout log;
     cv::Mat previous;
     for (int i = 0; i < 6; ++i) {
@@ -167,7 +162,7 @@ TEST(CLTMFrameTest, RefusedFramesGetThePlainPathsPlaneAlsoAfterAResetToASmallerS
 TEST(CLTMFrameTest, StillImagesRepeatOutputTypesOddInputsAndEmptyFrames) {
     Engine e(k64, 40, 30);
     e.block->filter.filter_enable = 1;
-    const cv::Mat in = RandomImage(40, 30, 11);
+    const cv::Mat in = Random12(30, 40, 11);
     cv::Mat reference, as16(30, 40, CV_16UC3), wrong(3, 3, CV_8UC1), widened;
     ASSERT_EQ(e.Still(in, reference), 0);
     // A still image maps the same again, whatever curves the buffers were left holding.

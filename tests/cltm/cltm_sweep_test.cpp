@@ -66,17 +66,13 @@ cv::Mat RandomPixels(Rng& rng, int w, int h) {
 // Filter tables: the built-in ones, random small ones, or (rarely) weights beyond what the sweep's
 // 16-bit lanes take, which sends the frame the plain way.
 void RandomFilterTables(Rng& rng, ad_param_t_& p) {
-    switch (Uniform(rng, 0, 5)) {
-        case 0:
-            break;
-        case 1:
-            for (size_t i = 0; i < kRangeWeightSize; ++i) p.filter.range_weight[i] = Mostly(rng, 0, 300, 8);
-            for (size_t i = 0; i < kDetailGainSize; ++i) p.filter.detail_gain_curve[i] = Mostly(rng, 0, 600, 8);
-            break;
-        default:
-            for (size_t i = 0; i < kRangeWeightSize; ++i) p.filter.range_weight[i] = Uniform(rng, 0, 255);
-            for (size_t i = 0; i < kDetailGainSize; ++i) p.filter.detail_gain_curve[i] = Mostly(rng, 0, 1023);
-            break;
+    const uint32_t kind = Uniform(rng, 0, 5);
+    if (kind == 0) return;
+    for (size_t i = 0; i < kRangeWeightSize; ++i) {
+        p.filter.range_weight[i] = kind == 1 ? Mostly(rng, 0, 300, 8) : Uniform(rng, 0, 255);
+    }
+    for (size_t i = 0; i < kDetailGainSize; ++i) {
+        p.filter.detail_gain_curve[i] = kind == 1 ? Mostly(rng, 0, 600, 8) : Mostly(rng, 0, 1023);
     }
 }
 
@@ -109,19 +105,11 @@ void VideoFramesEqualThePlainPath(uint32_t seed) {
                 fh = static_cast<int>(Uniform(rng, 1, h + 2));
             }
             const cv::Mat in = RandomPixels(rng, fw, fh);
-            cv::Mat out_fast, out_plain;
-            switch (Uniform(rng, 0, 3)) {
-                case 0:  // an output of another depth, kept
-                    out_fast.create(fh, fw, CV_16UC3);
-                    out_plain.create(fh, fw, CV_16UC3);
-                    break;
-                case 1:  // written in place
-                    out_fast = in.clone();
-                    out_plain = in.clone();
-                    break;
-                default:
-                    break;
-            }
+            cv::Mat out_fast;
+            const uint32_t out_kind = Uniform(rng, 0, 3);
+            if (out_kind == 0) out_fast.create(fh, fw, CV_16UC3);  // an output of another depth, kept
+            if (out_kind == 1) out_fast = in.clone();              // written in place
+            cv::Mat out_plain = out_fast.clone();
             const bool in_place = !out_fast.empty() && out_fast.type() == CV_32SC3;
             struct Result {
                 int32_t rc;
@@ -146,8 +134,7 @@ void VideoFramesEqualThePlainPath(uint32_t seed) {
             ASSERT_EQ(f.log, q.log) << where;
             ASSERT_TRUE(SameImage(out_fast, out_plain)) << where;
             ASSERT_EQ(f.state, q.state) << where;
-            const int32_t r_fast = f.rc;
-            if (r_fast == 0 && frame > 0 && fw == static_cast<int>(w) && fh == static_cast<int>(h)) {
+            if (f.rc == 0 && frame > 0 && fw == static_cast<int>(w) && fh == static_cast<int>(h)) {
                 ++mapped_frames;
                 split_frames += alad::StripeCount(fh, threads) > 1;
             }
