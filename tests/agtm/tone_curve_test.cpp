@@ -95,7 +95,6 @@ TEST(ToneCurveTest, BlendUsesOneMinusPointNineNineAsWritten) {
     OldLuminanceLogDistribution(X, g, w, black, Ys, 0.0f, true);
     GlobalToneMappingCurveEqualize(X, g, w, black, unused, E_code, E_log, 0, true);
     GlobalToneMappingCurveKeepShape(X, g, w, black, Ys, K_code, K_log, 0, true);
-    ASSERT_EQ(1.0 - 0.99, 0.010000000000000009);
     int differs_from_plain_001 = 0;
     for (int i = 0; i < 256; ++i) {
         EXPECT_NEAR(K_code[i], X[i], 1e-12) << i;
@@ -173,7 +172,6 @@ TEST(ScalerLutTest, FixedPointConversionTruncatesAndSaturatesSymmetrically) {
         {NAN, 0}, {INFINITY, 524287}, {-INFINITY, -524287},
     };
     for (const auto& c : cases) EXPECT_EQ(AGTMGain::FromDouble(c.value).raw(), c.raw) << c.value;
-    EXPECT_EQ(AGTMGain::FromRaw(3072).ToDouble(), 1.5);
 }
 
 TEST(ScalerLutTest, ShortCurvesAreRefused) {
