@@ -149,11 +149,8 @@ TEST(RecordsTest, BlockSizesRoundUpOneSidedCurveAndStrengthCapSignedOtherFieldsC
             << c.blk << " " << c.curve << " " << c.strength;
     }
     // Flag, size and order are copied as they are; the reserved fields reach nothing.
-    ad_user_t_ user;
+    ad_user_t_ user = testing_util::SizedUser(1080, 2400, 0xFFFFFFFFu);
     user.filter_flag = 7;
-    user.width = 1080;
-    user.height = 2400;
-    user.tm_mode = 0xFFFFFFFFu;
     std::memset(user.reserved_table, 0xAB, sizeof(user.reserved_table));
     user.mode = 99;
     user.reserved_limit = user.reserved_pair[0] = user.reserved_pair[1] = user.reserved_spare[0] = 5;

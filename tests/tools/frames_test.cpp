@@ -106,10 +106,7 @@ TEST_F(FramesTest, TenBitClipRoundTripsThroughProcessAsTheLibraryRunsIt) {
         Process({"--order", o, "--dst", "20000", "--yuv=64x48", clip, Path("out.y4m")});
         Process({"--order", o, "--dst", "20000", Path("clip.y4m"), Path("from_y4m.yuv")});
 
-        kelvo::ad_user_t_ user;
-        user.tm_mode = static_cast<uint32_t>(order);
-        user.width = kSize.width;
-        user.height = kSize.height;
+        const kelvo::ad_user_t_ user = kelvo::testing_util::SizedUser(kSize.width, kSize.height, order);
         std::string expected;
         alad_test::Capture([&] {
             ASSERT_EQ(kelvo::InitEngineALAD(user, {}, kelvo::alad_view_condition_{300.0f, 20000.0f}), 0);
