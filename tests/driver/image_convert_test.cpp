@@ -83,8 +83,9 @@ TEST(ImageConvertTest, RefusalsPrintTheirLineAndLeaveOutputsAlone) {
     for (int channels : {0, 1, 2, 3, 5, 8, -4}) {
         buffers.push_back({{2, 2, channels, buffer}, "channels " + std::to_string(channels) + " is not 4 (ARGB8888)"});
     }
-    for (auto& [image, message] : buffers) {
-        EXPECT_NE(Printed([&] { imageBuffer2MatARGBforDriver(image, out); }).find(message), std::string::npos) << message;
+    for (auto& b : buffers) {
+        const std::string printed = Printed([&] { imageBuffer2MatARGBforDriver(b.first, out); });
+        EXPECT_NE(printed.find(b.second), std::string::npos) << printed;
     }
     EXPECT_EQ(std::vector<unsigned char>(buffer, buffer + 16), before);
     EXPECT_EQ(alpha.at<uint8_t>(0, 0), 5);
