@@ -202,6 +202,16 @@ inline v_s16 PairWeight(const TableView& t, const v_s16& d) {
 // 10-bit to 12-bit, the two top bits repeated at the bottom.
 inline v_s16 To12Bit(const v_s16& v) { return cv::v_shl<2>(v) + cv::v_shr<8>(v); }
 
+// The driver's narrowing of a 10-bit value's 12-bit code (argb::NarrowCodes(To12Bit(v))) in one
+// step. With c = 4v + t, t = v >> 8 (0..3): bit 4 of c is bit 2 of v, and as 4v is a multiple of
+// 4, (c + 7 + bit 4) >> 4 = (v + (t + 7 + bit 4) / 4) >> 2 = (v + 2 - [t = 0 and bit 2 = 0]) >> 2,
+// limited to 255.
+inline v_u16 NarrowTenBit(const v_s16& v) {
+    const v_s16 neither = (v & cv::vx_setall_s16(0x304)) == cv::vx_setzero_s16();  // -1 there, else 0
+    const v_s16 rounded = cv::v_shr<2>(v + cv::vx_setall_s16(2) + neither);
+    return cv::v_reinterpret_as_u16(cv::v_min(rounded, cv::vx_setall_s16(255)));
+}
+
 inline int Distance(int a, int b) { return a < b ? b - a : a - b; }
 
 // Stores n vectors of `count` values in all to dst: whole vectors at aligned addresses straight to
@@ -250,8 +260,7 @@ ALAD_STEP inline void StoreOutputs(const RowOutput& o, int x, int cols, const v_
     }
     if (o.argb != nullptr) {
         namespace argb = argb8888_kernels::ALAD_SIMD_NAMESPACE;
-        argb::StoreColours(o.argb + 4 * x, count, argb::NarrowCodes(To12Bit(v[2])), argb::NarrowCodes(To12Bit(v[1])),
-                           argb::NarrowCodes(To12Bit(v[0])));
+        argb::StoreColours(o.argb + 4 * x, count, NarrowTenBit(v[2]), NarrowTenBit(v[1]), NarrowTenBit(v[0]));
     }
 }
 
@@ -508,11 +517,14 @@ inline void ConvertChunk(const int32_t* src, v_s16& a, v_s16& b, v_s16& c) {
 constexpr int kPrefetchPixels = 128;
 inline void PrefetchInput(const RowInput& in, int x, int cols) {
     if (x + kPrefetchPixels >= cols) return;
-    const bool argb = in.image == nullptr;
-    const char* ahead = argb ? reinterpret_cast<const char*>(in.argb + 4 * (x + kPrefetchPixels))
-                             : reinterpret_cast<const char*>(in.image + 3 * (x + kPrefetchPixels));
-    const size_t bytes = argb ? 4 * kLanes16 : 3 * kLanes16 * sizeof(int32_t);
-    for (size_t at = 0; at < bytes; at += 64) __builtin_prefetch(ahead + at);
+    // Loops of a fixed length, unrolled: a cache line of 64 bytes at a time.
+    if (in.image != nullptr) {
+        const char* ahead = reinterpret_cast<const char*>(in.image + 3 * (x + kPrefetchPixels));
+        for (int at = 0; at < 3 * kLanes16 * 4; at += 64) __builtin_prefetch(ahead + at);
+    } else {
+        const char* ahead = reinterpret_cast<const char*>(in.argb + 4 * (x + kPrefetchPixels));
+        for (int at = 0; at < 4 * kLanes16; at += 64) __builtin_prefetch(ahead + at);
+    }
 }
 
 // The pixels of a row from x on: the row itself, or (at the end of a row) a copy of the last

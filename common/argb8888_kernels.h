@@ -41,10 +41,25 @@ inline void LoadColours(const uint8_t* argb, int count, cv::v_uint16& r, cv::v_u
         words = tail;
     }
     constexpr int kWords = cv::v_uint32::nlanes;
-    const cv::v_uint32 p0 = cv::vx_load(words), p1 = cv::vx_load(words + kWords), low = cv::vx_setall_u32(255);
+    const cv::v_uint32 p0 = cv::vx_load(words), p1 = cv::vx_load(words + kWords);
+#if CV_AVX2 && !CV_AVX512_SKX
+    // Byte shuffles: each 128-bit half sorts its four pixels' bytes into R0-3 G0-3 B0-3 A0-3; the
+    // halves of pixels 0-3 | 8-11 and 4-7 | 12-15 are then interleaved by four bytes and widened.
+    const __m256i sort = _mm256_setr_epi8(1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15, 0, 4, 8, 12,  //
+                                          1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15, 0, 4, 8, 12);
+    const __m256i a = _mm256_shuffle_epi8(p0.val, sort), c = _mm256_shuffle_epi8(p1.val, sort);
+    const __m256i first = _mm256_permute2x128_si256(a, c, 0x20), second = _mm256_permute2x128_si256(a, c, 0x31);
+    const __m256i rg = _mm256_unpacklo_epi32(first, second), ba = _mm256_unpackhi_epi32(first, second);
+    const __m256i zero = _mm256_setzero_si256();
+    r = cv::v_uint16(_mm256_unpacklo_epi8(rg, zero));
+    g = cv::v_uint16(_mm256_unpackhi_epi8(rg, zero));
+    b = cv::v_uint16(_mm256_unpacklo_epi8(ba, zero));
+#else
+    const cv::v_uint32 low = cv::vx_setall_u32(255);
     r = PackBytes(cv::v_shr<8>(p0) & low, cv::v_shr<8>(p1) & low);
     g = PackBytes(cv::v_shr<16>(p0) & low, cv::v_shr<16>(p1) & low);
     b = PackBytes(cv::v_shr<24>(p0), cv::v_shr<24>(p1));
+#endif
 }
 
 // Widen8To12 of colour bytes: v * 16 + v / 16 (the two parts share no bit).
