@@ -498,6 +498,33 @@ inline void ConvertChunk(const int32_t* src, v_s16& a, v_s16& b, v_s16& c) {
         const __m512i two = _mm512_permutex2var_epi16(packed[0], _mm512_loadu_si512(d.first[ch]), packed[1]);
         *out[ch] = v_s16(_mm512_mask_permutexvar_epi16(two, d.from_third[ch], _mm512_loadu_si512(d.third[ch]), packed[2]));
     }
+#elif CV_AVX2
+    // The same: clamped and shifted in three vectors of 16-bit values, in order (the pack works
+    // within 128-bit lanes), then sorted into channels by blends and byte shuffles.
+    const __m256i top = _mm256_set1_epi16(4095);
+    __m256i p[3];
+    for (int k = 0; k < 3; ++k) {
+        const __m256i* at = reinterpret_cast<const __m256i*>(src + 16 * k);
+        const __m256i pack = _mm256_packus_epi32(_mm256_loadu_si256(at), _mm256_loadu_si256(at + 1));
+        p[k] = _mm256_srli_epi16(_mm256_min_epu16(_mm256_permute4x64_epi64(pack, 0xD8), top), 2);
+    }
+    // `low` holds values 0-7 | 32-39 and `high` 8-15 | 40-47: with the middle vector (16-23 |
+    // 24-31) each 128-bit lane holds its eight pixels' 24 values; the blends pick each channel's,
+    // the shuffles put them in order.
+    const __m256i low = _mm256_permute2x128_si256(p[0], p[2], 0x20), high = _mm256_permute2x128_si256(p[0], p[2], 0x31);
+    const __m256i m0 = _mm256_setr_epi8(0, 0, -1, -1, 0, 0, 0, 0, -1, -1, 0, 0, 0, 0, -1, -1,  //
+                                        0, 0, 0, 0, -1, -1, 0, 0, 0, 0, -1, -1, 0, 0, 0, 0);
+    const __m256i m1 = _mm256_setr_epi8(0, 0, 0, 0, -1, -1, 0, 0, 0, 0, -1, -1, 0, 0, 0, 0,  //
+                                        -1, -1, 0, 0, 0, 0, -1, -1, 0, 0, 0, 0, -1, -1, 0, 0);
+    const __m256i first = _mm256_blendv_epi8(_mm256_blendv_epi8(low, high, m0), p[1], m1);
+    const __m256i second = _mm256_blendv_epi8(_mm256_blendv_epi8(p[1], low, m0), high, m1);
+    const __m256i third = _mm256_blendv_epi8(_mm256_blendv_epi8(high, low, m1), p[1], m0);
+    a = v_s16(_mm256_shuffle_epi8(first, _mm256_setr_epi8(0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5, 10, 11,  //
+                                                          0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5, 10, 11)));
+    b = v_s16(_mm256_shuffle_epi8(second, _mm256_setr_epi8(2, 3, 8, 9, 14, 15, 4, 5, 10, 11, 0, 1, 6, 7, 12, 13,  //
+                                                           2, 3, 8, 9, 14, 15, 4, 5, 10, 11, 0, 1, 6, 7, 12, 13)));
+    c = v_s16(_mm256_shuffle_epi8(third, _mm256_setr_epi8(4, 5, 10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15,  //
+                                                          4, 5, 10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15)));
 #else
     const v_s16 zero = cv::vx_setzero_s16(), top = cv::vx_setall_s16(4095);
     v_s32 a0, b0, d0, a1, b1, d1;

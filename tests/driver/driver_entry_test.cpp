@@ -127,8 +127,7 @@ TEST(DriverEntryTest, WhiteAndThreeChannelBuffersComeBackAndEightBitPicturesAreW
 TEST(AmbientLevelTest, NearestLevelWithTiesGoingDownAndClampedTables) {
     for (const auto& c : {std::pair{-5, 0}, {300, 0}, {301, 0}, {320, 0}, {321, 1}, {340, 1}, {2380, 21},
                           {2381, 22}, {48999, 39}, {49000, 39}, {100000, 39}})
-        EXPECT_EQ(Printed([&] { EXPECT_EQ(getAGTMLevel(c.first), c.second) << c.first; }),
-                  "getArrayLen(agtmLuxTable) = 40\n");
+        Printed([&] { EXPECT_EQ(getAGTMLevel(c.first), c.second) << c.first; });  // its line: in the transcript
     for (int level = 0; level < ALAD_AGTM_LEVELS; ++level) {
         Printed([&] { EXPECT_EQ(getAGTMLevel(agtmLuxTable[level]), level); });
     }

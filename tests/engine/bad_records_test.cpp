@@ -22,6 +22,7 @@
 namespace kelvo {
 namespace {
 
+using testing_util::SizedUser;
 using testing_util::SmallUser;
 using alad_test::EngineRegs;
 using alad_test::Printed;
@@ -185,12 +186,6 @@ TEST(BadRecordsTest, FrameSizeBound) {
 TEST(BadRecordsTest, FrameSizesAboveTheBoundAreRefusedAndTheEngineRunsOn) {
     std::vector<uint32_t> curve(65, 400);
     std::vector<int32_t> table(256, 2048), front_curve(65, 400);
-    auto user_of = [](uint32_t width, uint32_t height) {
-        ad_user_t_ user = SmallUser(1);
-        user.width = width;
-        user.height = height;
-        return user;
-    };
     auto regs_of = [&](int32_t width, int32_t height) {
         return alad_verification_registrator_{4, width, height, 64, 64, 0, 0, 0, 0, 0, 200, 9, 0, curve.data(),
                                               table.data()};
@@ -200,14 +195,14 @@ TEST(BadRecordsTest, FrameSizesAboveTheBoundAreRefusedAndTheEngineRunsOn) {
         std::function<int32_t()> call;
         std::string message;
     } cases[] = {
-        {[&] { return InitEngineALAD(user_of(8193, 48), {}, kView); },
+        {[&] { return InitEngineALAD(SizedUser(8193, 48, 1), {}, kView); },
          "InitEngineALAD: frame size 8193x48 refused (each side 0 to 8192 pixels, at most 33177600 in all); "
          "the running engine is kept"},
-        {[&] { return InitEngineALAD(user_of(8192, 8192), {}, kView); }, "frame size 8192x8192 refused"},
-        {[&] { return UpdateCLTMParameter(user_of(64, 16000)); },
+        {[&] { return InitEngineALAD(SizedUser(8192, 8192, 1), {}, kView); }, "frame size 8192x8192 refused"},
+        {[&] { return UpdateCLTMParameter(SizedUser(64, 16000, 1)); },
          "UpdateCLTMParameter: frame size 64x16000 refused (each side 0 to 8192 pixels, at most 33177600 in all); "
          "the current configuration is kept"},
-        {[&] { return UpdateCLTMParameter(user_of(4294967295u, 48)); }, "frame size 4294967295x48 refused"},
+        {[&] { return UpdateCLTMParameter(SizedUser(4294967295u, 48, 1)); }, "frame size 4294967295x48 refused"},
         {[&] { return SettingVerificationRegistrator(regs_of(-1, 48)); },
          "SettingVerificationRegistrator: frame size -1x48 refused"},
         {[&] { return SettingVerificationRegistrator(regs_of(16000, 16000)); }, "frame size 16000x16000 refused"},

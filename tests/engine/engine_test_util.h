@@ -29,14 +29,20 @@ inline cv::Mat TenBits(const cv::Mat& frame) {
     return out;
 }
 
+// Frames of a size in an order, the record's defaults otherwise.
+inline ad_user_t_ SizedUser(uint32_t width, uint32_t height, uint32_t order) {
+    ad_user_t_ user;
+    user.width = width;
+    user.height = height;
+    user.tm_mode = order;
+    return user;
+}
+
 // 64x48 frames in 64x64 blocks.
 inline ad_user_t_ SmallUser(uint32_t order, uint32_t blk_width = 64) {
-    ad_user_t_ user;
-    user.width = 64;
-    user.height = 48;
+    ad_user_t_ user = SizedUser(64, 48, order);
     user.blk_width = blk_width;
     user.blk_height = 64;
-    user.tm_mode = order;
     return user;
 }
 

@@ -51,10 +51,7 @@ TEST(SteadyStateTest, RepeatedFramesOfOneSizeAllocateNothingFrameSized) {
     for (const bool keep : {true, false}) {
         for (const uint32_t order : {1u, 2u, 3u, 4u, 5u}) {
             for (const auto& [name, run] : paths) {
-                kelvo::ad_user_t_ user;
-                user.width = kWidth;
-                user.height = kHeight;
-                user.tm_mode = order;
+                kelvo::ad_user_t_ user = kelvo::testing_util::SizedUser(kWidth, kHeight, order);
                 user.filter_flag = order == 2;  // the filtered sweep too
                 kelvo::InitEngineALAD(user, kelvo::alad_display_model_(), kelvo::alad_view_condition_{300.0f, 20000.0f});
                 kelvo::SetEngineDebugImages(keep);
