@@ -20,8 +20,6 @@ public:
 
     constexpr FixedPoint() = default;
 
-    static constexpr FixedPoint FromRaw(int32_t raw) { return FixedPoint(raw); }
-
     // Truncates toward zero (not rounded); saturates symmetrically at +-kMaxRaw, so the most
     // negative raw value never occurs; a NaN becomes 0.
     static constexpr FixedPoint FromDouble(double v) {
@@ -32,7 +30,6 @@ public:
     }
 
     constexpr int32_t raw() const { return raw_; }
-    constexpr double ToDouble() const { return raw_ / kScale; }
 
     friend constexpr bool operator==(FixedPoint a, FixedPoint b) { return a.raw_ == b.raw_; }
     friend constexpr bool operator!=(FixedPoint a, FixedPoint b) { return a.raw_ != b.raw_; }
