@@ -207,7 +207,8 @@ inline v_s16 To12Bit(const v_s16& v) { return cv::v_shl<2>(v) + cv::v_shr<8>(v);
 // 4, (c + 7 + bit 4) >> 4 = (v + (t + 7 + bit 4) / 4) >> 2 = (v + 2 - [t = 0 and bit 2 = 0]) >> 2,
 // limited to 255.
 inline v_u16 NarrowTenBit(const v_s16& v) {
-    const v_s16 neither = (v & cv::vx_setall_s16(0x304)) == cv::vx_setzero_s16();  // -1 there, else 0
+    // -1 where t and bit 2 are both 0, else 0.
+    const v_s16 neither = (v & cv::vx_setall_s16(0x304)) == cv::vx_setzero_s16();
     const v_s16 rounded = cv::v_shr<2>(v + cv::vx_setall_s16(2) + neither);
     return cv::v_reinterpret_as_u16(cv::v_min(rounded, cv::vx_setall_s16(255)));
 }
