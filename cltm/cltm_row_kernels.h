@@ -383,9 +383,8 @@ inline v_u16 QuadReciprocal(const TableView& t, const v_u32 low[2], const v_u32 
     (void)luma;
     v_s32 q[2];
     for (int h = 0; h < 2; ++h) {
-        q[h] = cv::v_reinterpret_as_s32((cv::v_shr<10>(low[h]) & cv::vx_setall_u32(0x3F)) |
-                                        (cv::v_shr<20>(low[h]) & cv::vx_setall_u32(0xFC0)) |
-                                        (cv::v_shl<2>(high[h]) & cv::vx_setall_u32(0xF000)));
+        q[h] = cv::v_reinterpret_as_s32((low[h] & cv::vx_setall_u32(0xFC00)) |
+                                        (cv::v_shr<22>(low[h]) & cv::vx_setall_u32(0x3F0)) | cv::v_shr<28>(high[h]));
     }
     return cv::v_pack_u(q[0], q[1]);
 #endif

@@ -48,8 +48,8 @@ const ReciprocalBits& QuadReciprocalBits() {
         ReciprocalBits b{};
         for (int v = 0; v < kLumaCodes; ++v) {
             const uint32_t q = kMapReciprocal[v >> 2];
-            b.low[v] = (q & 63u) << 10 | ((q >> 6) & 63u) << 26;
-            b.high[v] = (q >> 12) << 10;
+            b.low[v] = (q & 0xFC00u) | ((q >> 4) & 63u) << 26;
+            b.high[v] = (q & 15u) << 28;
         }
         return b;
     }();

@@ -117,9 +117,10 @@ bool BuildMapTables(const uint32_t* curves, uint32_t width, uint32_t height, con
 // (corners[4 * column_pair + k] for upper left, upper right, lower left, lower right), and where
 // they are needed, look-up tables of the four curves' values: quads[column_pair * 1024 + v] holds
 // them at luma v, in 16-bit fields from the low end in the same order. The values take 10 bits;
-// the six spare bits of the first three fields hold Q[v >> 2] (bits 0-5, 6-11, 12-15), which the
-// colour step and the detail scale need at the same luma (except in builds that look Q up in
-// registers, which leave them 0).
+// the spare bits hold Q[v >> 2], which the colour step and the detail scale need at the same
+// luma: its bits 10-15 in the first field's, 4-9 in the second's and 0-3 in the top of the
+// fourth's, so that each part is one shift or mask away from its place (except in builds that
+// look Q up in registers, which leave them 0).
 struct RowCurves {
     const int16_t* const* corners = nullptr;
     const uint64_t* quads = nullptr;
