@@ -144,77 +144,68 @@ void IntegerRowKernel(const int32_t* in, int32_t* out, int32_t* copy, int cols, 
     }
 }
 
-// ---- The driver's ARGB8888 rows, a pixel per 32-bit lane ----
+// ---- Sixteen pixels a step, a pixel per 16-bit lane: the driver's ARGB8888 rows and the CLTM
+// stage's 10-bit rows ----
 
 namespace argb = argb8888_kernels::ALAD_SIMD_NAMESPACE;
-using v_u32 = cv::v_uint32;
-
-// Narrow12To8 (argb::Narrow) of min(c * g >> 9, 4095) for a 12-bit code c and a non-negative gain g
-// given split (ScaleBySplitGain), straight from the product p = c * g (below 2^29): the rounding of
-// (p >> 9) / 16 is that of p / 2^13, so (p + 7 * 2^9 + bit 13 of p * 2^9) >> 13, and results from
-// 4088 on give 255 either way.
-inline v_s32 NarrowScaled(const v_s32& c, const v_s32& split) {
-    const v_s32 p = cv::v_dotprod(cv::v_reinterpret_as_s16(c | cv::v_shl<18>(c)), cv::v_reinterpret_as_s16(split));
-    const v_s32 rounded = cv::v_shr<13>(p + cv::vx_setall_s32(7 << 9) + (cv::v_shr<4>(p) & cv::vx_setall_s32(1 << 9)));
-    return cv::v_min(rounded, cv::vx_setall_s32(255));
-}
-
-// kLanes32 ARGB8888 pixels at `pixels` (a pixel's bytes A, R, G, B read as the little-endian word
-// A | R << 8 | G << 16 | B << 24) through the gains; `image` and `copy` as in integer_row.
-ALAD_STEP inline void ArgbGroup(uint8_t* pixels, int32_t* image, int32_t* copy, const Gains& g, bool narrow) {
-    uint32_t* words = reinterpret_cast<uint32_t*>(pixels);
-    const v_u32 word = cv::vx_load(words), low = cv::vx_setall_u32(255);
-    const v_s32 r = cv::v_reinterpret_as_s32(cv::v_shr<8>(word) & low);
-    const v_s32 gr = cv::v_reinterpret_as_s32(cv::v_shr<16>(word) & low);
-    const v_s32 b = cv::v_reinterpret_as_s32(cv::v_shr<24>(word));
-    v_s32 n[3];  // the narrowed B, G, R
-    if (narrow && g.non_negative && image == nullptr && copy == nullptr) {
-        // The widened codes keep the order of the bytes: the brightest code is the brightest
-        // byte's.
-        const v_s32 split = Lookup(g.split, argb::Widen(cv::v_max(cv::v_max(b, gr), r)));
-        n[0] = NarrowScaled(argb::Widen(b), split);
-        n[1] = NarrowScaled(argb::Widen(gr), split);
-        n[2] = NarrowScaled(argb::Widen(r), split);
-    } else {
-        v_s32 o[3];
-        Scale(argb::Widen(b), argb::Widen(gr), argb::Widen(r), g, o);
-        if (image != nullptr) Store(image, o[0], o[1], o[2]);
-        if (copy != nullptr) Store(copy, o[0], o[1], o[2], false);
-        if (!narrow) return;
-        for (int ch = 0; ch < 3; ++ch) n[ch] = argb::Narrow(o[ch]);
-    }
-    const v_s32 colours = cv::v_shl<8>(n[2]) | cv::v_shl<16>(n[1]) | cv::v_shl<24>(n[0]);
-    cv::v_store(words, (word & low) | cv::v_reinterpret_as_u32(colours));
-}
-
-void ArgbRowKernel(uint8_t* pixels, int32_t* image, int32_t* copy, int cols, const Gains& g, bool narrow) {
-    const int whole = cols - cols % kLanes32;
-    for (int x = 0; x < whole; x += kLanes32) {
-        ArgbGroup(pixels + 4 * x, image != nullptr ? image + 3 * x : nullptr, copy != nullptr ? copy + 3 * x : nullptr,
-                  g, narrow);
-    }
-    if (whole == cols) return;
-    // The last pixels through copies padded with zeros.
-    const size_t count = static_cast<size_t>(cols - whole);
-    alignas(64) uint8_t tail[4 * kLanes32] = {};
-    alignas(64) int32_t tail_image[3 * kLanes32];
-    alignas(64) int32_t tail_copy[3 * kLanes32];
-    std::memcpy(tail, pixels + 4 * whole, 4 * count);
-    ArgbGroup(tail, image != nullptr ? tail_image : nullptr, copy != nullptr ? tail_copy : nullptr, g, narrow);
-    std::memcpy(pixels + 4 * whole, tail, 4 * count);
-    if (image != nullptr) std::memcpy(image + 3 * whole, tail_image, 3 * count * sizeof(int32_t));
-    if (copy != nullptr) std::memcpy(copy + 3 * whole, tail_copy, 3 * count * sizeof(int32_t));
-}
-
-// ---- Rows of 16-bit lanes: the CLTM stage's 10-bit rows ----
-
 using v_s16 = cv::v_int16;
 using v_u16 = cv::v_uint16;
 constexpr int kLanes16 = v_s16::nlanes;
 static_assert(kLanes16 == argb::kPixels, "one pixel per 16-bit lane");
 
-// The gains applied to kLanes16 pixels of 12-bit codes 0..4095 given in 16-bit lanes; the results
-// as 32-bit lanes, pixels 0.. kLanes32 - 1 in out[0], the rest in out[1].
+// Where every gain is non-negative, a step's pixels are taken in the order of argb::LoadColours
+// with in_halves, in which the multiplications need no lane crossings.
+
+// Pixels 0-15 (in order) in that order.
+inline v_s16 InHalves(const v_s16& v) {
+#if CV_AVX2
+    return v_s16(_mm256_permute4x64_epi64(v.val, 0xD8));
+#else
+    return v;
+#endif
+}
+
+// Two vectors of pixels in that order interleaved: pixels 0-7 (lo) and 8-15 (hi) in 32-bit lanes,
+// a's value in the low half of each lane and b's in the high half.
+inline void Unpack(const v_s16& a, const v_s16& b, v_s32& lo, v_s32& hi) {
+#if CV_AVX2
+    lo = v_s32(_mm256_unpacklo_epi16(a.val, b.val));
+    hi = v_s32(_mm256_unpackhi_epi16(a.val, b.val));
+#else
+    v_s16 l, h;
+    cv::v_zip(a, b, l, h);
+    lo = cv::v_reinterpret_as_s32(l);
+    hi = cv::v_reinterpret_as_s32(h);
+#endif
+}
+
+// Non-negative values of pixels 0-7 and 8-15 back in that order, saturated at 65535.
+inline v_u16 Pack(const v_s32& lo, const v_s32& hi) {
+#if CV_AVX2
+    return v_u16(_mm256_packus_epi32(lo.val, hi.val));
+#else
+    return cv::v_pack_u(lo, hi);
+#endif
+}
+
+// ScaleBySplitGain of kLanes16 pixels (12-bit codes B, G, R in that order) through gains that are
+// all non-negative.
+ALAD_STEP inline void ScaleNonNegative(const v_s16 codes[3], const Gains& g, v_s16 out[3]) {
+    v_s32 brightest[2];
+    Unpack(cv::v_max(cv::v_max(codes[0], codes[1]), codes[2]), cv::vx_setzero_s16(), brightest[0], brightest[1]);
+    const v_s16 split[2] = {cv::v_reinterpret_as_s16(Lookup(g.split, brightest[0])),
+                            cv::v_reinterpret_as_s16(Lookup(g.split, brightest[1]))};
+    for (int ch = 0; ch < 3; ++ch) {
+        v_s32 pair[2];  // c | 4c << 16
+        Unpack(codes[ch], cv::v_shl<2>(codes[ch]), pair[0], pair[1]);
+        const v_u16 scaled = Pack(cv::v_shr<9>(cv::v_dotprod(cv::v_reinterpret_as_s16(pair[0]), split[0])),
+                                  cv::v_shr<9>(cv::v_dotprod(cv::v_reinterpret_as_s16(pair[1]), split[1])));
+        out[ch] = cv::v_reinterpret_as_s16(cv::v_min(scaled, cv::vx_setall_u16(kMaxCode)));
+    }
+}
+
+// The gains applied to kLanes16 pixels of 12-bit codes (in order) given in 16-bit lanes; the
+// results as 32-bit lanes, pixels 0.. kLanes32 - 1 in out[0], the rest in out[1].
 ALAD_STEP inline void ScalePixels(const v_s16 codes[3], const Gains& g, v_s32 out[2][3]) {
     v_s32 halves[3][2];
     for (int ch = 0; ch < 3; ++ch) cv::v_expand(codes[ch], halves[ch][0], halves[ch][1]);
@@ -236,38 +227,98 @@ inline void StoreValues(int32_t* dst, int count, const v_s32 out[2][3], bool str
     }
 }
 
-// The results of `count` pixels (at most kLanes16) to the outputs that are not null: to `image`
-// and `copy`, and narrowed into the colour bytes of the ARGB pixels at `argb`.
-ALAD_STEP inline void StoreResults(int32_t* image, int32_t* copy, uint8_t* argb, int count, const v_s32 out[2][3],
-                                   const Gains& g) {
-    if (image != nullptr) StoreValues(image, count, out, true);
-    if (copy != nullptr) StoreValues(copy, count, out, false);
-    if (argb != nullptr) {
-        // The results are at most 4095, and not negative unless a gain is: the pack's saturation
-        // keeps negative ones negative for the narrowing's clamp.
-        v_u16 n[3];
+// kLanes16 pixels' 12-bit codes B, G, R (in halves when every gain is non-negative, otherwise in
+// order) through the gains, `count` of them to the outputs: with kValues to `image` and `copy`
+// (those not null) as integer_row writes them, with kArgb narrowed into the colour bytes of the
+// ARGB pixels at `argb`.
+template <bool kNonNegative, bool kValues, bool kArgb>
+ALAD_STEP inline void MapStep(const v_s16 codes[3], int count, int32_t* image, int32_t* copy, uint8_t* argb,
+                              const Gains& g) {
+    v_s32 out[2][3];
+    v_u16 n[3];
+    if (kNonNegative) {
+        v_s16 v[3];
+        ScaleNonNegative(codes, g, v);
         for (int ch = 0; ch < 3; ++ch) {
-            const v_s16 codes = cv::v_pack(out[0][ch], out[1][ch]);
-            n[ch] = g.non_negative ? argb::NarrowCodes(codes) : argb::Narrow(codes);
+            if (kValues) Unpack(v[ch], cv::vx_setzero_s16(), out[0][ch], out[1][ch]);
+            if (kArgb) n[ch] = argb::NarrowCodes(v[ch]);
         }
-        argb::StoreColours(argb, count, n[2], n[1], n[0]);
+    } else {
+        ScalePixels(codes, g, out);
+        // The results are at most 4095: the pack's saturation keeps negative ones negative for
+        // the narrowing's clamp.
+        if (kArgb) {
+            for (int ch = 0; ch < 3; ++ch) n[ch] = argb::Narrow(cv::v_pack(out[0][ch], out[1][ch]));
+        }
+    }
+    if (kValues && image != nullptr) StoreValues(image, count, out, true);
+    if (kValues && copy != nullptr) StoreValues(copy, count, out, false);
+    if (kArgb) argb::StoreColours(argb, count, n[2], n[1], n[0], kNonNegative);
+}
+
+// step(x, count) over a row of `cols` pixels by kLanes16: the whole steps (count a constant the
+// compiler sees), then the last pixels.
+template <typename Step>
+ALAD_STEP inline void ForEachStep(int cols, const Step& step) {
+    int x = 0;
+    for (; x + kLanes16 <= cols; x += kLanes16) step(x, kLanes16);
+    if (x < cols) step(x, cols - x);
+}
+
+// The rows below are built for each kind of gains and set of outputs (MapStep), so that each loop
+// holds only its own steps; RunRow picks the build.
+template <template <bool, bool, bool> class Row, typename... Args>
+void RunRow(const Gains& g, bool values, bool argb, Args... args) {
+    if (g.non_negative) {
+        if (values && argb) Row<true, true, true>::Run(args..., g);
+        if (values && !argb) Row<true, true, false>::Run(args..., g);
+        if (!values && argb) Row<true, false, true>::Run(args..., g);
+    } else {
+        if (values && argb) Row<false, true, true>::Run(args..., g);
+        if (values && !argb) Row<false, true, false>::Run(args..., g);
+        if (!values && argb) Row<false, false, true>::Run(args..., g);
     }
 }
 
+template <bool kNonNegative, bool kValues, bool kArgb>
+struct ArgbRow {
+    static void Run(uint8_t* pixels, int32_t* image, int32_t* copy, int cols, const Gains& g) {
+        ForEachStep(cols, [&](int x, int count) ALAD_STEP {
+            v_u16 r, gr, b;
+            uint8_t* argb = pixels + 4 * x;
+            argb::LoadColours(argb, count, r, gr, b, kNonNegative);
+            const v_s16 codes[3] = {argb::Widen(b), argb::Widen(gr), argb::Widen(r)};
+            MapStep<kNonNegative, kValues, kArgb>(codes, count, image != nullptr ? image + 3 * x : nullptr,
+                                                  copy != nullptr ? copy + 3 * x : nullptr, argb, g);
+        });
+    }
+};
+
+void ArgbRowKernel(uint8_t* pixels, int32_t* image, int32_t* copy, int cols, const Gains& g, bool narrow) {
+    RunRow<ArgbRow>(g, image != nullptr || copy != nullptr, narrow, pixels, image, copy, cols);
+}
+
+template <bool kNonNegative, bool kValues, bool kArgb>
+struct PlanarRow {
+    static void Run(const int16_t* const* planes, int cols, int32_t* image, int32_t* copy, uint8_t* pixels,
+                    const Gains& g) {
+        ForEachStep(cols, [&](int x, int count) ALAD_STEP {
+            v_s16 codes[3];
+            for (int ch = 0; ch < 3; ++ch) {
+                const v_s16 v = cv::vx_load(planes[ch] + x);
+                codes[ch] = cv::v_shl<2>(v) + cv::v_shr<8>(v);  // 10 bits to 12: 1023 -> 4095
+                if (kNonNegative) codes[ch] = InHalves(codes[ch]);
+            }
+            MapStep<kNonNegative, kValues, kArgb>(codes, count, image != nullptr ? image + 3 * x : nullptr,
+                                                  copy != nullptr ? copy + 3 * x : nullptr,
+                                                  kArgb ? pixels + 4 * x : nullptr, g);
+        });
+    }
+};
+
 void PlanarRowKernel(const int16_t* const* planes, int cols, int32_t* image, int32_t* copy, uint8_t* pixels,
                      const Gains& g) {
-    for (int x = 0; x < cols; x += kLanes16) {
-        const int count = cols - x < kLanes16 ? cols - x : kLanes16;
-        v_s16 codes[3];
-        for (int ch = 0; ch < 3; ++ch) {
-            const v_s16 v = cv::vx_load(planes[ch] + x);
-            codes[ch] = cv::v_shl<2>(v) + cv::v_shr<8>(v);  // 10 bits to 12: 1023 -> 4095
-        }
-        v_s32 out[2][3];
-        ScalePixels(codes, g, out);
-        StoreResults(image != nullptr ? image + 3 * x : nullptr, copy != nullptr ? copy + 3 * x : nullptr,
-                     pixels != nullptr ? pixels + 4 * x : nullptr, count, out, g);
-    }
+    RunRow<PlanarRow>(g, image != nullptr || copy != nullptr, pixels != nullptr, planes, cols, image, copy, pixels);
 }
 
 // Orders the non-temporal stores before whatever follows (another thread reading the rows).

@@ -158,10 +158,10 @@ Sequence RandomSequence(Rng& rng) {
         s.regs = {u(1, 6),  static_cast<int32_t>(w), static_cast<int32_t>(h), block(), block(), u(0, 1), u(0, 8191),
                   adjust(), adjust(), u(0, 1), u(0, 255), u(1, 255), u(0, 3), nullptr, nullptr};
         for (uint32_t& v : s.curve) v = Uniform(rng, 200, 2000);
-        const uint32_t kind = Uniform(rng, 0, 2);  // negative and capped gains, or a real curve's range
-        for (int32_t& v : s.table) {
-            v = kind == 0 ? static_cast<int32_t>(Uniform(rng, 0, 604096)) - 4096 : static_cast<int32_t>(Uniform(rng, 548, 5048));
-        }
+        // Gains negative and capped, only capped (up to 255.0), or in a real curve's range.
+        const int32_t low[] = {-4096, 0, 548, 548}, high[] = {600000, 600000, 5048, 5048};
+        const uint32_t kind = Uniform(rng, 0, 3);
+        for (int32_t& v : s.table) v = low[kind] + static_cast<int32_t>(Uniform(rng, 0, high[kind] - low[kind]));
     }
     s.keep_images = Uniform(rng, 0, 3) != 0;
     s.threads = static_cast<int>(Uniform(rng, 1, 3));
