@@ -780,7 +780,15 @@ void FilteredMapRowKernel(const TableView& t, const RowCurves& row, const Colour
                           const PlanarRow& ahead) {
     const ColourConstants k(step);
     const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
+    // The quads of the next pixels are fetched before the arithmetic of these, as in MapRowKernel.
+    v_u32 low[2], high[2];
+    auto fetch = [&](int x) {
+        if (RegisterPair(t, x) < 0) FetchQuads(row.quads, t.column + x, cv::vx_load(filtered + x), low, high);
+    };
+    fetch(0);
     for (int x = 0; x < cols; x += kLanes16) {
+        const v_u32 these_low[2] = {low[0], low[1]}, these_high[2] = {high[0], high[1]};
+        if (x + kLanes16 < cols) fetch(x + kLanes16);
         if (ahead_in.Present()) {
             PrefetchInput(ahead_in, x, cols);
             v_s16 a, b, c;
@@ -791,12 +799,10 @@ void FilteredMapRowKernel(const TableView& t, const RowCurves& row, const Colour
             cv::v_store(ahead.luma + x, cv::v_max(cv::v_max(a, b), c));
         }
         const v_s16 v = cv::vx_load(luma + x), f = cv::vx_load(filtered + x);
-        v_u32 low[2], high[2];
-        const int pair = RegisterPair(t, x);
-        if (pair < 0) FetchQuads(row.quads, t.column + x, f, low, high);
-        const v_s16 base = Tone(t, row, pair, y, x, wy, low, high, f);
+        const v_s16 base = Tone(t, row, RegisterPair(t, x), y, x, wy, these_low, these_high, f);
         const v_u16 q_luma = Reciprocal(t, cv::v_shr<2>(v));
-        const v_s16 mapped = DetailChunk(t, v, f, base, t.luma_select ? QuadReciprocal(t, low, high, f) : q_luma);
+        const v_s16 mapped =
+            DetailChunk(t, v, f, base, t.luma_select ? QuadReciprocal(t, these_low, these_high, f) : q_luma);
         const v_s16 u[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
         v_s16 result[3];
         ColourChunk(k, u, v, mapped, q_luma, result);
