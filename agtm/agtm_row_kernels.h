@@ -101,47 +101,49 @@ inline void Scale(const v_s32& b, const v_s32& gr, const v_s32& r, const Gains& 
     }
 }
 
-// A vector's worth of pixels (kLanes32), all codes 0..4095 (true returned), or nothing written.
-// `copy`, when given, receives the same values.
-inline bool Group(const int32_t* in, int32_t* out, int32_t* copy, const Gains& g) {
+// `count` pixels (at most kLanes32) from x on. Each group is read whole before it is written, so
+// the output may be the input itself.
+template <bool kCopy>
+ALAD_STEP inline void IntegerGroup(const int32_t* in, int32_t* out, int32_t* copy, int x, int count, const Gains& g) {
+    const size_t values = static_cast<size_t>(count) * 3;
+    const bool whole = count == kLanes32;
+    alignas(64) int32_t tail_in[3 * kLanes32];
+    alignas(64) int32_t tail_out[3 * kLanes32];
+    const int32_t* src = in + 3 * x;
+    if (!whole) {
+        std::memset(tail_in, 0, sizeof(tail_in));
+        std::memcpy(tail_in, src, values * sizeof(int32_t));
+        src = tail_in;
+    }
     v_s32 b, gr, r;
-    cv::v_load_deinterleave(in, b, gr, r);
-    if (!InTable(b, gr, r)) return false;
+    cv::v_load_deinterleave(src, b, gr, r);
+    if (!InTable(b, gr, r)) {
+        // A code outside 0..4095: these pixels take the per-pixel path, in order.
+        for (int k = 0; k < count; ++k) g.pixel(in + 3 * (x + k), out + 3 * (x + k), g);
+        if (kCopy) std::memcpy(copy + 3 * x, out + 3 * x, values * sizeof(int32_t));
+        return;
+    }
     v_s32 o[3];
     Scale(b, gr, r, g, o);
-    Store(out, o[0], o[1], o[2]);
-    if (copy != nullptr) Store(copy, o[0], o[1], o[2], false);
-    return true;
+    if (whole) {
+        Store(out + 3 * x, o[0], o[1], o[2]);
+        if (kCopy) Store(copy + 3 * x, o[0], o[1], o[2], false);
+        return;
+    }
+    cv::v_store_interleave(tail_out, o[0], o[1], o[2]);
+    std::memcpy(out + 3 * x, tail_out, values * sizeof(int32_t));
+    if (kCopy) std::memcpy(copy + 3 * x, tail_out, values * sizeof(int32_t));
+}
+
+template <bool kCopy>
+void IntegerRow(const int32_t* in, int32_t* out, int32_t* copy, int cols, const Gains& g) {
+    int x = 0;
+    for (; x + kLanes32 <= cols; x += kLanes32) IntegerGroup<kCopy>(in, out, copy, x, kLanes32, g);
+    if (x < cols) IntegerGroup<kCopy>(in, out, copy, x, cols - x, g);
 }
 
 void IntegerRowKernel(const int32_t* in, int32_t* out, int32_t* copy, int cols, const Gains& g) {
-    for (int x = 0; x < cols; x += kLanes32) {
-        const int count = cols - x < kLanes32 ? cols - x : kLanes32;
-        const size_t values = static_cast<size_t>(count) * 3;
-        const int32_t* src = in + 3 * x;
-        int32_t* dst = out + 3 * x;
-        int32_t* dst_copy = copy != nullptr ? copy + 3 * x : nullptr;
-        alignas(64) int32_t tail_in[3 * kLanes32];
-        alignas(64) int32_t tail_out[3 * kLanes32];
-        if (count != kLanes32) {
-            std::memset(tail_in, 0, sizeof(tail_in));
-            std::memcpy(tail_in, src, values * sizeof(int32_t));
-            src = tail_in;
-            dst = tail_out;
-            dst_copy = nullptr;
-        }
-        // Each group is read whole before it is written, so the output may be the input itself.
-        if (!Group(src, dst, dst_copy, g)) {
-            // A code outside 0..4095: these pixels take the per-pixel path, in order.
-            for (int k = 0; k < count; ++k) g.pixel(in + 3 * (x + k), out + 3 * (x + k), g);
-            if (copy != nullptr) std::memcpy(copy + 3 * x, out + 3 * x, values * sizeof(int32_t));
-            continue;
-        }
-        if (count != kLanes32) {
-            std::memcpy(out + 3 * x, tail_out, values * sizeof(int32_t));
-            if (copy != nullptr) std::memcpy(copy + 3 * x, tail_out, values * sizeof(int32_t));
-        }
-    }
+    (copy != nullptr ? IntegerRow<true> : IntegerRow<false>)(in, out, copy, cols, g);
 }
 
 // ---- Sixteen pixels a step, a pixel per 16-bit lane: the driver's ARGB8888 rows and the CLTM
