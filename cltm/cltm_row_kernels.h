@@ -236,8 +236,9 @@ inline void StoreValues(T* dst, const V* v, int n, int count, bool stream = true
 // 10-bit values to the outputs (RowOutput): packed, c0 | c1 << 10 | c2 << 20, one per pixel to
 // the plane; as 12-bit codes (4v + (v >> 8)), interleaved, to the image and the copy; as they are
 // to the next stage's rows; narrowed into the ARGB row.
-ALAD_STEP inline void StoreOutputs(const RowOutput& o, int x, int cols, const v_s16 v[3]) {
-    const int count = cols - x < kLanes16 ? cols - x : kLanes16;
+// With kNext or kArgb false, the rows have no such output.
+template <bool kNext = true, bool kArgb = true>
+ALAD_STEP inline void StoreOutputs(const RowOutput& o, int x, int count, const v_s16 v[3]) {
     const v_u16 c0 = cv::v_reinterpret_as_u16(v[0]), c1 = cv::v_reinterpret_as_u16(v[1]);
     const v_u16 c2 = cv::v_reinterpret_as_u16(v[2]);
     v_u16 packed_low, packed_high;  // the low and the high halves of the packed pixels
@@ -256,10 +257,10 @@ ALAD_STEP inline void StoreOutputs(const RowOutput& o, int x, int cols, const v_
         if (o.copy != nullptr) StoreValues(o.copy + 3 * x, wide, 6, 3 * count, false);
     }
     // The next stage's rows are padded to whole vectors and stay in the cache: plain stores.
-    if (o.next[0] != nullptr) {
+    if (kNext && o.next[0] != nullptr) {
         for (int ch = 0; ch < 3; ++ch) cv::v_store(o.next[ch] + x, v[ch]);
     }
-    if (o.argb != nullptr) {
+    if (kArgb && o.argb != nullptr) {
         namespace argb = argb8888_kernels::ALAD_SIMD_NAMESPACE;
         argb::StoreColours(o.argb + 4 * x, count, NarrowTenBit(v[2]), NarrowTenBit(v[1]), NarrowTenBit(v[0]));
     }
@@ -542,10 +543,11 @@ inline void ConvertChunk(const int32_t* src, v_s16& a, v_s16& b, v_s16& c) {
 // while other guests kept the machine's memory busy (its latency up), no change while they did
 // not; 96 to 192 pixels ahead alike. The prefetch stops before the row's end.
 constexpr int kPrefetchPixels = 128;
+template <bool kArgbIn>
 inline void PrefetchInput(const RowInput& in, int x, int cols) {
     if (x + kPrefetchPixels >= cols) return;
     // Loops of a fixed length, unrolled: a cache line of 64 bytes at a time.
-    if (in.image != nullptr) {
+    if (!kArgbIn) {
         const char* ahead = reinterpret_cast<const char*>(in.image + 3 * (x + kPrefetchPixels));
         for (int at = 0; at < 3 * kLanes16 * 4; at += 64) __builtin_prefetch(ahead + at);
     } else {
@@ -567,8 +569,9 @@ inline const int32_t* ChunkSource(const int32_t* in, int x, int cols, int32_t* t
 // ConvertChunk of the vector's worth of pixels from x on; from ARGB8888, each colour byte v
 // widened to 12 bits and shifted right by 2 (no clamp: the widened values are 0..4095), which is
 // 4v + (v >> 6).
+template <bool kArgbIn>
 ALAD_STEP inline void ConvertInput(const RowInput& in, int x, int cols, v_s16& a, v_s16& b, v_s16& c) {
-    if (in.image != nullptr) {
+    if (!kArgbIn) {
         alignas(64) int32_t tail[3 * kLanes16];
         ConvertChunk(ChunkSource(in.image, x, cols, tail), a, b, c);
     } else {
@@ -580,10 +583,25 @@ ALAD_STEP inline void ConvertInput(const RowInput& in, int x, int cols, v_s16& a
     }
 }
 
+// PrefetchInput and ConvertInput of an input of either kind.
+ALAD_STEP inline void PrefetchAndConvert(const RowInput& in, int x, int cols, v_s16& a, v_s16& b, v_s16& c) {
+    if (in.image != nullptr) {
+        PrefetchInput<false>(in, x, cols);
+        ConvertInput<false>(in, x, cols, a, b, c);
+    } else {
+        PrefetchInput<true>(in, x, cols);
+        ConvertInput<true>(in, x, cols, a, b, c);
+    }
+}
+
 void ConvertRowKernel(const RowInput& in, int cols, int16_t* c0, int16_t* c1, int16_t* c2, int16_t* luma) {
     for (int x = 0; x < cols; x += kLanes16) {
         v_s16 a, b, c;
-        ConvertInput(in, x, cols, a, b, c);
+        if (in.image != nullptr) {
+            ConvertInput<false>(in, x, cols, a, b, c);
+        } else {
+            ConvertInput<true>(in, x, cols, a, b, c);
+        }
         cv::v_store(c0 + x, a);
         cv::v_store(c1 + x, b);
         cv::v_store(c2 + x, c);
@@ -724,19 +742,20 @@ ALAD_STEP inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], co
             scaled[ch] = cv::v_min(cv::v_reinterpret_as_s16(cv::v_shl<6>(cv::v_min(high, sixteen)) + rounded), top);
         }
     }
-    for (int ch = 0; ch < 3; ++ch) {
-        // The channel holding the maximum takes the new luma exactly.
-        v_s16 m = cv::v_select(u[ch] == y_old, y_new, scaled[ch]);
-        if (k.linear) {
+    // The channel holding the maximum takes the new luma exactly.
+    for (int ch = 0; ch < 3; ++ch) result[ch] = cv::v_select(u[ch] == y_old, y_new, scaled[ch]);
+    if (k.linear) {
+        for (int ch = 0; ch < 3; ++ch) {
             v_s32 lo, hi;
-            cv::v_expand(m, lo, hi);
+            cv::v_expand(result[ch], lo, hi);
             lo = k.offset + cv::v_shr<8>(round8 + lo * k.ratio);
             hi = k.offset + cv::v_shr<8>(round8 + hi * k.ratio);
-            m = Clamp10(cv::v_pack(lo, hi));  // the pack saturates, which the clamp absorbs
+            result[ch] = Clamp10(cv::v_pack(lo, hi));  // the pack saturates, which the clamp absorbs
         }
-        // u + (((m - u) * strength + 128) >> 8), with m and u both 0..1023: within 0..1023.
-        if (k.blend) m = Blend16(m, u[ch], k.strength);
-        result[ch] = m;
+    }
+    // u + (((m - u) * strength + 128) >> 8), with m and u both 0..1023: within 0..1023.
+    if (k.blend) {
+        for (int ch = 0; ch < 3; ++ch) result[ch] = Blend16(result[ch], u[ch], k.strength);
     }
 }
 
@@ -746,21 +765,23 @@ ALAD_STEP inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], co
 // FilteredMapRow without the filter in one. The 10-bit luma is also left in `luma` (for the
 // histograms). The table look-ups of the next pixels are made before the arithmetic of these, so
 // that their wait overlaps it.
-void MapRowKernel(const TableView& t, const RowCurves& row, const ColourStep& step, int y, const RowInput& in,
-                  int cols, int16_t* luma, const RowOutput& out) {
+// Built for each kind of input and the outputs a row may have (StoreOutputs), so that the loop
+// holds only its own steps; whole vectors' worth of pixels in a loop of their own.
+template <bool kArgbIn, bool kNext, bool kArgbOut>
+void MapRow(const TableView& t, const RowCurves& row, const ColourStep& step, int y, const RowInput& in, int cols,
+            int16_t* luma, const RowOutput& out) {
     const ColourConstants k(step);
     const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
     v_s16 u[3], y_old;
     v_u32 low[2], high[2];
     auto fetch = [&](int x) {
-        PrefetchInput(in, x, cols);
-        ConvertInput(in, x, cols, u[0], u[1], u[2]);
+        PrefetchInput<kArgbIn>(in, x, cols);
+        ConvertInput<kArgbIn>(in, x, cols, u[0], u[1], u[2]);
         y_old = cv::v_max(cv::v_max(u[0], u[1]), u[2]);
         cv::v_store(luma + x, y_old);
         if (RegisterPair(t, x) < 0) FetchQuads(row.quads, t.column + x, y_old, low, high);
     };
-    fetch(0);
-    for (int x = 0; x < cols; x += kLanes16) {
+    auto map = [&](int x, int count) ALAD_STEP {
         const v_s16 these_u[3] = {u[0], u[1], u[2]}, these_y_old = y_old;
         const v_u32 these_low[2] = {low[0], low[1]}, these_high[2] = {high[0], high[1]};
         if (x + kLanes16 < cols) fetch(x + kLanes16);
@@ -768,8 +789,23 @@ void MapRowKernel(const TableView& t, const RowCurves& row, const ColourStep& st
         const v_u16 q = QuadReciprocal(t, these_low, these_high, these_y_old);
         v_s16 result[3];
         ColourChunk(k, these_u, these_y_old, y_new, q, result);
-        StoreOutputs(out, x, cols, result);
-    }
+        StoreOutputs<kNext, kArgbOut>(out, x, count, result);
+    };
+    fetch(0);
+    int x = 0;
+    for (; x + kLanes16 <= cols; x += kLanes16) map(x, kLanes16);
+    if (x < cols) map(x, cols - x);
+}
+
+void MapRowKernel(const TableView& t, const RowCurves& row, const ColourStep& step, int y, const RowInput& in,
+                  int cols, int16_t* luma, const RowOutput& out) {
+    using Row = void (*)(const TableView&, const RowCurves&, const ColourStep&, int, const RowInput&, int, int16_t*,
+                         const RowOutput&);
+    static constexpr Row kRows[2][2][2] = {{{MapRow<false, false, false>, MapRow<false, false, true>},
+                                            {MapRow<false, true, false>, MapRow<false, true, true>}},
+                                           {{MapRow<true, false, false>, MapRow<true, false, true>},
+                                            {MapRow<true, true, false>, MapRow<true, true, true>}}};
+    kRows[in.image == nullptr][out.next[0] != nullptr][out.argb != nullptr](t, row, step, y, in, cols, luma, out);
 }
 
 // The rest of a filtered row once the filter has run: the filtered luma through the curves, the
@@ -790,9 +826,8 @@ void FilteredMapRowKernel(const TableView& t, const RowCurves& row, const Colour
         const v_u32 these_low[2] = {low[0], low[1]}, these_high[2] = {high[0], high[1]};
         if (x + kLanes16 < cols) fetch(x + kLanes16);
         if (ahead_in.Present()) {
-            PrefetchInput(ahead_in, x, cols);
             v_s16 a, b, c;
-            ConvertInput(ahead_in, x, cols, a, b, c);
+            PrefetchAndConvert(ahead_in, x, cols, a, b, c);
             cv::v_store(ahead.c0 + x, a);
             cv::v_store(ahead.c1 + x, b);
             cv::v_store(ahead.c2 + x, c);
@@ -806,14 +841,14 @@ void FilteredMapRowKernel(const TableView& t, const RowCurves& row, const Colour
         const v_s16 u[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
         v_s16 result[3];
         ColourChunk(k, u, v, mapped, q_luma, result);
-        StoreOutputs(out, x, cols, result);
+        StoreOutputs(out, x, cols - x < kLanes16 ? cols - x : kLanes16, result);
     }
 }
 
 void CopyRowKernel(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, const RowOutput& out) {
     for (int x = 0; x < cols; x += kLanes16) {
         const v_s16 channels[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
-        StoreOutputs(out, x, cols, channels);
+        StoreOutputs(out, x, cols - x < kLanes16 ? cols - x : kLanes16, channels);
     }
 }
 
