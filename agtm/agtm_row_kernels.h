@@ -16,6 +16,7 @@
 
 #include "agtm/agtm_rows.h"
 #include "common/argb8888_kernels.h"
+#include "common/row_steps.h"
 
 namespace kelvo {
 namespace agtm_rows {
@@ -28,11 +29,6 @@ using v_s32 = cv::v_int32;
 constexpr int kLanes32 = v_s32::nlanes;
 constexpr int32_t kMaxCode = 4095;
 
-// The steps of the ARGB and planar rows are inlined by force: kept as calls, they pass vectors
-// through memory and set their constants up on every call.
-#ifndef ALAD_STEP
-#define ALAD_STEP __attribute__((always_inline))
-#endif
 
 // Table entries at the lanes' indices (all inside the table). The AVX2 build gathers them (about
 // 10% faster frames than loads through memory, measured on a Zen 4); elsewhere plain loads
@@ -137,9 +133,8 @@ ALAD_STEP inline void IntegerGroup(const int32_t* in, int32_t* out, int32_t* cop
 
 template <bool kCopy>
 void IntegerRow(const int32_t* in, int32_t* out, int32_t* copy, int cols, const Gains& g) {
-    int x = 0;
-    for (; x + kLanes32 <= cols; x += kLanes32) IntegerGroup<kCopy>(in, out, copy, x, kLanes32, g);
-    if (x < cols) IntegerGroup<kCopy>(in, out, copy, x, cols - x, g);
+    alad::ForEachStep<kLanes32>(cols,
+                                [&](int x, int count) ALAD_STEP { IntegerGroup<kCopy>(in, out, copy, x, count, g); });
 }
 
 void IntegerRowKernel(const int32_t* in, int32_t* out, int32_t* copy, int cols, const Gains& g) {
@@ -258,15 +253,6 @@ ALAD_STEP inline void MapStep(const v_s16 codes[3], int count, int32_t* image, i
     if (kArgb) argb::StoreColours(argb, count, n[2], n[1], n[0], kNonNegative);
 }
 
-// step(x, count) over a row of `cols` pixels by kLanes16: the whole steps (count a constant the
-// compiler sees), then the last pixels.
-template <typename Step>
-ALAD_STEP inline void ForEachStep(int cols, const Step& step) {
-    int x = 0;
-    for (; x + kLanes16 <= cols; x += kLanes16) step(x, kLanes16);
-    if (x < cols) step(x, cols - x);
-}
-
 // The rows below are built for each kind of gains and set of outputs (MapStep), so that each loop
 // holds only its own steps; RunRow picks the build.
 template <template <bool, bool, bool> class Row, typename... Args>
@@ -285,7 +271,7 @@ void RunRow(const Gains& g, bool values, bool argb, Args... args) {
 template <bool kNonNegative, bool kValues, bool kArgb>
 struct ArgbRow {
     static void Run(uint8_t* pixels, int32_t* image, int32_t* copy, int cols, const Gains& g) {
-        ForEachStep(cols, [&](int x, int count) ALAD_STEP {
+        alad::ForEachStep<kLanes16>(cols, [&](int x, int count) ALAD_STEP {
             v_u16 r, gr, b;
             uint8_t* argb = pixels + 4 * x;
             argb::LoadColours(argb, count, r, gr, b, kNonNegative);
@@ -304,7 +290,7 @@ template <bool kNonNegative, bool kValues, bool kArgb>
 struct PlanarRow {
     static void Run(const int16_t* const* planes, int cols, int32_t* image, int32_t* copy, uint8_t* pixels,
                     const Gains& g) {
-        ForEachStep(cols, [&](int x, int count) ALAD_STEP {
+        alad::ForEachStep<kLanes16>(cols, [&](int x, int count) ALAD_STEP {
             v_s16 codes[3];
             for (int ch = 0; ch < 3; ++ch) {
                 const v_s16 v = cv::vx_load(planes[ch] + x);

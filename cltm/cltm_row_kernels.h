@@ -18,6 +18,7 @@
 
 #include "cltm/cltm_rows.h"
 #include "common/argb8888_kernels.h"
+#include "common/row_steps.h"
 
 namespace kelvo {
 namespace cltm_rows {
@@ -36,12 +37,6 @@ static_assert(kRowPad % kLanes16 == 0, "rows are padded to whole vectors");
 
 constexpr int16_t kTop10 = 1023;
 
-// The steps that every kernel of a row calls once per vector are inlined by force: GCC keeps some
-// of them as calls otherwise, which pass vectors through memory and set their constants up on
-// every call (about a tenth of a frame's instructions).
-#ifndef ALAD_STEP
-#define ALAD_STEP __attribute__((always_inline))
-#endif
 
 // (a * w + b * (256 - w) + 128) >> 8 for pairs a | b << 16 (0 <= a, b < 2^15) and weights packed
 // as w | (256 - w) << 16: one multiply-add of 16-bit halves.
@@ -766,7 +761,7 @@ ALAD_STEP inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], co
 // histograms). The table look-ups of the next pixels are made before the arithmetic of these, so
 // that their wait overlaps it.
 // Built for each kind of input and the outputs a row may have (StoreOutputs), so that the loop
-// holds only its own steps; whole vectors' worth of pixels in a loop of their own.
+// holds only its own steps.
 template <bool kArgbIn, bool kNext, bool kArgbOut>
 void MapRow(const TableView& t, const RowCurves& row, const ColourStep& step, int y, const RowInput& in, int cols,
             int16_t* luma, const RowOutput& out) {
@@ -792,9 +787,7 @@ void MapRow(const TableView& t, const RowCurves& row, const ColourStep& step, in
         StoreOutputs<kNext, kArgbOut>(out, x, count, result);
     };
     fetch(0);
-    int x = 0;
-    for (; x + kLanes16 <= cols; x += kLanes16) map(x, kLanes16);
-    if (x < cols) map(x, cols - x);
+    alad::ForEachStep<kLanes16>(cols, map);
 }
 
 void MapRowKernel(const TableView& t, const RowCurves& row, const ColourStep& step, int y, const RowInput& in,
