@@ -29,7 +29,6 @@ using v_s32 = cv::v_int32;
 constexpr int kLanes32 = v_s32::nlanes;
 constexpr int32_t kMaxCode = 4095;
 
-
 // Table entries at the lanes' indices (all inside the table). The AVX2 build gathers them (about
 // 10% faster frames than loads through memory, measured on a Zen 4); elsewhere plain loads
 // through a small array, faster than building the vector lane by lane.

@@ -37,7 +37,6 @@ static_assert(kRowPad % kLanes16 == 0, "rows are padded to whole vectors");
 
 constexpr int16_t kTop10 = 1023;
 
-
 // (a * w + b * (256 - w) + 128) >> 8 for pairs a | b << 16 (0 <= a, b < 2^15) and weights packed
 // as w | (256 - w) << 16: one multiply-add of 16-bit halves.
 inline v_s32 BlendPairs(const v_s32& pairs, const v_s32& weights) {
@@ -760,6 +759,7 @@ ALAD_STEP inline void ColourChunk(const ColourConstants& k, const v_s16 u[3], co
 // FilteredMapRow without the filter in one. The 10-bit luma is also left in `luma` (for the
 // histograms). The table look-ups of the next pixels are made before the arithmetic of these, so
 // that their wait overlaps it.
+//
 // Built for each kind of input and the outputs a row may have (StoreOutputs), so that the loop
 // holds only its own steps.
 template <bool kArgbIn, bool kNext, bool kArgbOut>
@@ -809,13 +809,13 @@ void FilteredMapRowKernel(const TableView& t, const RowCurves& row, const Colour
                           const PlanarRow& ahead) {
     const ColourConstants k(step);
     const v_s32 wy = cv::vx_setall_s32(t.wy[y]);
-    // The quads of the next pixels are fetched before the arithmetic of these, as in MapRowKernel.
+    // The quads of the next pixels are fetched before the arithmetic of these, as in MapRow.
     v_u32 low[2], high[2];
     auto fetch = [&](int x) {
         if (RegisterPair(t, x) < 0) FetchQuads(row.quads, t.column + x, cv::vx_load(filtered + x), low, high);
     };
     fetch(0);
-    for (int x = 0; x < cols; x += kLanes16) {
+    alad::ForEachStep<kLanes16>(cols, [&](int x, int count) ALAD_STEP {
         const v_u32 these_low[2] = {low[0], low[1]}, these_high[2] = {high[0], high[1]};
         if (x + kLanes16 < cols) fetch(x + kLanes16);
         if (ahead_in.Present()) {
@@ -834,15 +834,15 @@ void FilteredMapRowKernel(const TableView& t, const RowCurves& row, const Colour
         const v_s16 u[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
         v_s16 result[3];
         ColourChunk(k, u, v, mapped, q_luma, result);
-        StoreOutputs(out, x, cols - x < kLanes16 ? cols - x : kLanes16, result);
-    }
+        StoreOutputs(out, x, count, result);
+    });
 }
 
 void CopyRowKernel(const int16_t* c0, const int16_t* c1, const int16_t* c2, int cols, const RowOutput& out) {
-    for (int x = 0; x < cols; x += kLanes16) {
+    alad::ForEachStep<kLanes16>(cols, [&](int x, int count) ALAD_STEP {
         const v_s16 channels[3] = {cv::vx_load(c0 + x), cv::vx_load(c1 + x), cv::vx_load(c2 + x)};
-        StoreOutputs(out, x, cols - x < kLanes16 ? cols - x : kLanes16, channels);
-    }
+        StoreOutputs(out, x, count, channels);
+    });
 }
 
 }  // namespace
